@@ -1,0 +1,110 @@
+// Tear-free cache cells for the module caches.
+//
+// A record in a cache is written by the middleware's delivery thread (or by an application
+// through an update function) and read by any number of polling threads. Latest<T> is a
+// sequence-counted cell: a writer never waits for a reader, and a reader retries until it has
+// copied a record that no writer touched meanwhile, so it never sees one half-written.
+// Writers exclude one another with the counter itself; a write is a copy of a few dozen bytes,
+// so a second writer waits at most that long. The words are moved with relaxed atomics and
+// the counter with acquire/release fences, so the race detector sees no data race.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+namespace cw {
+
+template <class T>
+class Latest {
+    static_assert(std::is_trivially_copyable_v<T>, "a cache record is plain bytes");
+    static constexpr size_t kWords = (sizeof(T) + sizeof(uint32_t) - 1) / sizeof(uint32_t);
+
+public:
+    constexpr Latest() = default;
+
+    void store(const T &v) {
+        uint32_t buf[kWords] = {};
+        std::memcpy(buf, &v, sizeof(T));
+        write_words(buf);
+    }
+
+    // Overwrites the record with zero bytes.
+    void clear() {
+        const uint32_t buf[kWords] = {};
+        write_words(buf);
+    }
+
+    T load() const {
+        uint32_t buf[kWords];
+        for (;;) {
+            const uint32_t before = seq_.load(std::memory_order_acquire);
+            if ((before & 1u) == 0) {
+                for (size_t i = 0; i < kWords; ++i) {
+                    buf[i] = words_[i].load(std::memory_order_relaxed);
+                }
+                std::atomic_thread_fence(std::memory_order_acquire);
+                if (seq_.load(std::memory_order_relaxed) == before) {
+                    break;
+                }
+            }
+        }
+        T out;
+        std::memcpy(&out, buf, sizeof(T));
+        return out;
+    }
+
+    // Generation of the record: advances by one on every store.
+    uint32_t generation() const { return seq_.load(std::memory_order_acquire) / 2; }
+
+private:
+    void write_words(const uint32_t *buf) {
+        uint32_t seq = seq_.load(std::memory_order_relaxed);
+        for (;;) {
+            if ((seq & 1u) == 0 &&
+                seq_.compare_exchange_weak(seq, seq + 1, std::memory_order_acquire, std::memory_order_relaxed)) {
+                break;
+            }
+            seq = seq_.load(std::memory_order_relaxed);
+        }
+        std::atomic_thread_fence(std::memory_order_release);
+        for (size_t i = 0; i < kWords; ++i) {
+            words_[i].store(buf[i], std::memory_order_relaxed);
+        }
+        seq_.store(seq + 2, std::memory_order_release);
+    }
+
+    std::atomic<uint32_t> seq_{0};
+    std::atomic<uint32_t> words_[kWords] = {};
+};
+
+// A single-word cache item: one atomic access per read or write.
+template <class T>
+class Word {
+    static_assert(std::atomic<T>::is_always_lock_free, "a cache word is one lock-free access");
+
+public:
+    constexpr Word() = default;
+    constexpr explicit Word(T v) : v_(v) {}
+    void store(T v) { v_.store(v, std::memory_order_relaxed); }
+    T load() const { return v_.load(std::memory_order_relaxed); }
+
+private:
+    std::atomic<T> v_{};
+};
+
+// An exported C object (plain storage that applications may also touch) read and written as
+// one atomic access from inside the library.
+template <class T>
+T load_exported(T &obj) {
+    return std::atomic_ref<T>(obj).load(std::memory_order_relaxed);
+}
+
+template <class T>
+void store_exported(T &obj, T v) {
+    std::atomic_ref<T>(obj).store(v, std::memory_order_relaxed);
+}
+
+}  // namespace cw

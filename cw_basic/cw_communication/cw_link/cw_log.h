@@ -1,0 +1,81 @@
+// The library's two diagnostic channels on the middleware.
+//
+// CW_LOG(level, fmt, ...)  the leveled log (module 68): the middleware builds the line head from
+//                          this source file, the calling function and the call's line; a head
+//                          refused by the middleware (level filtered out) prints nothing.
+// CW_USRLOG(fmt, ...)      one line on the "usrlog" dump channel:
+//                          "<boot time> USRLOG[<function> :<line>]:: <text>".
+// CW_LOG_BOTH(level, ...)  the same text on both channels, leveled first.
+//
+// Always log at the site, from the function that does the work: the macros capture __func__
+// and __LINE__ there, so a line names the command that wrote it.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "mbus.h"
+
+namespace cw::log {
+
+inline constexpr uint32_t kModule = 68;
+inline constexpr uint32_t kHeadSize = 128;
+inline constexpr size_t kUsrlogSize = 1024;
+inline constexpr uint32_t kFail = 1;  // failures
+inline constexpr uint32_t kInfo = 3;  // successes and state changes
+
+// A source path as the leveled log shows it: relative to the build directory (the compiler maps
+// the source root to "../") and without the file extension.
+template <size_t N>
+struct SourceName {
+    std::array<char, N> text{};
+};
+
+template <size_t N>
+consteval SourceName<N> source_name(const char (&path)[N]) {
+    size_t end = N - 1;
+    for (size_t i = N - 1; i > 0; --i) {
+        if (path[i - 1] == '/') {
+            break;
+        }
+        if (path[i - 1] == '.') {
+            end = i - 1;
+            break;
+        }
+    }
+    SourceName<N> out;
+    for (size_t i = 0; i < end; ++i) {
+        out.text[i] = path[i];
+    }
+    return out;
+}
+
+// Writes one usrlog line for function `func` at source line `line`. The line is formatted into a
+// 1024-byte stack buffer; a longer one is cut, and at most 1023 bytes reach the channel.
+void usrlog(const char *func, int line, const char *fmt, ...) __attribute__((format(printf, 3, 4)));
+
+}  // namespace cw::log
+
+#define CW_SRC_FILE                                                            \
+    ([]() -> const char * {                                                    \
+        static constexpr auto cw_src_name_ = ::cw::log::source_name(__FILE__); \
+        return cw_src_name_.text.data();                                       \
+    }())
+
+#define CW_LOG(level, ...)                                                                                        \
+    do {                                                                                                          \
+        char cw_head_[::cw::log::kHeadSize];                                                                      \
+        if (mbus_log_gen_head(::cw::log::kModule, (level), cw_head_, ::cw::log::kHeadSize, CW_SRC_FILE, __func__, \
+                              __LINE__) == 0) {                                                                   \
+            mbus_log_print(::cw::log::kModule, (level), cw_head_, __VA_ARGS__);                                   \
+        }                                                                                                         \
+    } while (0)
+
+#define CW_USRLOG(...) ::cw::log::usrlog(__func__, __LINE__, __VA_ARGS__)
+
+#define CW_LOG_BOTH(level, ...)     \
+    do {                            \
+        CW_LOG(level, __VA_ARGS__); \
+        CW_USRLOG(__VA_ARGS__);     \
+    } while (0)

@@ -1,0 +1,51 @@
+// Rate limits for log lines written on every pushed message, one counter per site. The counters
+// are atomic, so two handlers running at once cannot corrupt them.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace cw {
+
+class Throttle {
+public:
+    constexpr Throttle() = default;
+
+    // Counts one event; true once every (limit + 2) events: while the counter is above `limit`
+    // it restarts from 0 and the line is written, otherwise it advances by one.
+    bool after(int32_t limit) {
+        return advance([limit](int32_t n, int32_t &next) {
+            next = n > limit ? 0 : n + 1;
+            return n > limit;
+        });
+    }
+
+    // Counts one event; true on the first and then on one event in (period - 1): when the counter
+    // is a multiple of `period` the line is written and the counter set to 1; then it advances by
+    // one. The counter cycles through 2..period and never wraps.
+    bool first_then_every(int32_t period) {
+        return advance([period](int32_t n, int32_t &next) {
+            const bool fire = n % period == 0;
+            next = (fire ? 1 : n) + 1;
+            return fire;
+        });
+    }
+
+    int32_t count() const { return n_.load(std::memory_order_relaxed); }
+
+private:
+    template <class Step>
+    bool advance(Step step) {
+        int32_t n = n_.load(std::memory_order_relaxed);
+        int32_t next = 0;
+        bool fire = step(n, next);
+        while (!n_.compare_exchange_weak(n, next, std::memory_order_relaxed)) {
+            fire = step(n, next);
+        }
+        return fire;
+    }
+
+    std::atomic<int32_t> n_{0};
+};
+
+}  // namespace cw

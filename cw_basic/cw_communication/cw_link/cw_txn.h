@@ -1,0 +1,125 @@
+// The request/answer transaction every link command is built from.
+//
+// A command's fixed facts (set, id, receiver, timeout) are one constexpr Route. send() fills a
+// V1Request from the route, the payload and the answer buffer and hands it to the link. The
+// judging of answers is a handful of pure functions; a command composes them and writes its own
+// log lines at its own site, so that every line names the command.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+#include <span>
+
+#include "cirrow/cw_link.h"
+
+namespace cw {
+
+struct Route {
+    uint8_t cmd_set;
+    uint8_t cmd_id;
+    uint16_t receiver;
+    uint32_t timeout;  // 0: nothing awaited
+};
+
+// Link timeouts in use (microseconds).
+inline constexpr uint32_t kNoWait = 0;
+inline constexpr uint32_t kWaitShort = 20000;
+inline constexpr uint32_t kWaitCommon = 200000;
+inline constexpr uint32_t kWaitHalfSecond = 500000;
+inline constexpr uint32_t kWaitSecond = 1000000;
+inline constexpr uint32_t kWaitCamera = 2000000;
+inline constexpr uint32_t kWaitPhoto = 5000000;
+
+// Module receivers.
+inline constexpr uint16_t kRecvCamera = 0x0100;
+inline constexpr uint16_t kRecvVisionResult = 0x1200;
+inline constexpr uint16_t kRecvQs160 = 0x0200;
+inline constexpr uint16_t kRecvFlight = 0x0306;
+inline constexpr uint16_t kRecvGimbal = 0x0400;
+inline constexpr uint16_t kRecvWifiChannel = 0x0700;
+inline constexpr uint16_t kRecvWifi = 0x0900;
+inline constexpr uint16_t kRecvWifiPower = 0x0904;
+inline constexpr uint16_t kRecvBattery = 0x0B00;
+inline constexpr uint16_t kRecvQuickTest = 0x1105;
+inline constexpr uint16_t kRecvVision = 0x1107;
+
+// An answer buffer, zeroed before sending (or filled with another byte where a command wants it).
+template <size_t N>
+struct Answer {
+    std::array<uint8_t, N> bytes{};
+    constexpr Answer() = default;
+    constexpr explicit Answer(uint8_t fill) { bytes.fill(fill); }
+    constexpr uint8_t operator[](size_t i) const { return bytes[i]; }
+    constexpr const uint8_t *data() const { return bytes.data(); }
+    constexpr std::span<uint8_t> span() { return bytes; }
+    constexpr std::span<const uint8_t> view() const { return bytes; }
+};
+
+// Sends one request on `route`. An empty payload goes as a null pointer with length 0; an empty
+// answer as a null buffer with length 0. Returns the link's result.
+inline int32_t send(const Route &route, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
+    const V1Request req = {
+        route.cmd_set,
+        route.cmd_id,
+        route.receiver,
+        payload.empty() ? nullptr : payload.data(),
+        static_cast<uint32_t>(payload.size()),
+        answer.empty() ? nullptr : answer.data(),
+        static_cast<uint32_t>(answer.size()),
+        route.timeout,
+    };
+    return cw_link_v1_send(&req);
+}
+
+// A payload whose length depends on the arguments: a heap block of exactly that length, given
+// back right after sending (release()), or at the end of the scope at the latest.
+class HeapPayload {
+public:
+    explicit HeapPayload(size_t len) : data_(len ? static_cast<uint8_t *>(std::calloc(len, 1)) : nullptr), len_(len) {}
+    HeapPayload(const HeapPayload &) = delete;
+    HeapPayload &operator=(const HeapPayload &) = delete;
+    ~HeapPayload() { release(); }
+
+    // False when the block could not be had: send nothing, return CW_ERR_NOMEM.
+    bool ok() const { return len_ == 0 || data_ != nullptr; }
+    uint8_t *data() { return data_; }
+    std::span<const uint8_t> view() const { return {data_, data_ ? len_ : 0}; }
+    void release() {
+        std::free(data_);
+        data_ = nullptr;
+    }
+
+private:
+    uint8_t *data_;
+    size_t len_;
+};
+
+// ---- Result policies: pure judgements over an answer ----
+
+// Ack byte: answer byte 0 is 0.
+inline bool acked(std::span<const uint8_t> answer) { return !answer.empty() && answer[0] == 0; }
+
+// Expected byte: answer byte 0 is the command's value.
+inline bool answered_with(std::span<const uint8_t> answer, uint8_t expected) {
+    return !answer.empty() && answer[0] == expected;
+}
+
+// Echo: answer byte 0 is 0 and the bytes after it repeat `sent`, byte for byte.
+inline bool echoed(std::span<const uint8_t> answer, std::span<const uint8_t> sent) {
+    return answer.size() > sent.size() && answer[0] == 0 && std::equal(sent.begin(), sent.end(), answer.begin() + 1);
+}
+
+// Accepted header: the answer starts with one of the headers.
+inline bool starts_with_one_of(std::span<const uint8_t> answer,
+                               std::initializer_list<std::span<const uint8_t>> headers) {
+    return std::any_of(headers.begin(), headers.end(), [answer](std::span<const uint8_t> h) {
+        return answer.size() >= h.size() && std::equal(h.begin(), h.end(), answer.begin());
+    });
+}
+
+}  // namespace cw

@@ -1,0 +1,88 @@
+// Test support: every test drives the library through its public C API and plays the aircraft
+// through the middleware stand-in's control API.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "mbus_ctl.h"
+
+namespace cwt {
+
+using Bytes = std::vector<uint8_t>;
+
+// One request as the link saw it, with its payload as a byte vector.
+struct Sent {
+    uint8_t cmd_set;
+    uint8_t cmd_id;
+    uint16_t receiver;
+    uint32_t timeout;
+    uint32_t resp_len;
+    bool payload_null;
+    bool resp_null;
+    Bytes payload;
+};
+
+// One leveled-log line.
+struct Line {
+    uint32_t level;
+    std::string file;
+    std::string func;
+    uint32_t line;
+    std::string text;
+};
+
+// One usrlog line, split into its head fields and its message text.
+struct UsrLine {
+    std::string raw;  // exactly what reached the channel
+    std::string func;
+    int line = -1;
+    std::string text;  // what follows "]:: "
+};
+
+std::vector<Sent> sent();
+std::vector<Line> leveled();
+std::vector<UsrLine> usrlog();
+std::vector<std::string> leveled_texts();
+std::vector<std::string> usrlog_texts();
+
+// Scripts the next request to be answered with these bytes (result 0), or to fail.
+void answer(const Bytes &bytes);
+void fail_next(int32_t result);
+
+// Pushes a message synchronously through the registered handler.
+int32_t push(uint8_t cmd_set, uint8_t cmd_id, const Bytes &payload);
+
+// Little-endian byte images for building expected payloads and pushes.
+Bytes le16(uint16_t v);
+Bytes le32(uint32_t v);
+Bytes le64(uint64_t v);
+Bytes lef32(float v);
+Bytes cat(std::initializer_list<Bytes> parts);
+
+// Captures what the library prints on standard output while alive.
+class StdoutCapture {
+public:
+    StdoutCapture();
+    ~StdoutCapture();
+    std::string text();  // stops capturing and returns what was printed
+
+private:
+    int saved_ = -1;
+    int file_ = -1;
+    std::string path_;
+    std::string text_;
+    bool done_ = false;
+};
+
+// Fixture: a clean stand-in (no scripts, no records, no handlers), quiet, fixed boot time.
+class LinkTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+};
+
+}  // namespace cwt
