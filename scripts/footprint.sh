@@ -28,7 +28,7 @@ find "$build/CMakeFiles/cirrow.dir" -name '*.su' -exec cat {} + > "$tmp/frames"
 [ -s "$tmp/frames" ] || { echo "  no stack usage data (build with -fstack-usage)"; exit 1; }
 sort -t$'\t' -k2,2nr "$tmp/frames" > "$tmp/sorted"
 echo "  largest stack frames:"
-head -n 5 "$tmp/sorted" | awk -F'\t' '{ n = split($1, p, ":"); printf "    %6d  %s (%s)\n", $2, p[n], $3 }'
+head -n 5 "$tmp/sorted" | sed 's|^[^\t]*/||' | awk -F'\t' '{ printf "    %6d  %s (%s)\n", $2, $1, $3 }'
 top=$(head -n 1 "$tmp/sorted" | cut -f2)
 [ "$top" -le "$max_frame_bytes" ] || { echo "  over budget: a frame of $top bytes (budget $max_frame_bytes)"; status=1; }
 dynamic=$(awk -F'\t' '$3 ~ /dynamic/ && $3 !~ /bounded/' "$tmp/frames")
