@@ -1,5 +1,5 @@
 // The send wrapper and the transaction building blocks that every command stands on.
-#include <cirrow/cw_link.h>
+#include <cirrow/cirrow.h>
 
 #include "cw_bytes.h"
 #include "cw_test.h"
