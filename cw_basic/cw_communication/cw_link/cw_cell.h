@@ -5,8 +5,8 @@
 // sequence-counted cell: a writer never waits for a reader, and a reader retries until it has
 // copied a record that no writer touched meanwhile, so it never sees one half-written.
 // Writers exclude one another with the counter itself; a write is a copy of a few dozen bytes,
-// so a second writer waits at most that long. The words are moved with relaxed atomics and
-// the counter with acquire/release fences, so the race detector sees no data race.
+// so a second writer waits at most that long. The words are moved with relaxed atomics
+// ordered by fences around the counter, so the race detector sees no data race.
 #pragma once
 
 #include <atomic>
@@ -16,6 +16,19 @@
 #include <type_traits>
 
 namespace cw {
+
+namespace cell_detail {
+#if defined(__SANITIZE_THREAD__)
+// ThreadSanitizer does not model fences: order each word itself instead (same guarantees).
+inline constexpr std::memory_order kWordStore = std::memory_order_release;
+inline constexpr std::memory_order kWordLoad = std::memory_order_acquire;
+inline void fence(std::memory_order) {}
+#else
+inline constexpr std::memory_order kWordStore = std::memory_order_relaxed;
+inline constexpr std::memory_order kWordLoad = std::memory_order_relaxed;
+inline void fence(std::memory_order order) { std::atomic_thread_fence(order); }
+#endif
+}  // namespace cell_detail
 
 template <class T>
 class Latest {
@@ -43,9 +56,9 @@ public:
             const uint32_t before = seq_.load(std::memory_order_acquire);
             if ((before & 1u) == 0) {
                 for (size_t i = 0; i < kWords; ++i) {
-                    buf[i] = words_[i].load(std::memory_order_relaxed);
+                    buf[i] = words_[i].load(cell_detail::kWordLoad);
                 }
-                std::atomic_thread_fence(std::memory_order_acquire);
+                cell_detail::fence(std::memory_order_acquire);
                 if (seq_.load(std::memory_order_relaxed) == before) {
                     break;
                 }
@@ -69,9 +82,9 @@ private:
             }
             seq = seq_.load(std::memory_order_relaxed);
         }
-        std::atomic_thread_fence(std::memory_order_release);
+        cell_detail::fence(std::memory_order_release);
         for (size_t i = 0; i < kWords; ++i) {
-            words_[i].store(buf[i], std::memory_order_relaxed);
+            words_[i].store(buf[i], cell_detail::kWordStore);
         }
         seq_.store(seq + 2, std::memory_order_release);
     }
