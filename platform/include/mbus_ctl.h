@@ -4,7 +4,8 @@
  * back everything the library sent and logged.
  *
  * Every function is thread-safe. Recorded items are kept in order; mbus_ctl_reset() clears
- * them all, together with scripts, peers, registered handlers and data-manager faults. */
+ * them all, together with scripts, peers, registered handlers and data-manager faults.
+ * Each recorded list keeps its most recent 65536 items; indexes count from the oldest kept. */
 #ifndef MBUS_CTL_H
 #define MBUS_CTL_H
 
@@ -138,7 +139,8 @@ void mbus_ctl_dm_set_imu(const uint8_t data[MBUS_DM_IMU_SIZE]);
 /* Make the next take (or return) fail with this code; 0 clears the fault. */
 void mbus_ctl_dm_fail_take(int32_t result);
 void mbus_ctl_dm_fail_return(int32_t result);
-/* Items taken and not yet returned. */
+/* Items taken and not yet returned. A reset leaves them outstanding; returning an item that was
+ * not taken, or returning it twice, fails with MBUS_ERR_NO_DATA. */
 int32_t mbus_ctl_dm_outstanding(void);
 
 /* ---- named messages ---- */
