@@ -19,9 +19,9 @@ extern "C" {
 #endif
 
 /* Result codes of the stand-in's link. */
-#define MBUS_ERR_TIMEOUT (-110) /* the peer did not answer within the request's timeout */
-#define MBUS_ERR_NO_PEER (-113) /* nothing on the link answers for this receiver */
-#define MBUS_ERR_NO_DATA (-61)  /* data manager: no item under this key */
+#define MBUS_ERR_TIMEOUT (-110)   /* the peer did not answer within the request's timeout */
+#define MBUS_ERR_NO_PEER (-113)   /* nothing on the link answers for this receiver */
+#define MBUS_ERR_NO_DATA (-61)    /* data manager: no item under this key */
 #define MBUS_ERR_NO_RECEIVER (-2) /* named message: no receiver registered under this name */
 
 /* The largest payload the link carries; pushes are copied into a zero-filled buffer of this size. */
@@ -116,8 +116,8 @@ void mbus_ctl_set_log_level(uint32_t max_level);
 
 typedef struct {
     char channel[32];
-    uint32_t len;     /* the length the writer gave */
-    char data[2048];  /* the bytes written (at most 2047, NUL-terminated) */
+    uint32_t len;    /* the length the writer gave */
+    char data[2048]; /* the bytes written (at most 2047, NUL-terminated) */
 } mbus_ctl_dump_t;
 
 /* Dump-channel writes since the last reset, one per mbus_dump_write call. */

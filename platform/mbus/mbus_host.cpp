@@ -483,8 +483,7 @@ int32_t mbus_log_gen_head(uint32_t module, uint32_t level, char *head, uint32_t 
         }
     }
     if (head != nullptr && head_size > 0) {
-        std::snprintf(head, head_size, "[%u][L%u] %s:%s:%u ", module, level, file ? file : "", func ? func : "",
-                      line);
+        std::snprintf(head, head_size, "[%u][L%u] %s:%s:%u ", module, level, file ? file : "", func ? func : "", line);
     }
     t_head.line = line;
     copy_text(t_head.file, sizeof t_head.file, file);

@@ -10,8 +10,8 @@ void usrlog(const char *func, int line, const char *fmt, ...) {
     mbus_osal_get_boot_time(&boot_time);
 
     char buf[kUsrlogSize];
-    int head = std::snprintf(buf, sizeof buf, "%10llu USRLOG[%-25s :%d]:: ", static_cast<unsigned long long>(boot_time),
-                             func, line);
+    const int head = std::snprintf(
+        buf, sizeof buf, "%10llu USRLOG[%-25s :%d]:: ", static_cast<unsigned long long>(boot_time), func, line);
     if (head < 0) {
         return;
     }
@@ -19,12 +19,14 @@ void usrlog(const char *func, int line, const char *fmt, ...) {
     if (len < sizeof buf - 1) {
         va_list args;
         va_start(args, fmt);
-        const int text = std::vsnprintf(buf + len, sizeof buf - len, fmt, args);
+        const int text =
+            std::vsnprintf(&buf[len], sizeof buf - len, fmt, args);  // NOLINT(clang-analyzer-valist.Uninitialized)
         va_end(args);
         if (text > 0) {
             len += static_cast<size_t>(text);
         }
     }
+    // A line longer than the buffer is cut at its end.
     if (len > sizeof buf - 1) {
         len = sizeof buf - 1;
     }
