@@ -1,0 +1,474 @@
+// Flight controller commands on the v1 link: data subscription, control and steering, take-off
+// and landing, obstacle avoidance, IMU calibration, parameters by name hash, identity, and the
+// quick-test service switch.
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <span>
+
+#include "cirrow/cw_flight.h"
+#include "cw_bytes.h"
+#include "cw_log.h"
+#include "cw_txn.h"
+
+namespace {
+
+using cw::kRecvFlight;
+using cw::kWaitCommon;
+
+// Data subscription.
+constexpr cw::Route kDsReset{3, 21, kRecvFlight, kWaitCommon};
+constexpr cw::Route kDsBagAdd{3, 20, kRecvFlight, kWaitCommon};
+constexpr size_t kBagHeaderLen = 5;
+constexpr uint8_t kBagMaxItems = 62;  // keeps the request length within a byte
+constexpr size_t kBagAnswerLen = 5;
+
+// Control, steering, functions.
+constexpr cw::Route kControlEnable{3, 128, kRecvFlight, kWaitCommon};
+constexpr cw::Route kSubmodeSet{3, 141, kRecvFlight, kWaitCommon};
+constexpr cw::Route kAdvControl{3, 142, kRecvFlight, cw::kNoWait};
+constexpr cw::Route kYawRateControl{3, 158, kRecvFlight, cw::kNoWait};
+constexpr cw::Route kFunctionControl{3, 42, kRecvFlight, cw::kNoWait};
+constexpr cw::Route kSwitchOa{3, 26, kRecvFlight, cw::kNoWait};
+constexpr cw::Route kFlightHeartbeat{10, 86, kRecvFlight, cw::kNoWait};
+constexpr uint8_t kControlConstant = 2;
+
+// IMU calibration.
+constexpr cw::Route kPropellerCali{10, 84, kRecvFlight, cw::kNoWait};
+constexpr uint8_t kPropellerCaliStart = 1;
+constexpr uint8_t kPropellerCaliReset = 2;
+constexpr cw::Route kBaseHeartbeat{0, 0, kRecvFlight, kWaitCommon};
+constexpr uint8_t kBaseHeartbeatByte = 14;
+constexpr cw::Route kImuCaliRt{3, 171, kRecvFlight, kWaitCommon};
+constexpr size_t kImuCaliRtAnswerLen = 50;
+constexpr std::array<uint8_t, 6> kCaliRtHeader0 = {0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00};
+constexpr std::array<uint8_t, 6> kCaliRtHeader1 = {0x0A, 0x01, 0x52, 0x29, 0x2C, 0x00};
+
+// Parameters by name hash (the calibration start and progress use the same messages).
+constexpr cw::Route kParamRead{3, 248, kRecvFlight, kWaitCommon};
+constexpr cw::Route kParamWrite{3, 249, kRecvFlight, kWaitCommon};
+constexpr cw::Route kParamWriteNoWait{3, 249, kRecvFlight, cw::kNoWait};
+constexpr size_t kParamAnswerHead = 5;   // result byte, echoed hash
+constexpr uint32_t kParamMaxSize = 250;  // keeps both lengths within a byte
+
+// Identity and the quick-test switch.
+constexpr cw::Route kIdentity{3, 218, kRecvFlight, kWaitCommon};
+constexpr uint8_t kIdentityWrite = 7;
+constexpr uint8_t kIdentityRead = 8;
+constexpr cw::Route kQuickTestSwitch{34, 72, cw::kRecvQuickTest, cw::kNoWait};
+constexpr uint8_t kQuickTestOn = 1;
+constexpr uint8_t kQuickTestOff = 2;
+constexpr uint8_t kQuickTestOnValue = 5;
+
+// The link's parameter hash: the name's bytes as digits in base 256, modulo the prime 2^32 - 5.
+constexpr uint32_t hash_name(const char *name) {
+    constexpr uint64_t kPrime = 4294967291u;
+    uint64_t h = 0;
+    for (; *name != '\0'; ++name) {
+        h = (h * 256 + static_cast<uint8_t>(*name)) % kPrime;
+    }
+    return static_cast<uint32_t>(h);
+}
+
+constexpr uint32_t kHashMaxHeight = hash_name("g_config.flying_limit.max_height_0");
+constexpr uint32_t kHashMaxRadius = hash_name("g_config.flying_limit.max_radius_0");
+constexpr uint32_t kHashRadiusLimitEnabled = hash_name("g_config.flying_limit.radius_limit_enabled_0");
+constexpr uint32_t kHashDownVo = hash_name("g_config.mvo_cfg.mvo_func_en_0");
+constexpr uint32_t kHashCompassCali = hash_name("auto_cali_enable_0");
+constexpr uint32_t kHashVibration = hash_name("enable_0");
+
+// The request of a named write without answer: the hash, then a 16-bit value.
+constexpr std::array<uint8_t, 6> named_write(uint32_t hash, uint16_t value) {
+    return cw::le::pack<uint32_t, uint16_t>(hash, value);
+}
+
+}  // namespace
+
+// ---- Data subscription ----
+
+extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kDsReset, {}, ans.span());
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw flight ds reset send fail %d\n", rc);
+        return rc;
+    }
+    if (!cw::acked(ans.view())) {
+        CW_LOG(cw::log::kFail, "cw flight ds reset result fail %d\n", ans[0]);
+        return CW_ERR_ACK;
+    }
+    CW_LOG(cw::log::kInfo, "cw flight ds reset success\n");
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
+    if (count > kBagMaxItems || (count != 0 && items == nullptr)) {
+        CW_USRLOG("cw flight ds %d add send fail %d\n", bag, CW_ERR_PARAM);
+        return CW_ERR_PARAM;
+    }
+    cw::HeapPayload payload(kBagHeaderLen + 4u * count);
+    if (!payload.ok()) {
+        CW_USRLOG("cw flight ds %d add send fail %d\n", bag, CW_ERR_NOMEM);
+        return CW_ERR_NOMEM;
+    }
+    uint8_t *p = payload.data();
+    cw::le::put<uint8_t>(p, 0, bag);
+    cw::le::put<uint16_t>(p, 1, rate);
+    cw::le::put<uint8_t>(p, 3, 1);
+    cw::le::put<uint8_t>(p, 4, count);
+    for (size_t i = 0; i < count; ++i) {
+        cw::le::put<uint32_t>(p, kBagHeaderLen + 4 * i, items[i]);
+    }
+    cw::Answer<kBagAnswerLen> ans;
+    const int32_t rc = cw::send(kDsBagAdd, payload.view(), ans.span());
+    payload.release();
+    if (rc != 0) {
+        CW_USRLOG("cw flight ds %d add send fail %d\n", bag, rc);
+        return rc;
+    }
+    // The flight controller's answer is reported as it came.
+    for (size_t i = 0; i < kBagAnswerLen; ++i) {
+        CW_USRLOG("ACK RESULT -----  %d ----- %d\n", static_cast<int>(i), ans[i]);
+    }
+    return rc;
+}
+
+// ---- Control and steering ----
+
+extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
+    const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, kControlConstant);
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kControlEnable, payload, ans.span());
+    if (rc != 0) {
+        CW_USRLOG("cw flight enabel control:%d fail %d\n", mode, rc);
+        return rc;
+    }
+    if (!cw::acked(ans.view())) {
+        CW_LOG_BOTH(cw::log::kFail, "cw flight enable control:%d result fail %d\n", mode, ans[0]);
+        return CW_ERR_ACK;
+    }
+    CW_LOG_BOTH(cw::log::kInfo, "cw flight control changed: %d\n", mode);
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
+    const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, submode);
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kSubmodeSet, payload, ans.span());
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, rc);
+        return rc;
+    }
+    if (!cw::acked(ans.view())) {
+        CW_LOG(cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode, ans[0]);
+        return CW_ERR_ACK;
+    }
+    CW_LOG(cw::log::kInfo, "cw flight submode %d changed: %d\n", mode, submode);
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_api_adv_control(uint8_t mode_a, uint8_t mode_b, float v0, float v1, float v2, float v3,
+                                                float v4, float v5) {
+    const auto payload = cw::le::pack<uint8_t, uint8_t, float, float, float, float, float, float>(mode_a, mode_b, v0,
+                                                                                                  v1, v2, v3, v4, v5);
+    const int32_t rc = cw::send(kAdvControl, payload);
+    if (rc != 0) {
+        CW_LOG_BOTH(cw::log::kFail, "cw_v1_flight_api_adv_control() v1_send fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_api_yaw_rate_control(float rate) {
+    const auto payload = cw::le::pack<float>(rate);
+    const int32_t rc = cw::send(kYawRateControl, payload);
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw flight yaw_ctrl fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_api_function_control(uint8_t function) {
+    const auto payload = cw::le::pack<uint8_t>(function);
+    const int32_t rc = cw::send(kFunctionControl, payload);
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_functon_control(%d) fail %d\n", function, rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_api_switch_oa(uint8_t on_off) {
+    const auto payload = cw::le::pack<uint8_t>(on_off);
+    const int32_t rc = cw::send(kSwitchOa, payload);
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_switch(%x) fail %d\n", on_off, rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_api_send_heartbeat(uint8_t kind, uint8_t value) {
+    const auto payload = cw::le::pack<uint8_t, uint8_t>(kind, value);
+    const int32_t rc = cw::send(kFlightHeartbeat, payload);
+    if (rc != 0) {
+        CW_USRLOG("cw_v1_flight_api_send_heartbeat() fail %d\n", rc);
+    }
+    return rc;
+}
+
+// ---- IMU calibration ----
+
+extern "C" int32_t cw_v1_flight_api_imu_propeller_cali(void) {
+    const auto payload = cw::le::pack<uint8_t>(kPropellerCaliStart);
+    const int32_t rc = cw::send(kPropellerCali, payload);
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali() fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_api_imu_propeller_cali_reset(void) {
+    const auto payload = cw::le::pack<uint8_t>(kPropellerCaliReset);
+    const int32_t rc = cw::send(kPropellerCali, payload);
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali_reset() fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_api_imu_base_heartbeat(void) {
+    const auto payload = cw::le::pack<uint8_t>(kBaseHeartbeatByte);
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kBaseHeartbeat, payload, ans.span());
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat() fail %d\n", rc);
+        return rc;
+    }
+    if (!cw::answered_with(ans.view(), kBaseHeartbeatByte)) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat fail 0x%02x\n", ans[0]);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) {
+    const auto payload = cw::le::pack<uint32_t, uint8_t>(key, value);
+    cw::Answer<6> ans;
+    const int32_t rc = cw::send(kParamWrite, payload, ans.span());
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali() fail %d\n", rc);
+        return rc;
+    }
+    if (!cw::echoed(ans.view(), payload)) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali fail %02x %02x %02x %02x %02x %02x\n", ans[0], ans[1],
+               ans[2], ans[3], ans[4], ans[5]);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *progress) {
+    const auto payload = cw::le::pack<uint32_t>(key);
+    cw::Answer<6> ans;
+    const int32_t rc = cw::send(kParamRead, payload, ans.span());
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process() fail %d\n", rc);
+        return rc;
+    }
+    if (!cw::echoed(ans.view(), payload)) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process fail %02x %02x %02x %02x %02x %02x\n", ans[0], ans[1],
+               ans[2], ans[3], ans[4], ans[5]);
+        return CW_ERR_ACK;
+    }
+    *progress = ans[5];
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uint32_t request_len, ImuCaliRt *result) {
+    cw::Answer<kImuCaliRtAnswerLen> ans;
+    const int32_t rc = cw::send(kImuCaliRt, {request, request_len}, ans.span());
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %d\n", rc);
+        return rc;
+    }
+    if (!cw::starts_with_one_of(ans.view(), {kCaliRtHeader0, kCaliRtHeader1})) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %02x %02x %02x %02x %02x %02x\n", ans[0],
+               ans[1], ans[2], ans[3], ans[4], ans[5]);
+        return CW_ERR_ACK;
+    }
+    const uint8_t *a = ans.data();
+    ImuCaliRt out{};
+    out.value0 = cw::le::get<float>(a, 6);
+    out.value1 = cw::le::get<float>(a, 10);
+    std::memcpy(out.raw_a, a + 14, sizeof out.raw_a);
+    for (size_t i = 0; i < 7; ++i) {
+        out.values2_8[i] = cw::le::get<float>(a, 18 + 4 * i);
+    }
+    std::memcpy(out.raw_b, a + 46, sizeof out.raw_b);
+    *result = out;
+    return 0;
+}
+
+// ---- Parameters by name hash ----
+
+extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 0 : hash_name(name); }
+
+extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
+    if (hash == nullptr) {
+        CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", CW_ERR_PARAM);
+        return CW_ERR_PARAM;
+    }
+    const auto payload = cw::le::pack<uint32_t>(*hash);
+    cw::Answer<6> ans;
+    const int32_t rc = cw::send(kParamRead, payload, ans.span());
+    if (rc != 0) {
+        CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", rc);
+        return rc;
+    }
+    if (ans[0] != 0) {
+        CW_USRLOG("[fc_pm]: read pm fail %d\n", ans[0]);
+        return ans[0];
+    }
+    CW_USRLOG("[fc_pm]: hash value: %u, read data: %d\n", cw::le::get<uint32_t>(ans.data(), 1), ans[5]);
+    return 0;
+}
+
+extern "C" int32_t nav_v1_flight_api_write_pm(const uint32_t *hash, const void *value, uint32_t size) {
+    if (hash == nullptr || size > kParamMaxSize || (size != 0 && value == nullptr)) {
+        CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", CW_ERR_PARAM);
+        return CW_ERR_PARAM;
+    }
+    cw::HeapPayload payload(4 + size);
+    if (!payload.ok()) {
+        CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", CW_ERR_NOMEM);
+        return CW_ERR_NOMEM;
+    }
+    cw::le::put<uint32_t>(payload.data(), 0, *hash);
+    if (size != 0) {
+        std::memcpy(payload.data() + 4, value, size);
+    }
+    // The answer fits a byte-sized length: a stack buffer of the largest, used up to 5 + size.
+    cw::Answer<kParamAnswerHead + kParamMaxSize> ans;
+    const int32_t rc = cw::send(kParamWrite, payload.view(), ans.span().first(kParamAnswerHead + size));
+    payload.release();
+    if (rc != 0) {
+        CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", rc);
+        return rc;
+    }
+    if (ans[0] != 0) {
+        CW_USRLOG("[fc_pm]: write ack result is fail %d\n", ans[0]);
+        return ans[0];
+    }
+    // The value now in force starts at byte 5 (0 when nothing was written).
+    CW_USRLOG("[fc_pm]: write finish! current value is %d\n", ans[kParamAnswerHead]);
+    return 0;
+}
+
+extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_t radius) {
+    const uint32_t height_hash = kHashMaxHeight;
+    const uint32_t radius_hash = kHashMaxRadius;
+    const uint32_t enabled_hash = kHashRadiusLimitEnabled;
+
+    nav_v1_flight_api_read_pm(&height_hash);
+    nav_v1_flight_api_read_pm(&radius_hash);
+    nav_v1_flight_api_read_pm(&enabled_hash);
+
+    const uint8_t enabled = 1;
+    if (nav_v1_flight_api_write_pm(&enabled_hash, &enabled, sizeof enabled) == 0) {
+        CW_USRLOG("open radius limit success\n");
+    }
+    const auto height_value = cw::le::pack<uint16_t>(height);
+    if (nav_v1_flight_api_write_pm(&height_hash, height_value.data(), height_value.size()) == 0) {
+        CW_USRLOG("set height limit to %d success!\n", height);
+    }
+    const auto radius_value = cw::le::pack<uint16_t>(radius);
+    nav_v1_flight_api_write_pm(&radius_hash, radius_value.data(), radius_value.size());
+
+    nav_v1_flight_api_read_pm(&height_hash);
+    nav_v1_flight_api_read_pm(&radius_hash);
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_api_trigger_dowm_vo(uint16_t value) {
+    std::printf("hash value is %u\n", kHashDownVo);
+    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashDownVo, value));
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw flight trigger down vo %d fail%d\n", value, rc);
+        return rc;
+    }
+    CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger down vo success\n");
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_api_trigger_compass_cali(uint16_t value) {
+    std::printf("hash value is %u\n", kHashCompassCali);
+    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashCompassCali, value));
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw flight trigger compass cali fail %d\n", rc);
+        return rc;
+    }
+    CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger compass cali success\n");
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_api_subscribe_vib(void) {
+    std::printf("hash value is %u\n", kHashVibration);
+    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashVibration, 1));
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw flight subscribe vib fail %d\n", rc);
+        return rc;
+    }
+    CW_LOG(cw::log::kInfo, "cw flight subscribe vib success\n");
+    return rc;
+}
+
+// ---- Identity and quick-test switch ----
+
+extern "C" int32_t cw_v1_cwqt_switch(const char *word) {
+    uint8_t on_off = 0;
+    if (word != nullptr && std::strcmp(word, "on") == 0) {
+        on_off = kQuickTestOn;
+    } else if (word != nullptr && std::strcmp(word, "off") == 0) {
+        on_off = kQuickTestOff;
+    }
+    const auto payload =
+        cw::le::pack<uint8_t, uint8_t, uint8_t>(on_off, 0, on_off == kQuickTestOn ? kQuickTestOnValue : 0);
+    const int32_t rc = cw::send(kQuickTestSwitch, payload);
+    if (rc != 0) {
+        CW_LOG_BOTH(cw::log::kFail, "cw_v1_cwqt_switch fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_flight_set_uuid(void) {
+    const auto payload = cw::le::pack<uint8_t, uint16_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t>(
+        kIdentityWrite, 2000, 12, 5, 1, 2, 3, 1, 50);
+    cw::Answer<4> ans;
+    const int32_t rc = cw::send(kIdentity, payload, ans.span());
+    if (rc != 0) {
+        CW_USRLOG("nav flight set uuid send fail %d\n", rc);
+        return rc;
+    }
+    if (ans[1] != 0) {
+        CW_USRLOG("nav flight set uuid send fail %d\n", ans[1]);
+        return ans[1];
+    }
+    CW_USRLOG("set uuid ok : %x\n", ans[1]);
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_get_uuid(void) {
+    const auto payload = cw::le::pack<uint8_t>(kIdentityRead);
+    cw::Answer<4> ans;
+    const int32_t rc = cw::send(kIdentity, payload, ans.span());
+    if (rc != 0) {
+        CW_USRLOG("nav flight get uuid send fail %d\n", rc);
+        return rc;
+    }
+    if (ans[1] != 0) {
+        CW_USRLOG("nav flight set uuid send fail %d\n", ans[1]);
+        return ans[1];
+    }
+    CW_USRLOG("set uuid len : %d\n", ans[2]);
+    CW_USRLOG("set uuid ok : %d\n", ans[3]);
+    return 0;
+}
