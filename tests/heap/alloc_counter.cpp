@@ -19,7 +19,7 @@ std::atomic<uint32_t> g_allocs{0};
 std::atomic<uint32_t> g_frees{0};
 thread_local bool t_inside = false;
 
-bool from_library(void *ret) {
+[[maybe_unused]] bool from_library(void *ret) {
     if (t_inside) {
         return false;
     }
