@@ -3,12 +3,21 @@
 // the stack.
 #include <cirrow/cirrow.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "alloc_counter.h"
 #include "cw_test.h"
 
 using namespace cwt;
 
 namespace {
+
+// Every module answers every request with zeros.
+int32_t zeros(void *, const mbus_ctl_request_t *, uint8_t *resp, uint32_t len, uint32_t *) {
+    std::fill(resp, resp + len, 0);
+    return 0;
+}
 
 class Heap : public LinkTest {
 protected:
@@ -17,8 +26,15 @@ protected:
         if (!heap_counting_available()) {
             GTEST_SKIP() << "the sanitizer owns malloc here";
         }
-        // Every request is answered with zeros unless a case scripts otherwise.
-        mbus_ctl_set_peer(0, nullptr, nullptr);
+        for (uint16_t receiver :
+             {0x0100, 0x0200, 0x0306, 0x0400, 0x0700, 0x0900, 0x0904, 0x0B00, 0x1105, 0x1107, 0x1200}) {
+            mbus_ctl_set_peer(receiver, zeros, nullptr);
+        }
+    }
+
+    static void expect_no_heap() {
+        EXPECT_EQ(heap_calls().allocs, 0u);
+        EXPECT_EQ(heap_calls().frees, 0u);
     }
 };
 
@@ -34,8 +50,53 @@ TEST_F(Heap, LinkFlagsAndLoggingUseNoHeap) {
     set_test_mode(0);
     float pid[3];
     get_xyz_pid(pid);
-    EXPECT_EQ(heap_calls().allocs, 0u);
-    EXPECT_EQ(heap_calls().frees, 0u);
+    expect_no_heap();
+}
+
+TEST_F(Heap, FlightCommandsHandlersAndCacheUseNoHeap) {
+    cw_register_v1_flight_data();
+    heap_reset();
+    const Bytes msg(64, 0x11);
+    for (auto [set, id] : {std::pair{3, 90}, {3, 91}, {3, 106}, {34, 72}, {34, 73}}) {
+        push(static_cast<uint8_t>(set), static_cast<uint8_t>(id), msg);
+    }
+    FcState state;
+    cw_flight_get_fc_state(&state);
+    FcMotorState motors;
+    cw_flight_get_fc_motor_state(&motors);
+    LocalPosition local;
+    cw_flight_get_gps_pos_data(&local, GpsPosition{0.1, 0.2, 3.0f});
+    cw_flight_obtain_control();
+    cw_flight_takeoff();
+    cw_flight_land();
+    cw_flight_yaw_rate_control(0.5f);
+    uint8_t progress;
+    cw_flight_imu_read_process(7, &progress);
+    cw_v1_flight_api_ds_reset();
+    const uint32_t hash = get_hash_value("g_config.flying_limit.max_height_0");
+    nav_v1_flight_api_read_pm(&hash);
+    cw_v1_flight_get_uuid();
+    cw_v1_cwqt_switch("start");
+    expect_no_heap();
+    cw_unregister_v1_flight_data();
+}
+
+TEST_F(Heap, VariableLengthRequestsGiveTheirBlockBack) {
+    const uint32_t items[3] = {1, 2, 3};
+    const uint32_t hash = 0x12345678;
+    const uint8_t value[8] = {};
+    heap_reset();
+    cw_v1_flight_api_ds_bag_add(0, 50, 3, items);
+    EXPECT_EQ(heap_calls().allocs, 1u) << "subscription bag";
+    EXPECT_EQ(heap_calls().frees, 1u) << "subscription bag";
+    heap_reset();
+    nav_v1_flight_api_write_pm(&hash, value, sizeof value);
+    EXPECT_EQ(heap_calls().allocs, 1u) << "parameter write";
+    EXPECT_EQ(heap_calls().frees, 1u) << "parameter write";
+    heap_reset();
+    cw_set_height_and_radius_limit_value(120, 500);  // parameter writes by name
+    EXPECT_GT(heap_calls().allocs, 0u);
+    EXPECT_EQ(heap_calls().frees, heap_calls().allocs);
 }
 
 }  // namespace
