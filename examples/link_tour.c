@@ -9,8 +9,10 @@
 
 #include "mbus_ctl.h"
 
-/* The flight controller: acknowledges everything with result byte 0, and answers the common
- * heartbeat with 14. */
+/* The flight controller model. While `refusing` is set it answers every request with a
+ * non-zero result byte, so that each answer check can be seen failing too. */
+static int refusing = 0;
+
 static int32_t flight_controller(void *ctx, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len,
                                  uint32_t *delay_us) {
     (void)ctx;
@@ -19,8 +21,18 @@ static int32_t flight_controller(void *ctx, const mbus_ctl_request_t *req, uint8
         return 0;
     }
     memset(resp, 0, resp_len);
-    if (req->cmd_set == 0 && req->cmd_id == 0) {
+    if (refusing) {
+        resp[0] = 5;
+        return 0;
+    }
+    if (req->cmd_set == 0 && req->cmd_id == 0) { /* heartbeat: answered with 14 */
         resp[0] = 14;
+    } else if (req->cmd_set == 3 && (req->cmd_id == 249 || req->cmd_id == 248)) {
+        /* calibration and parameter commands echo the request after the result byte */
+        memcpy(resp + 1, req->payload, req->payload_len < resp_len - 1 ? req->payload_len : resp_len - 1);
+    } else if (req->cmd_set == 3 && req->cmd_id == 171) { /* calibration read-back header */
+        const uint8_t header[6] = {0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00};
+        memcpy(resp, header, sizeof header);
     }
     return 0;
 }
@@ -64,6 +76,20 @@ int main(void) {
         printf("  answer byte 0: %u\n", answer[0]);
         req.receiver = 0x0B00; /* nothing answers for the battery here */
         step("cw_link_v1_send(to a receiver nobody serves)", cw_link_v1_send(&req));
+    }
+
+    for (refusing = 0; refusing < 2; ++refusing) {
+        printf("== flight commands, module %s ==\n", refusing ? "refusing" : "accepting");
+        uint8_t progress = 0;
+        ImuCaliRt cali;
+        const uint8_t readback[2] = {0x0A, 0x52};
+        const uint32_t hash = get_hash_value("g_config.flying_limit.max_height_0");
+        step("send-only:      cw_flight_yaw_rate_control(0.5)", cw_flight_yaw_rate_control(0.5f));
+        step("ack byte:       cw_flight_obtain_control()", cw_flight_obtain_control());
+        step("expected byte:  cw_flight_imu_base_heartbeat()", cw_flight_imu_base_heartbeat());
+        step("echo:           cw_flight_imu_read_process(0x1234, &p)", cw_flight_imu_read_process(0x1234, &progress));
+        step("header:         cw_flight_imu_read_cali_rt(...)", cw_flight_imu_read_cali_rt(readback, 2, &cali));
+        step("result byte:    nav_v1_flight_api_read_pm(&hash)", nav_v1_flight_api_read_pm(&hash));
     }
 
     printf("== run-time settings ==\n");
