@@ -6,6 +6,36 @@
 
 CW_EXTERN_C_BEGIN
 
+/* The four stick values, from the 8-byte 10/6 push. */
+typedef struct {
+    uint16_t field0; /* bytes 0..1 */
+    uint16_t field1; /* bytes 2..3 */
+    uint16_t field2; /* bytes 4..5 */
+    uint16_t field3; /* bytes 6..7 */
+} RcStickValue;
+CW_STATIC_ASSERT(sizeof(RcStickValue) == 8, "RcStickValue is 8 bytes");
+
+/* The button information, from the 6-byte 6/80 push. */
+typedef struct {
+    uint16_t field0; /* bytes 0..1 */
+    uint16_t field1; /* bytes 2..3 */
+    uint8_t field2;  /* byte 4 */
+    uint8_t field3;  /* byte 5 */
+} RcExtendValue;
+CW_STATIC_ASSERT(offsetof(RcExtendValue, field2) == 4 && sizeof(RcExtendValue) == 6, "RcExtendValue layout");
+
+/* ---- rc cache ----
+ * Whole-record copies; a getter never sees a record mixed from two updates. All return 0. */
+
+CW_API int32_t cw_rc_module_init(void); /* zeroes both records */
+CW_API int32_t cw_rc_update_stick_value(const RcStickValue *value);
+CW_API int32_t cw_rc_update_extend_value(const RcExtendValue *value);
+CW_API int32_t cw_rc_get_stick_value(RcStickValue *value);
+CW_API int32_t cw_rc_get_extend_value(RcExtendValue *value);
+
+/* Attaches the button (6/80) then the stick (10/6) handler, for the life of the process. */
+CW_API int32_t cw_register_v1_rc_data(void);
+
 CW_EXTERN_C_END
 
 #endif /* CIRROW_CW_RC_H */

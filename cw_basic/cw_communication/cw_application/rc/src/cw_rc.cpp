@@ -1,0 +1,39 @@
+// Remote controller cache: the latest stick values and button information, each kept whole in a
+// tear-free cell so that a poller never sees a record mixed from two messages.
+#include <cstdint>
+
+#include "cirrow/cw_rc.h"
+#include "cw_cell.h"
+
+namespace {
+
+cw::Latest<RcStickValue> g_stick;
+cw::Latest<RcExtendValue> g_extend;
+
+}  // namespace
+
+extern "C" int32_t cw_rc_module_init(void) {
+    g_stick.clear();
+    g_extend.clear();
+    return 0;
+}
+
+extern "C" int32_t cw_rc_update_stick_value(const RcStickValue *value) {
+    g_stick.store(*value);
+    return 0;
+}
+
+extern "C" int32_t cw_rc_update_extend_value(const RcExtendValue *value) {
+    g_extend.store(*value);
+    return 0;
+}
+
+extern "C" int32_t cw_rc_get_stick_value(RcStickValue *value) {
+    *value = g_stick.load();
+    return 0;
+}
+
+extern "C" int32_t cw_rc_get_extend_value(RcExtendValue *value) {
+    *value = g_extend.load();
+    return 0;
+}

@@ -1,0 +1,53 @@
+// Common queries on the v1 link: the firmware version of any device and the aircraft's serial
+// number. A failed send and a refusal are both reported as CW_ERR_ACK.
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "cirrow/cw_device.h"
+#include "cw_bytes.h"
+#include "cw_log.h"
+#include "cw_txn.h"
+
+namespace {
+
+constexpr uint8_t kCommonSet = 0;
+constexpr uint8_t kVersionId = 1;
+constexpr cw::Route kGetSn{kCommonSet, 81, cw::kRecvFlight, cw::kWaitCommon};
+
+constexpr size_t kVersionAnswerLen = 30;
+constexpr size_t kVersionAt = 22;  // four bytes, least significant first
+constexpr size_t kSnAnswerLen = 32;
+constexpr size_t kSnAt = 3;
+constexpr size_t kSnLen = 14;
+
+}  // namespace
+
+extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
+    const cw::Route route{kCommonSet, kVersionId, receiver, cw::kWaitCommon};
+    cw::Answer<kVersionAnswerLen> ans;
+    const int32_t rc = cw::send(route, {}, ans.span());
+    if (rc != 0 || ans[0] != 0) {
+        CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, rc, ans[0]);
+        return CW_ERR_ACK;
+    }
+    std::memset(version, 0, CW_VERSION_TEXT_LEN);
+    std::snprintf(version, CW_VERSION_TEXT_LEN, "%d.%d.%d.%d", ans[kVersionAt + 3], ans[kVersionAt + 2],
+                  ans[kVersionAt + 1], ans[kVersionAt]);
+    return 0;
+}
+
+extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
+    const auto payload = cw::le::pack<uint8_t>(sn_selector);
+    cw::Answer<kSnAnswerLen> ans;
+    const int32_t rc = cw::send(kGetSn, payload, ans.span());
+    if (rc != 0 || ans[0] != 0) {
+        CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", rc, ans[0]);
+        return CW_ERR_ACK;
+    }
+    std::memset(sn, 0, CW_SN_TEXT_LEN);
+    std::memcpy(sn, ans.data() + kSnAt, kSnLen);
+    sn[kSnLen] = '\0';
+    return 0;
+}

@@ -1,0 +1,145 @@
+// Gimbal commands on the v1 link: mode, angle and rate control, yaw reset, release of control,
+// joint-angle query, water-wave detection trigger and information subscription.
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "cirrow/cw_gimbal.h"
+#include "cw_bytes.h"
+#include "cw_log.h"
+#include "cw_txn.h"
+
+namespace {
+
+using cw::kRecvGimbal;
+
+constexpr cw::Route kModeControl{4, 68, kRecvGimbal, cw::kWaitCommon};
+constexpr cw::Route kAngleControl{4, 10, kRecvGimbal, cw::kWaitSecond};
+constexpr cw::Route kRateControl{4, 12, kRecvGimbal, cw::kNoWait};
+constexpr cw::Route kResetYaw{4, 12, kRecvGimbal, cw::kNoWait};
+constexpr cw::Route kReleaseControl{4, 10, kRecvGimbal, cw::kNoWait};
+constexpr cw::Route kQueryJointAngle{4, 104, kRecvGimbal, cw::kWaitCommon};
+constexpr cw::Route kWaterwaveTrigger{4, 61, kRecvGimbal, cw::kWaitShort};
+constexpr cw::Route kSubscribeInfo{4, 30, kRecvGimbal, cw::kWaitCommon};
+
+// Control flags byte of the angle and rate commands.
+constexpr uint8_t kFlagCommand = 0x80;   // bit 7: an angle or rate command
+constexpr uint8_t kFlagYawReset = 0x20;  // bit 5 alone: reset the yaw
+constexpr uint16_t kAngleConstant = 10;  // the field at offset 6 of an angle command
+constexpr size_t kAnglePayloadLen = 12;
+
+constexpr std::array<uint8_t, 3> kJointAngleQuery = {0x11, 0x01, 0x01};
+constexpr size_t kJointAngleAnswerLen = 15;
+
+constexpr uint8_t kWaterwaveStart = 0x10;
+constexpr uint8_t kWaterwaveStop = 0;
+
+// Bit n of the flags byte from the lowest bit of a caller's flag.
+constexpr uint8_t flag_bit(uint8_t flag, unsigned n) { return static_cast<uint8_t>((flag & 1u) << n); }
+
+}  // namespace
+
+extern "C" int32_t cw_v1_gimbal_api_mode_control(uint8_t mode) {
+    const auto payload = cw::le::pack<uint8_t>(mode);
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kModeControl, payload, ans.span());
+    if (rc != 0 || ans[0] != 0) {
+        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", rc, ans[0]);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1, int16_t angle2, uint8_t flag1,
+                                                  uint8_t flag2, uint8_t flag3, uint8_t flag4, uint8_t flag5,
+                                                  uint8_t flag6, uint16_t value) {
+    const uint8_t flags = kFlagCommand | flag_bit(flag1, 1) | flag_bit(flag2, 2) | flag_bit(flag3, 3) |
+                          flag_bit(flag4, 4) | flag_bit(flag5, 5) | flag_bit(flag6, 6);
+    const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint16_t, uint8_t, uint8_t, uint16_t>(
+        angle0, angle1, angle2, kAngleConstant, flags, 0, value);
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kAngleControl, payload, ans.span());
+    if (rc != 0 || ans[0] != 0) {
+        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", rc, ans[0]);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, int16_t rate2, uint8_t flag1,
+                                                 uint8_t flag2, uint8_t flag3, uint8_t flag4, uint8_t flag6) {
+    const uint8_t flags = kFlagCommand | flag_bit(flag1, 1) | flag_bit(flag2, 2) | flag_bit(flag3, 3) |
+                          flag_bit(flag4, 4) | flag_bit(flag6, 6);
+    const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint8_t>(rate0, rate1, rate2, flags);
+    const int32_t rc = cw::send(kRateControl, payload);
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "nav gimbal rate control send fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_gimbal_api_reset_yaw(void) {
+    const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint8_t>(0, 0, 0, kFlagYawReset);
+    const int32_t rc = cw::send(kResetYaw, payload);
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw gimbal reset yaw send fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_gimbal_api_release_control(void) {
+    const std::array<uint8_t, kAnglePayloadLen> payload{};
+    const int32_t rc = cw::send(kReleaseControl, payload);
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw gimbal angle control send fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_gimbal_api_query_joint_angle(int32_t *first, int32_t *second, int32_t *third) {
+    cw::Answer<kJointAngleAnswerLen> ans;
+    const int32_t rc = cw::send(kQueryJointAngle, kJointAngleQuery, ans.span());
+    if (rc != 0) {
+        CW_LOG(cw::log::kFail, "cw gimbal api query joint angle error: %d\n", rc);
+        return rc;
+    }
+    if (!cw::acked(ans.view())) {
+        CW_LOG(cw::log::kFail, "cw gimbal api query joint angle ack != 0\n");
+        return CW_ERR_ACK;
+    }
+    // The gimbal answers the values in the order first, third, second.
+    *first = cw::le::get<int32_t>(ans.data(), 3);
+    *third = cw::le::get<int32_t>(ans.data(), 7);
+    *second = cw::le::get<int32_t>(ans.data(), 11);
+    return 0;
+}
+
+extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
+    const bool start = action != nullptr && std::strcmp(action, "START") == 0;
+    const auto payload = cw::le::pack<uint8_t>(start ? kWaterwaveStart : kWaterwaveStop);
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kWaterwaveTrigger, payload, ans.span());
+    if (rc != 0) {
+        CW_USRLOG("cw gimbal api trigger waterwave detect  error: %d\n", rc);
+        return rc;
+    }
+    if (!cw::acked(ans.view())) {
+        CW_USRLOG("cw gimbal api trigger waterwave detect ack != 0\n");
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_gimbal_subscribe_info(uint8_t byte0, uint8_t byte1, uint8_t byte2) {
+    const auto payload = cw::le::pack<uint8_t, uint8_t, uint8_t, uint8_t>(byte0, byte1, byte2, 0);
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kSubscribeInfo, payload, ans.span());
+    if (rc != 0) {
+        CW_USRLOG("nav gimbal subscribe send fail %d\n", rc);
+        return rc;
+    }
+    if (!cw::acked(ans.view())) {
+        CW_USRLOG("nav gimbal subscribe result fail %d\n", ans[0]);
+        return CW_ERR_ACK;
+    }
+    CW_USRLOG("nav gimbal subscribe success\n");
+    return 0;
+}
