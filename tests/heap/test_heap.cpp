@@ -53,6 +53,7 @@ TEST_F(Heap, LinkFlagsAndLoggingUseNoHeap) {
     expect_no_heap();
 }
 
+#ifdef CW_HAVE_flight
 TEST_F(Heap, FlightCommandsHandlersAndCacheUseNoHeap) {
     cw_register_v1_flight_data();
     heap_reset();
@@ -98,5 +99,36 @@ TEST_F(Heap, VariableLengthRequestsGiveTheirBlockBack) {
     EXPECT_GT(heap_calls().allocs, 0u);
     EXPECT_EQ(heap_calls().frees, heap_calls().allocs);
 }
+#endif
+
+#ifdef CW_HAVE_gimbal
+TEST_F(Heap, GimbalRcWifiAndDeviceQueriesUseNoHeap) {
+    cw_register_v1_gimbal_data();
+    cw_register_v1_rc_data();
+    heap_reset();
+    const Bytes msg(64, 0x22);
+    for (auto [set, id] : {std::pair{4, 1}, {4, 5}, {4, 63}, {6, 80}, {10, 6}}) {
+        push(static_cast<uint8_t>(set), static_cast<uint8_t>(id), msg);
+    }
+    GimbalInfo info;
+    cw_gimbal_get_main_gimbal_info(&info);
+    RcStickValue stick;
+    cw_rc_get_stick_value(&stick);
+    cw_gimbal_reset();
+    cw_gimbal_mode_control(1);
+    int32_t joints[3];
+    cw_gimbal_query_joint_angle(joints);
+    cw_gimbal_waterwave_trigger("START");
+    cw_v1_wifi_api_ping(7);
+    cw_v1_wifi_api_version();
+    char version[16];
+    cw_v1_common_api_get_version(0x0306, version);
+    char sn[32];
+    cw_v1_common_api_get_SN(0, sn);
+    cw_v1_battery_api_get_battery_sn(sn);
+    expect_no_heap();
+    cw_unregister_v1_gimbal_data();
+}
+#endif
 
 }  // namespace
