@@ -1,0 +1,380 @@
+// Main camera commands on the v1 link: work mode, photo and video capture, formats and storage,
+// focus, exposure, ISO, shutter, time-lapse, zoom, status and file path queries, ping and
+// heartbeat. Every failure leaves a line in the usrlog channel (one command logs leveled).
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <span>
+
+#include "cirrow/cw_camera.h"
+#include "cw_bytes.h"
+#include "cw_log.h"
+#include "cw_txn.h"
+
+namespace {
+
+using cw::kRecvCamera;
+using cw::kWaitCamera;
+
+constexpr cw::Route kQueryMode{2, 17, kRecvCamera, kWaitCamera};
+constexpr cw::Route kSwitchMode{2, 16, kRecvCamera, kWaitCamera};
+constexpr cw::Route kHeartbeat{0, 14, kRecvCamera, cw::kNoWait};
+constexpr cw::Route kPing{0, 0, kRecvCamera, kWaitCamera};
+constexpr cw::Route kPhotoStorageFormat{2, 22, kRecvCamera, cw::kWaitCommon};
+constexpr cw::Route kStoragePath{2, 218, kRecvCamera, cw::kWaitCommon};
+constexpr cw::Route kTakeVideo{2, 2, kRecvCamera, kWaitCamera};
+constexpr cw::Route kTakePhoto{2, 1, kRecvCamera, cw::kWaitPhoto};
+constexpr cw::Route kGetPath{2, 146, kRecvCamera, kWaitCamera};
+constexpr cw::Route kGetFocusMode{2, 37, kRecvCamera, kWaitCamera};
+constexpr cw::Route kSetFocusMode{2, 36, kRecvCamera, kWaitCamera};
+constexpr cw::Route kGetStatus{2, 112, kRecvCamera, kWaitCamera};
+constexpr cw::Route kAfRegion{2, 48, kRecvCamera, kWaitCamera};
+constexpr cw::Route kCurrFocusLen{2, 135, kRecvCamera, kWaitCamera};
+constexpr cw::Route kExposureMode{2, 30, kRecvCamera, kWaitCamera};
+constexpr cw::Route kIso{2, 42, kRecvCamera, kWaitCamera};
+constexpr cw::Route kShutter{2, 40, kRecvCamera, kWaitCamera};
+constexpr cw::Route kVideoFormat{2, 24, kRecvCamera, kWaitCamera};
+constexpr cw::Route kVideoStorageFormat{2, 28, kRecvCamera, kWaitCamera};
+constexpr cw::Route kCameraFocus{2, 162, kRecvCamera, kWaitCamera};
+constexpr cw::Route kPhotoFormat{2, 106, kRecvCamera, kWaitCamera};
+constexpr cw::Route kTimelapse{2, 74, kRecvCamera, kWaitCamera};
+constexpr cw::Route kTopMode{2, 225, kRecvCamera, kWaitCamera};
+constexpr cw::Route kZoom{2, 184, kRecvCamera, kWaitCamera};
+
+constexpr uint8_t kModePhoto = 0;
+constexpr uint8_t kModeVideo = 1;
+
+// Storage path requests: a fixed head, then the medium.
+constexpr std::array<uint8_t, 6> kStoragePathHead = {0x01, 0x00, 0x00, 0x00, 0x02, 0x00};
+constexpr std::array<uint8_t, 2> kMediumSdCard = {0x00, 0x01};
+constexpr std::array<uint8_t, 2> kMediumEmcc = {0x01, 0x00};
+
+constexpr size_t kVideoFormatLen = 5;
+constexpr size_t kPhotoFormatLen = 6;
+constexpr size_t kTimelapseLen = 6;
+constexpr size_t kAfRegionLen = 8;
+constexpr size_t kPathAnswerLen = 10;
+constexpr size_t kFocusLenAnswerLen = 47;
+constexpr size_t kFocusLenAt = 28;
+constexpr uint8_t kPhotoFormatMaxMode = 13;
+constexpr uint8_t kPhotoFormatMaxType = 2;
+constexpr uint8_t kPhotoMaxType = 9;
+constexpr uint16_t kShutterFlagBit = 0x8000;
+constexpr uint8_t kZoomHead0 = 1;
+constexpr uint8_t kZoomHead1 = 0x4A;
+constexpr uint8_t kNoAnswer = 0xFF;  // what the ping and zoom answers hold when nothing came back
+
+// A command's exchange: the link's result and the camera's result byte (answer byte 0).
+struct Outcome {
+    int32_t ret;
+    uint8_t ack;
+    bool ok() const { return ret == 0 && ack == 0; }
+};
+
+template <size_t N>
+Outcome exchange(const cw::Route &route, std::span<const uint8_t> payload, cw::Answer<N> &ans) {
+    const int32_t ret = cw::send(route, payload, ans.span());
+    return {ret, ans[0]};
+}
+
+bool same_text(const char *text, const char *expected) { return text != nullptr && std::strcmp(text, expected) == 0; }
+
+}  // namespace
+
+// ---- Work mode ----
+
+extern "C" int32_t cw_v1_camera_api_query_camera_mode(uint8_t *mode) {
+    cw::Answer<2> ans;
+    const Outcome r = exchange(kQueryMode, {}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    *mode = ans[1];
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
+    uint8_t current = 0;
+    const int32_t rc = cw_v1_camera_api_query_camera_mode(&current);
+    if (rc != 0) {
+        return rc;
+    }
+    const uint8_t target = same_text(mode, "VIDEO") ? kModeVideo : kModePhoto;
+    if (current == target) {
+        return 0;
+    }
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kSwitchMode, cw::le::pack<uint8_t>(target), ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_set_top_mode(uint8_t mode) {
+    cw::Answer<1> ans;
+    const int32_t rc = cw::send(kTopMode, cw::le::pack<uint8_t>(mode), ans.span());
+    if (rc != 0) {
+        CW_USRLOG("[cirrow] set camera top mode fail when switch function %d\n", rc);
+        return rc;
+    }
+    if (!cw::acked(ans.view())) {
+        CW_USRLOG("[cirrow] set camera top mode ack fail when switch function %d\n", ans[0]);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+// ---- Link upkeep ----
+
+extern "C" int32_t cw_v1_camera_api_send_heartbeat(void) {
+    const int32_t rc = cw::send(kHeartbeat, {});
+    if (rc != 0) {
+        CW_USRLOG("send heartbeat to camera fail %d\n", rc);
+    }
+    return rc;
+}
+
+extern "C" int32_t cw_v1_camera_api_ping(uint8_t value) {
+    cw::Answer<2> ans(kNoAnswer);
+    const int32_t rc = cw::send(kPing, cw::le::pack<uint8_t>(value), ans.span());
+    if (rc != 0) {
+        CW_USRLOG("cw ping camera send v1 fail result = %d %d\r\n", rc, ans[1]);
+    } else {
+        CW_USRLOG("cw ping camera success, ack:%d\n", ans[1]);
+    }
+    return rc;
+}
+
+// ---- Capture ----
+
+extern "C" int32_t cw_v1_camera_api_take_photo(uint8_t type) {
+    if (type > kPhotoMaxType) {
+        CW_USRLOG("[cirrow] photo type error: %d\n", type);
+        return CW_ERR_PARAM;
+    }
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kTakePhoto, cw::le::pack<uint8_t>(type), ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
+    uint8_t start = 0;
+    if (same_text(action, "START")) {
+        start = 1;
+    } else if (!same_text(action, "STOP")) {
+        // Neither starting nor stopping: the camera is left alone.
+        CW_USRLOG("[cirrow] take video action must be START or STOP: %s\n", action ? action : "(null)");
+        return CW_ERR_PARAM;
+    }
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kTakeVideo, cw::le::pack<uint8_t>(start), ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kTimelapse, {params, kTimelapseLen}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom) {
+    (void)a;
+    (void)b;
+    cw::Answer<2> ans(kNoAnswer);
+    const auto payload = cw::le::pack<uint8_t, uint8_t, uint16_t>(kZoomHead0, kZoomHead1, zoom);
+    const int32_t rc = cw::send(kZoom, payload, ans.span());
+    if (rc != 0) {
+        CW_USRLOG("cw ctrl camera zoom send v1 fail result = %d %d\r\n", rc, ans[1]);
+    } else {
+        CW_USRLOG("cw ctrl camera zoom success, ack:%d\n", ans[1]);
+    }
+    return rc;
+}
+
+// ---- Formats and storage ----
+
+extern "C" int32_t cw_v1_camera_api_set_photo_storage_format(uint8_t format) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans);
+    if (!r.ok()) {
+        CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
+    std::array<uint8_t, 8> payload{};
+    std::copy(kStoragePathHead.begin(), kStoragePathHead.end(), payload.begin());
+    if (same_text(name, "SDCard")) {
+        std::copy(kMediumSdCard.begin(), kMediumSdCard.end(), payload.begin() + kStoragePathHead.size());
+    } else if (same_text(name, "EMCC")) {
+        std::copy(kMediumEmcc.begin(), kMediumEmcc.end(), payload.begin() + kStoragePathHead.size());
+    } else {
+        CW_USRLOG("[cirrow] path name must be SDCard or EMCC!\n");
+        return CW_ERR_ACK;
+    }
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kStoragePath, payload, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kVideoFormat, {format, kVideoFormatLen}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_video_storage_format(uint8_t format) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
+    if (format[0] > kPhotoFormatMaxMode || format[2] > kPhotoFormatMaxType) {
+        CW_USRLOG("[cirrow] param error: mode %d, type %d\n", format[0], format[2]);
+        return CW_ERR_PARAM;
+    }
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kPhotoFormat, {format, kPhotoFormatLen}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", r.ret, r.ack);
+    }
+    return r.ret;
+}
+
+// ---- Focus and exposure ----
+
+extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
+    cw::Answer<2> ans;
+    const Outcome r = exchange(kGetFocusMode, {}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", r.ret, r.ack);
+        return r.ret;
+    }
+    *mode = ans[1];
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kAfRegion, {region, kAfRegionLen}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("get camera file path fail %d\n", r.ret);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_get_curr_focus_len(uint16_t *focal) {
+    cw::Answer<kFocusLenAnswerLen> ans;
+    const Outcome r = exchange(kCurrFocusLen, {}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("get camera file path fail %d\n", r.ret);
+        return CW_ERR_ACK;
+    }
+    *focal = cw::le::get<uint16_t>(ans.data(), kFocusLenAt);
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kCameraFocus, cw::le::pack<uint16_t>(focus), ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", r.ret, r.ack);
+    }
+    return r.ret;
+}
+
+extern "C" int32_t cw_v1_camera_api_switch_exposure_mode(uint8_t first, uint8_t second) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans);
+    if (!r.ok()) {
+        CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(r.ret), r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_iso(uint8_t iso) {
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kIso, cw::le::pack<uint8_t>(iso), ans);
+    if (!r.ok()) {
+        CW_USRLOG("set iso fail  result = %d ack = %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uint16_t value, uint8_t last) {
+    const uint16_t sent = flag != 0 ? static_cast<uint16_t>(value | kShutterFlagBit) : value;
+    cw::Answer<1> ans;
+    const Outcome r = exchange(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans);
+    if (!r.ok()) {
+        CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", r.ret, r.ack);
+    }
+    return r.ret;
+}
+
+// ---- Queries ----
+
+extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
+    cw::Answer<6> ans;
+    const Outcome r = exchange(kGetStatus, {}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", r.ret, r.ack);
+        return CW_ERR_ACK;
+    }
+    status->state = ans[1];
+    status->detail = ans[5];
+    return 0;
+}
+
+extern "C" int32_t cw_v1_camera_api_get_path(uint8_t *answer) {
+    // The camera's answer goes straight into the caller's buffer, judged by the caller.
+    const int32_t rc = cw::send(kGetPath, {}, {answer, kPathAnswerLen});
+    if (rc != 0) {
+        CW_USRLOG("get camera file path fail %d\n", rc);
+        return CW_ERR_ACK;
+    }
+    return 0;
+}

@@ -1,0 +1,228 @@
+// Camera commands: route and payload of every command and wrapper with its result and exact line
+// after a failed send and after a refused answer; out-parameters; the mode switch; the argument
+// tests that refuse before sending.
+#include <cirrow/cirrow.h>
+
+#include <functional>
+
+#include "camera_test.h"
+
+using namespace cwt;
+
+namespace {
+
+uint8_t g_u8, g_path[10];
+uint16_t g_u16;
+CameraStatusInfo g_st;
+const uint8_t kR8[8] = {1, 2, 3, 4, 5, 6, 7, 8}, kF5[5] = {9, 8, 7, 6, 5}, kF6[6] = {13, 0xAA, 2, 3, 4, 5};
+constexpr uint32_t kCam = 2000000;
+
+// Combined: any failure -1001. Logged: the send result, a refusal only logged. Path: -1001 on a
+// failed send, the answer not judged.
+enum Policy { kComb, kLogged, kSendOnly, kPath };
+struct Row {
+    std::string name;  // of the function writing the lines
+    std::function<int32_t()> fn;
+    uint8_t set, id;
+    uint32_t timeout, resp_len;
+    Policy policy;
+    const char *line;  // failure line, formatted with (ret, ack)
+    Bytes payload;
+};
+#define R(call, ...)                            \
+    Row {                                       \
+#call, [] { return call; }, __VA_ARGS__ \
+    }
+#define W(name, call, ...)                      \
+    Row {                                       \
+#name, [] { return call; }, __VA_ARGS__ \
+    }  // a wrapper and its command
+
+std::string format(const char *fmt, int32_t ret, int ack) {
+    char buf[256];
+    std::snprintf(buf, sizeof buf, fmt, ret, ack);
+    return buf;
+}
+
+class CameraCommands : public LinkTest {};
+
+TEST_F(CameraCommands, EveryCommandsRouteFailureAndRefusal) {
+    const char *query = "U fetch camera mode send fail ret: %d, ack: %d\n",
+               *beat = "U send heartbeat to camera fail %d\n";
+    const char *getf = "U [cirrow] get focus mode fail %d, ack %d\n",
+               *setf = "U [cirrow] get file path fail ret: %d ack: %d\n";
+    const char *path = "U get camera file path fail %d\n",
+               *vid = "U [cirrow] set video format fail ret = %d, ack = %d\n";
+    const char *lens = "U [cirrow] set focus fail ret:%d ack: %d\n";
+    const char *shut = "U switch exposure mode fail result = %d ack = %d\n";
+    const char *store = "U [cirrow] set camera storage path fail result = %d ack = %d\n";
+    const std::vector<Row> rows = {
+        R(cw_v1_camera_api_query_camera_mode(&g_u8), 2, 17, kCam, 2, kComb, query, {}),
+        W(cw_v1_camera_api_query_camera_mode, cw_camera_get_workmode(&g_u8), 2, 17, kCam, 2, kComb, query, {}),
+        R(cw_v1_camera_api_send_heartbeat(), 0, 14, 0, 0, kSendOnly, beat, {}),
+        W(cw_v1_camera_api_send_heartbeat, cw_camera_send_heartbeat(), 0, 14, 0, 0, kSendOnly, beat, {}),
+        R(cw_v1_camera_api_set_photo_storage_format(7), 2, 22, 200000, 1, kComb,
+          "L3 [cirrow] set photo storage format send fail ret: %d, ack: %d\n", {7}),
+        R(cw_v1_camera_api_set_storage_path("SDCard"), 2, 218, 200000, 1, kComb, store, {1, 0, 0, 0, 2, 0, 0, 1}),
+        R(cw_v1_camera_api_set_storage_path("EMCC"), 2, 218, 200000, 1, kComb, store, {1, 0, 0, 0, 2, 0, 1, 0}),
+        R(cw_v1_camera_api_take_video("START"), 2, 2, kCam, 1, kComb,
+          "U [cirrow] send take video START fail ret: %d ack = %d\n", {1}),
+        R(cw_v1_camera_api_take_video("STOP"), 2, 2, kCam, 1, kComb,
+          "U [cirrow] send take video STOP fail ret: %d ack = %d\n", {0}),
+        R(cw_v1_camera_api_get_path(g_path), 2, 146, kCam, 10, kPath, path, {}),
+        R(cw_v1_camera_api_get_focus_mode(&g_u8), 2, 37, kCam, 2, kLogged, getf, {}),
+        W(cw_v1_camera_api_get_focus_mode, cw_camera_get_focus_mode(&g_u8), 2, 37, kCam, 2, kLogged, getf, {}),
+        R(cw_v1_camera_api_set_focus_mode(4), 2, 36, kCam, 1, kComb, setf, {4}),
+        W(cw_v1_camera_api_set_focus_mode, cw_camera_set_focus_mode(4), 2, 36, kCam, 1, kComb, setf, {4}),
+        R(cw_v1_camera_api_get_status(&g_st), 2, 112, kCam, 6, kComb,
+          "U [cirrow] get camera state fail ret: %d ack: %d\n", {}),
+        R(cw_v1_camera_set_af_region(kR8), 2, 48, kCam, 1, kComb, path, {1, 2, 3, 4, 5, 6, 7, 8}),
+        W(cw_v1_camera_set_af_region, cw_camera_set_af_region(kR8), 2, 48, kCam, 1, kComb, path,
+          {1, 2, 3, 4, 5, 6, 7, 8}),
+        R(cw_v1_camera_get_curr_focus_len(&g_u16), 2, 135, kCam, 47, kComb, path, {}),
+        R(cw_v1_camera_api_switch_exposure_mode(5, 6), 2, 30, kCam, 1, kComb,
+          "U switch exposure mode fail %u, ack=%d\n", {5, 6}),
+        R(cw_v1_camera_api_set_iso(9), 2, 42, kCam, 1, kComb, "U set iso fail  result = %d ack = %d\n", {9}),
+        R(cw_v1_camera_api_set_shutter(1, 1, 0x0123, 7), 2, 40, kCam, 1, kLogged, shut, {1, 0x23, 0x81, 7}),
+        R(cw_v1_camera_api_set_shutter(1, 0, 0x8123, 7), 2, 40, kCam, 1, kLogged, shut, {1, 0x23, 0x81, 7}),
+        R(cw_v1_camera_api_set_video_format(kF5), 2, 24, kCam, 1, kComb, vid, {9, 8, 7, 6, 5}),
+        W(cw_v1_camera_api_set_video_format, cw_camera_set_video_format(kF5), 2, 24, kCam, 1, kComb, vid,
+          {9, 8, 7, 6, 5}),
+        R(cw_v1_camera_api_set_video_storage_format(2), 2, 28, kCam, 1, kComb,
+          "U [cirrow] set video storage format fail ret = %d, ack = %d\n", {2}),
+        R(cw_v1_camera_api_set_camera_focus(0xA1B2), 2, 162, kCam, 1, kLogged, lens, {0xB2, 0xA1}),
+        W(cw_v1_camera_api_set_camera_focus, cw_camera_set_focus_lens(0xA1B2), 2, 162, kCam, 1, kLogged, lens,
+          {0xB2, 0xA1}),
+        R(cw_v1_camera_api_set_photo_format(kF6), 2, 106, kCam, 1, kLogged,
+          "U [cirrow] set format fail ret: %d ack: %d\n", {13, 0xAA, 2, 3, 4, 5}),
+        R(cw_v1_camera_api_set_timelapse(kF6), 2, 74, kCam, 1, kComb, "U [cirrow] set timelapse fail ret: %d ack: %d\n",
+          {13, 0xAA, 2, 3, 4, 5}),
+        R(cw_v1_camera_api_take_photo(9), 2, 1, 5000000, 1, kComb, "U [cirrow] take photo fail ret: %d ack: %d\n", {9}),
+    };
+    Bytes refused(47, 0);
+    refused[0] = 3;
+    for (const Row &r : rows) {
+        const std::string name = r.name.substr(0, r.name.find('('));
+        const Texts on_refusal = r.policy == kComb || r.policy == kLogged ? Texts{format(r.line, 0, 3)} : Texts{};
+        for (auto [fail, rc, want] :
+             {std::tuple{true, r.policy == kComb || r.policy == kPath ? CW_ERR_ACK : -5, Texts{format(r.line, -5, 0)}},
+              std::tuple{false, r.policy == kComb ? CW_ERR_ACK : 0, on_refusal}}) {
+            SCOPED_TRACE(r.name + (fail ? ", failed send" : ", refused"));
+            mbus_ctl_reset();
+            fail ? fail_next(-5) : answer(refused);
+            EXPECT_EQ(r.fn(), rc);
+            const auto s = sent();
+            ASSERT_EQ(s.size(), 1u);
+            EXPECT_EQ(std::tie(s[0].cmd_set, s[0].cmd_id, s[0].receiver, s[0].timeout, s[0].resp_len, s[0].payload),
+                      std::make_tuple(r.set, r.id, 0x0100, r.timeout, r.resp_len, r.payload));
+            EXPECT_EQ(std::make_pair(s[0].payload_null, s[0].resp_null),
+                      std::make_pair(r.payload.empty(), !r.resp_len));
+            EXPECT_EQ(lines(), want);
+            if (!want.empty()) {
+                EXPECT_EQ(leveled().empty() ? usrlog().at(0).func : leveled()[0].func, name);
+            }
+        }
+        mbus_ctl_reset();
+        answer(Bytes(47, 0));
+        EXPECT_EQ(r.fn(), 0);
+        EXPECT_EQ(lines(), Texts{});
+    }
+}
+
+TEST_F(CameraCommands, PingZoomAndTopMode) {
+    fail_next(-5);
+    answer({3, 9});
+    mbus_ctl_script(0, nullptr, 0);  // answered, nothing copied: byte 1 stays as pre-filled
+    fail_next(-6);
+    answer({4});
+    // Braced lists call in order.
+    EXPECT_EQ(
+        (std::tuple{cw_v1_camera_api_ping(0x42), cw_v1_camera_api_ping(0x42), cw_v1_camera_control_zoom(-1, 77, 0x1234),
+                    cw_v1_camera_set_top_mode(3), cw_v1_camera_set_top_mode(3)}),
+        std::make_tuple(-5, 0, 0, -6, CW_ERR_ACK));
+    EXPECT_EQ(lines(), (Texts{"U cw ping camera send v1 fail result = -5 255\r\n", "U cw ping camera success, ack:9\n",
+                              "U cw ctrl camera zoom success, ack:255\n",
+                              "U [cirrow] set camera top mode fail when switch function -6\n",
+                              "U [cirrow] set camera top mode ack fail when switch function 4\n"}));
+    const auto s = sent();
+    for (auto [i, set, id, resp_len, payload] : {std::tuple{0, 0, 0, 2u, Bytes{0x42}},
+                                                 {2, 2, 184, 2u, Bytes{1, 0x4A, 0x34, 0x12}},
+                                                 {4, 2, 225, 1u, Bytes{3}}}) {
+        EXPECT_EQ(std::tie(s.at(i).cmd_set, s[i].cmd_id, s[i].receiver, s[i].timeout, s[i].resp_len, s[i].payload),
+                  std::make_tuple(set, id, 0x0100, kCam, resp_len, payload));
+    }
+}
+
+TEST_F(CameraCommands, OutParametersOnSuccessOnly) {
+    uint8_t mode = 0xEE, focus = 0xEE, path[10] = {};
+    uint16_t focal = 0;
+    CameraStatusInfo st = {0xDEADBEEF, 0xEE};
+    for (const Bytes &a : {Bytes{3, 1}, Bytes{3, 7}, Bytes{2, 0xFE, 1, 2, 3, 0x44}}) {
+        answer(a);
+    }
+    EXPECT_EQ((std::tuple{cw_v1_camera_api_query_camera_mode(&mode), cw_v1_camera_api_get_focus_mode(&focus),
+                          cw_v1_camera_api_get_status(&st)}),
+              std::make_tuple(CW_ERR_ACK, 0, CW_ERR_ACK));
+    EXPECT_EQ(std::make_tuple(mode, focus, st.state, st.detail), std::make_tuple(0xEE, 0xEE, 0xDEADBEEFu, 0xEE));
+    Bytes len(47, 0x55);
+    len[0] = 0, len[28] = 0x34, len[29] = 0x12;
+    for (const Bytes &a :
+         {Bytes{0, 1}, Bytes{0, 7}, Bytes{0, 0xFE, 1, 2, 3, 0x44}, len, Bytes{5, 1, 2, 3, 4, 5, 6, 7, 8, 9}}) {
+        answer(a);  // the path answer lands whatever its result byte
+    }
+    EXPECT_EQ((std::vector<int32_t>{cw_v1_camera_api_query_camera_mode(&mode), cw_v1_camera_api_get_focus_mode(&focus),
+                                    cw_v1_camera_api_get_status(&st), cw_v1_camera_get_curr_focus_len(&focal),
+                                    cw_v1_camera_api_get_path(path)}),
+              std::vector<int32_t>(5, 0));
+    EXPECT_EQ(std::make_tuple(mode, focus, st.state, st.detail, focal), std::make_tuple(1, 7, 0xFEu, 0x44, 0x1234));
+    EXPECT_EQ(Bytes(path, path + 10), (Bytes{5, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+}
+
+TEST_F(CameraCommands, SwitchModeQueriesFirstAndSendsOnlyWhenTheModeDiffers) {
+    for (auto [name, current, target] : {std::tuple{"VIDEO", 1, -1},
+                                         {"PHOTO", 0, -1},
+                                         {"VIDEO", 0, 1},
+                                         {"PHOTO", 1, 0},
+                                         {"video", 1, 0},
+                                         {nullptr, 1, 0},
+                                         {"other", 0, -1}}) {
+        mbus_ctl_reset();
+        answer({0, uint8_t(current)});
+        answer({0});
+        EXPECT_EQ(cw_camera_switch_mode(name), 0);
+        const auto s = sent();
+        ASSERT_EQ(s.size(), target < 0 ? 1u : 2u) << (name ? name : "null");
+        EXPECT_EQ(s[0].cmd_id, 17);
+        if (target >= 0) {
+            EXPECT_EQ(std::tie(s[1].cmd_set, s[1].cmd_id, s[1].timeout, s[1].resp_len, s[1].payload),
+                      std::make_tuple(2, 16, kCam, 1u, Bytes{uint8_t(target)}));
+        }
+    }
+    mbus_ctl_reset();
+    fail_next(-7);  // a failed query ends it with the query's line
+    answer({0, 0});
+    answer({4});
+    EXPECT_EQ(cw_v1_camera_api_switch_mode("VIDEO"), CW_ERR_ACK);
+    EXPECT_EQ(cw_v1_camera_api_switch_mode("VIDEO"), CW_ERR_ACK);
+    EXPECT_EQ(sent().size(), 3u);
+    EXPECT_EQ(lines(), (Texts{"U fetch camera mode send fail ret: -7, ack: 0\n",
+                              "U [cirrow] switch camera mode send fail ret: 0, ack: 4\n"}));
+    EXPECT_EQ(usrlog()[0].func + " " + usrlog()[1].func,
+              "cw_v1_camera_api_query_camera_mode cw_v1_camera_api_switch_mode");
+}
+
+TEST_F(CameraCommands, ArgumentTestsRefuseBeforeSending) {
+    const uint8_t mode14[6] = {14, 0, 0}, type3[6] = {0, 0, 3};
+    EXPECT_EQ((std::tuple{cw_v1_camera_api_take_photo(10), cw_v1_camera_api_set_photo_format(mode14),
+                          cw_v1_camera_api_set_photo_format(type3), cw_v1_camera_api_set_storage_path("sdcard"),
+                          cw_v1_camera_api_set_storage_path(nullptr), cw_v1_camera_api_take_video("start")}),
+              std::make_tuple(CW_ERR_PARAM, CW_ERR_PARAM, CW_ERR_PARAM, CW_ERR_ACK, CW_ERR_ACK, CW_ERR_PARAM));
+    EXPECT_TRUE(sent().empty());
+    EXPECT_EQ(lines(),
+              (Texts{"U [cirrow] photo type error: 10\n", "U [cirrow] param error: mode 14, type 0\n",
+                     "U [cirrow] param error: mode 0, type 3\n", "U [cirrow] path name must be SDCard or EMCC!\n",
+                     "U [cirrow] path name must be SDCard or EMCC!\n",
+                     "U [cirrow] take video action must be START or STOP: start\n"}));
+}
+
+}  // namespace
