@@ -131,4 +131,40 @@ TEST_F(Heap, GimbalRcWifiAndDeviceQueriesUseNoHeap) {
 }
 #endif
 
+#ifdef CW_HAVE_vision
+TEST_F(Heap, VisionHandlersAndMissionCommandsUseNoHeapButThePanoBuffer) {
+    cw_register_v1_vison_data();
+    heap_reset();
+    push(10, 150, Bytes(16, 0));
+    int32_t proc;
+    cw_get_nav_qs_proc(&proc);
+    cw_v1_quickshot_set_nit_box(1, 0.1f, 0.2f, 0.3f, 0.4f, 2, 3);
+    expect_no_heap();
+    cw_unregister_v1_vison_data();
+
+    const Bytes records(7 * 255, 0x5A);
+    for (uint8_t n : {uint8_t{0}, uint8_t{255}}) {
+        heap_reset();
+        cw_v1_pano_image_buf(1, 2, n, records.data());
+        EXPECT_EQ(heap_calls().allocs, 1u) << "pano buffer of " << int{n};
+        EXPECT_EQ(heap_calls().frees, 1u) << "pano buffer of " << int{n};
+    }
+}
+#endif
+
+#ifdef CW_HAVE_camera
+TEST_F(Heap, CameraCommandsAndHandlersUseNoHeap) {
+    cw_register_v1_camera_status_data();
+    heap_reset();
+    push(2, 128, Bytes(64, 0x08));
+    float w, h;
+    cw_camera_get_resolution(&w, &h);
+    uint8_t mode;
+    cw_v1_camera_api_query_camera_mode(&mode);
+    cw_v1_camera_api_send_heartbeat();
+    cw_v1_camera_api_take_photo(1);
+    expect_no_heap();
+}
+#endif
+
 }  // namespace
