@@ -133,7 +133,7 @@ TEST_F(Intrinsics, ParseConvertsAndPrints) {
     StdoutCapture cap;
     EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), res, &nr), 0);
     const std::string out = cap.text();
-    EXPECT_EQ(std::make_tuple(nr, res[0].focal_length, res[0].cali_valid, res[1].focal_length),
+    EXPECT_EQ(std::make_tuple(nr, +res[0].focal_length, res[0].cali_valid, +res[1].focal_length),
               std::make_tuple(1, 240u, 1, 9u));
     EXPECT_EQ(Floats(res[0].main_camera_matrix, res[0].main_camera_matrix + 9),
               (Floats{500, 0, 320, 0, 501, 240, 0, 0, 1}));
