@@ -1,28 +1,60 @@
 #!/usr/bin/env bash
-# Installs what building and testing cirrow needs on a Debian machine, if anything is missing:
-# the host toolchain and test libraries, the 32-bit ARM cross toolchain, user-mode emulation,
-# and GoogleTest built for the target (Debian's armhf package, installed beside the host's).
+# Makes sure what building and testing cirrow needs is on this machine: the host toolchain and
+# test libraries, the 32-bit ARM cross toolchain, user-mode emulation and GoogleTest built for the
+# target. Each is looked for by what it provides (a command, a CMake package file), so a machine
+# that has them by other means needs neither dpkg nor apt. Only what is missing is installed, with
+# apt-get, and the script says what and why before it does.
+#   scripts/setup.sh [--host-only]
 set -euo pipefail
 
-packages=(cmake make g++ libgtest-dev libgmock-dev libbenchmark-dev clang-format clang-tidy valgrind
-          g++-arm-linux-gnueabihf binutils-arm-linux-gnueabihf qemu-user libgtest-dev:armhf)
+host_only=0
+[ "${1:-}" = "--host-only" ] && host_only=1
+
+have_cmd() { command -v "$1" >/dev/null 2>&1; }
+have_file() { local f; for f in "$@"; do [ -e "$f" ] && return 0; done; return 1; }
+cmake_pkg() {  # a CMake package file under the usual prefixes
+    local name=$1 dir
+    for dir in /usr/lib/cmake /usr/lib/*/cmake /usr/local/lib/cmake /usr/local/lib/*/cmake /usr/share/cmake; do
+        [ -d "$dir/$name" ] && return 0
+    done
+    return 1
+}
+
+missing=()   # Debian package names
+need() { missing+=("$1"); echo "setup: $2 not found: will install $1"; }
+
+have_cmd cmake || need cmake "cmake"
+have_cmd make || need make "make"
+have_cmd g++ || need g++ "g++"
+cmake_pkg GTest || need libgtest-dev "GoogleTest (CMake package GTest)"
+have_file /usr/include/gmock/gmock.h /usr/local/include/gmock/gmock.h || need libgmock-dev "GoogleMock headers"
+cmake_pkg benchmark || need libbenchmark-dev "Google Benchmark (CMake package benchmark)"
+have_cmd clang-format || need clang-format "clang-format"
+have_cmd clang-tidy || need clang-tidy "clang-tidy"
+have_cmd valgrind || need valgrind "valgrind"
+if [ $host_only -eq 0 ]; then
+    have_cmd arm-linux-gnueabihf-g++ || need g++-arm-linux-gnueabihf "the ARM cross compiler"
+    have_cmd arm-linux-gnueabihf-nm || need binutils-arm-linux-gnueabihf "the ARM binutils"
+    have_cmd qemu-arm || need qemu-user "qemu-arm (user-mode emulation)"
+    have_file /usr/lib/arm-linux-gnueabihf/cmake/GTest /usr/lib/arm-linux-gnueabihf/libgtest.a ||
+        need libgtest-dev:armhf "GoogleTest for the target (armhf)"
+fi
+
+[ ${#missing[@]} -eq 0 ] && exit 0
 
 sudo_cmd=""
 [ "$(id -u)" -eq 0 ] || sudo_cmd="sudo"
-
-if ! dpkg --print-foreign-architectures | grep -qx armhf; then
-  $sudo_cmd dpkg --add-architecture armhf
+if ! have_cmd apt-get || ! have_cmd dpkg; then
+    echo "setup: cannot install ${missing[*]}: this machine has no apt-get/dpkg; install them by other means" >&2
+    exit 1
 fi
-
-missing=()
-native=$(dpkg --print-architecture)
-for p in "${packages[@]}"; do
-  [[ $p == *:* ]] || p="$p:$native"
-  dpkg-query -W -f='${db:Status-Abbrev}' "$p" 2>/dev/null | grep -q '^ii' || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  echo "setup: installing ${missing[*]}"
-  # A mirror that is half-synced for one index must not stop the install of the others.
-  $sudo_cmd apt-get update -qq || echo "setup: apt-get update reported errors; going on"
-  DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq --no-install-recommends "${missing[@]}"
+if printf '%s\n' "${missing[@]}" | grep -q ':armhf$' && ! dpkg --print-foreign-architectures | grep -qx armhf; then
+    echo "setup: adding the armhf architecture to dpkg (for GoogleTest built for the target)"
+    $sudo_cmd dpkg --add-architecture armhf
 fi
+echo "setup: installing ${missing[*]}"
+# A mirror that is half-synced for one index must not stop the install of the others.
+if ! $sudo_cmd apt-get update -qq; then
+    echo "setup: warning: the package index could not be refreshed (apt-get update failed); installing from the index as it is"
+fi
+DEBIAN_FRONTEND=noninteractive $sudo_cmd apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -3,7 +3,7 @@
 #   scripts/test.sh [build-dir] [extra cmake arguments...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh
+scripts/setup.sh --host-only
 build=${1:-build}
 shift || true
 cmake -S . -B "$build" -DCW_WERROR=ON "$@"
