@@ -108,6 +108,56 @@ private:
     std::atomic<T> v_{};
 };
 
+// ---- Accessors: the one way every cache is published to and copied from ----
+//
+// A record is published from the caller's (or a push handler's decoded) record straight into
+// the cell, and copied out byte for byte, padding included. All return 0.
+
+template <class T>
+int32_t publish(Latest<T> &cell, const T *rec) {
+    cell.store(*rec);
+    return 0;
+}
+
+// The first `len` bytes of a record from a caller's byte buffer; the rest of the record is 0.
+template <class T>
+int32_t publish(Latest<T> &cell, const void *bytes, size_t len) {
+    T rec{};
+    std::memcpy(&rec, bytes, len);
+    return publish(cell, &rec);
+}
+
+// The first `len` bytes of the record out to a caller's byte buffer.
+template <class T>
+int32_t copy(const Latest<T> &cell, void *out, size_t len) {
+    const T rec = cell.load();
+    std::memcpy(out, &rec, len);
+    return 0;
+}
+
+template <class T>
+int32_t copy(const Latest<T> &cell, T *out) {
+    return copy(cell, static_cast<void *>(out), sizeof(T));
+}
+
+template <class T>
+int32_t publish(Word<T> &cell, std::type_identity_t<T> value) {
+    cell.store(value);
+    return 0;
+}
+
+template <class T>
+int32_t publish(Word<T> &cell, const T *value) {
+    return publish(cell, *value);
+}
+
+// A word copied out, narrowed to the getter's width.
+template <class T, class Out>
+int32_t copy(const Word<T> &cell, Out *out) {
+    *out = static_cast<Out>(cell.load());
+    return 0;
+}
+
 // An exported C object (plain storage that applications may also touch) read and written as
 // one atomic access from inside the library.
 template <class T>

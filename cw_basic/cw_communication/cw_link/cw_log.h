@@ -8,7 +8,8 @@
 // CW_LOG_BOTH(level, ...)  the same text on both channels, leveled first.
 //
 // Always log at the site, from the function that does the work: the macros capture __func__
-// and __LINE__ there, so a line names the command that wrote it.
+// and __LINE__ there, so a line names the command that wrote it. A body shared by several
+// exported functions takes the name from its caller and logs with CW_LOG_AS / CW_USRLOG_AS.
 #pragma once
 
 #include <array>
@@ -63,16 +64,21 @@ void usrlog(const char *func, int line, const char *fmt, ...) __attribute__((for
         return cw_src_name_.text.data();                                       \
     }())
 
-#define CW_LOG(level, ...)                                                                                        \
-    do {                                                                                                          \
-        char cw_head_[::cw::log::kHeadSize];                                                                      \
-        if (mbus_log_gen_head(::cw::log::kModule, (level), cw_head_, ::cw::log::kHeadSize, CW_SRC_FILE, __func__, \
-                              __LINE__) == 0) {                                                                   \
-            mbus_log_print(::cw::log::kModule, (level), cw_head_, __VA_ARGS__);                                   \
-        }                                                                                                         \
+#define CW_LOG(level, ...) CW_LOG_AS(__func__, level, __VA_ARGS__)
+
+// The same, naming `func` instead of the calling function: for a body shared by several
+// exported functions, each of which passes its own __func__.
+#define CW_LOG_AS(func, level, ...)                                                                           \
+    do {                                                                                                      \
+        char cw_head_[::cw::log::kHeadSize];                                                                  \
+        if (mbus_log_gen_head(::cw::log::kModule, (level), cw_head_, ::cw::log::kHeadSize, CW_SRC_FILE, (func), \
+                              __LINE__) == 0) {                                                               \
+            mbus_log_print(::cw::log::kModule, (level), cw_head_, __VA_ARGS__);                               \
+        }                                                                                                     \
     } while (0)
 
-#define CW_USRLOG(...) ::cw::log::usrlog(__func__, __LINE__, __VA_ARGS__)
+#define CW_USRLOG(...) CW_USRLOG_AS(__func__, __VA_ARGS__)
+#define CW_USRLOG_AS(func, ...) ::cw::log::usrlog((func), __LINE__, __VA_ARGS__)
 
 #define CW_LOG_BOTH(level, ...)     \
     do {                            \

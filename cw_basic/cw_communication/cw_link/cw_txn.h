@@ -48,6 +48,9 @@ inline constexpr uint16_t kRecvBattery = 0x0B00;
 inline constexpr uint16_t kRecvQuickTest = 0x1105;
 inline constexpr uint16_t kRecvVision = 0x1107;
 
+// The flight controller's identity message; the autotest's distance limit travels on it too.
+inline constexpr Route kFlightIdentity{3, 218, kRecvFlight, kWaitCommon};
+
 // An answer buffer, zeroed before sending (or filled with another byte where a command wants it).
 template <size_t N>
 struct Answer {
@@ -98,6 +101,24 @@ private:
     uint8_t *data_;
     size_t len_;
 };
+
+// A request with an answer: the link's result and the module's result byte (answer byte 0).
+struct Exchange {
+    int32_t ret;
+    uint8_t ack;
+    bool sent() const { return ret == 0; }
+    // Sent, answered and accepted: a failed send or a refusal is not.
+    bool ok() const { return ret == 0 && ack == 0; }
+    // 0, or CW_ERR_ACK for a failed send or a refusal.
+    int32_t result() const { return ok() ? 0 : CW_ERR_ACK; }
+};
+
+// Sends one request with the answer buffer `ans` and reads its result byte.
+template <size_t N>
+Exchange exchange(const Route &route, std::span<const uint8_t> payload, Answer<N> &ans) {
+    const int32_t ret = send(route, payload, ans.span());
+    return {ret, ans[0]};
+}
 
 // ---- Result policies: pure judgements over an answer ----
 

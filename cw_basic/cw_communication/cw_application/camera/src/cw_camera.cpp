@@ -51,19 +51,6 @@ cw::Latest<LensInfo> g_lens_info;
 cw::Word<uint8_t> g_busy_status;
 cw::Word<uint8_t> g_core_board_temp;
 
-template <class T>
-int32_t keep(cw::Word<T> &item, T value) {
-    item.store(value);
-    return 0;
-}
-
-// Copies an item out, narrowed to the getter's width.
-template <class T, class Out>
-int32_t give(const cw::Word<T> &item, Out *out) {
-    *out = static_cast<Out>(item.load());
-    return 0;
-}
-
 // ---- Intrinsics ----
 
 constexpr size_t kPathMax = 256;
@@ -246,24 +233,26 @@ extern "C" int32_t cw_camera_module_init(void) {
 }
 
 extern "C" int32_t cw_camera_update_liveview_resolution(float width, float height) {
-    g_resolution.store({width, height});
-    return 0;
+    const Resolution r{width, height};
+    return cw::publish(g_resolution, &r);
 }
 
 extern "C" int32_t cw_camera_get_resolution(float *width, float *height) {
-    const Resolution r = g_resolution.load();
+    Resolution r;
+    cw::copy(g_resolution, &r);
     *width = r.width;
     *height = r.height;
     return 0;
 }
 
 extern "C" int32_t cw_camera_update_camera_lens_info(uint16_t a, uint16_t b, uint16_t c) {
-    g_lens_info.store({{a, b, c}});
-    return 0;
+    const LensInfo l{{a, b, c}};
+    return cw::publish(g_lens_info, &l);
 }
 
 extern "C" int32_t cw_camera_get_camera_lens_info(uint16_t *a, uint16_t *b, uint16_t *c) {
-    const LensInfo l = g_lens_info.load();
+    LensInfo l;
+    cw::copy(g_lens_info, &l);
     *a = l.values[0];
     *b = l.values[1];
     *c = l.values[2];
@@ -271,21 +260,21 @@ extern "C" int32_t cw_camera_get_camera_lens_info(uint16_t *a, uint16_t *b, uint
 }
 
 // The aspect type is kept as a whole word and read back as its low byte.
-extern "C" int32_t cw_camera_update_aspect_type(uint32_t aspect) { return keep(g_aspect_type, aspect); }
-extern "C" int32_t cw_camera_get_aspect_type(uint8_t *aspect) { return give(g_aspect_type, aspect); }
-extern "C" int32_t cw_camera_update_focus_lens(float value) { return keep(g_focus_lens, value); }
-extern "C" int32_t cw_camera_get_focus_lens(float *value) { return give(g_focus_lens, value); }
-extern "C" int32_t cw_camera_update_focus_status(uint8_t value) { return keep(g_focus_status, value); }
-extern "C" int32_t cw_camera_get_focus_status(uint8_t *value) { return give(g_focus_status, value); }
-extern "C" int32_t cw_camera_update_piv_mode(uint8_t value) { return keep(g_piv_mode, value); }
-extern "C" int32_t cw_camera_get_piv_mode(uint8_t *value) { return give(g_piv_mode, value); }
-extern "C" int32_t cw_camera_update_camera_type(uint8_t value) { return keep(g_reported_camera_type, value); }
-extern "C" int32_t cw_camera_get_camera_type(uint8_t *value) { return give(g_reported_camera_type, value); }
-extern "C" int32_t cw_camera_update_camera_mode_profile(uint8_t value) { return keep(g_mode_profile, value); }
+extern "C" int32_t cw_camera_update_aspect_type(uint32_t aspect) { return cw::publish(g_aspect_type, aspect); }
+extern "C" int32_t cw_camera_get_aspect_type(uint8_t *aspect) { return cw::copy(g_aspect_type, aspect); }
+extern "C" int32_t cw_camera_update_focus_lens(float value) { return cw::publish(g_focus_lens, value); }
+extern "C" int32_t cw_camera_get_focus_lens(float *value) { return cw::copy(g_focus_lens, value); }
+extern "C" int32_t cw_camera_update_focus_status(uint8_t value) { return cw::publish(g_focus_status, value); }
+extern "C" int32_t cw_camera_get_focus_status(uint8_t *value) { return cw::copy(g_focus_status, value); }
+extern "C" int32_t cw_camera_update_piv_mode(uint8_t value) { return cw::publish(g_piv_mode, value); }
+extern "C" int32_t cw_camera_get_piv_mode(uint8_t *value) { return cw::copy(g_piv_mode, value); }
+extern "C" int32_t cw_camera_update_camera_type(uint8_t value) { return cw::publish(g_reported_camera_type, value); }
+extern "C" int32_t cw_camera_get_camera_type(uint8_t *value) { return cw::copy(g_reported_camera_type, value); }
+extern "C" int32_t cw_camera_update_camera_mode_profile(uint8_t value) { return cw::publish(g_mode_profile, value); }
 extern "C" uint8_t cw_camera_get_camera_mode_profile(void) { return g_mode_profile.load(); }
-extern "C" int32_t cw_camera_update_camera_busy_status(uint8_t value) { return keep(g_busy_status, value); }
+extern "C" int32_t cw_camera_update_camera_busy_status(uint8_t value) { return cw::publish(g_busy_status, value); }
 extern "C" uint8_t cw_camera_get_camera_busy_status(void) { return g_busy_status.load(); }
-extern "C" int32_t cw_camera_update_core_board_temp(uint8_t value) { return keep(g_core_board_temp, value); }
+extern "C" int32_t cw_camera_update_core_board_temp(uint8_t value) { return cw::publish(g_core_board_temp, value); }
 extern "C" uint8_t cw_camera_get_core_board_temp(void) { return g_core_board_temp.load(); }
 
 // ---- Convenience wrappers ----
@@ -357,69 +346,48 @@ extern "C" int32_t cw_camera_read_intri_from_camera(CaliRes *cali_res, uint8_t *
     return 0;
 }
 
-// The two entry points differ in the focal length they ask of a two-entry record only; each
-// logs under its own name.
+namespace {
 
-extern "C" int32_t cw_camera_get_type_intri_240(float *matrix, float *coeff) {
+// The body of the two intrinsics entry points: they differ in the focal length they ask of a
+// two-entry record only, and each logs under its own name (`func`).
+int32_t get_type_intri(const char *func, uint32_t focal, float *matrix, float *coeff) {
     CaliRes cali_res[kMaxEntries] = {};
     uint8_t count = 0;
     if (cw_camera_read_intri_from_camera(cali_res, &count) == 0) {
-        CW_USRLOG("read intri from camera success.\n");
-        const Choice c = choose_entry(cali_res, count, 240);
+        CW_USRLOG_AS(func, "read intri from camera success.\n");
+        const Choice c = choose_entry(cali_res, count, focal);
         if (c.entry != nullptr) {
             deliver(*c.entry, count, matrix, coeff);
-            CW_USRLOG("[AT_GIMBAL_CALI] --- foucs_num is %d\n", count);
+            CW_USRLOG_AS(func, "[AT_GIMBAL_CALI] --- foucs_num is %d\n", count);
         } else if (c.none_at_focal) {
-            CW_LOG(cw::log::kFail, "warning : no valid 24mm intri in main camera\n");
+            CW_LOG_AS(func, cw::log::kFail, "warning : no valid 24mm intri in main camera\n");
         } else if (c.unexpected_count) {
-            CW_LOG(cw::log::kFail, "warning : no valid intri in main camera\n");
+            CW_LOG_AS(func, cw::log::kFail, "warning : no valid intri in main camera\n");
         }
-        CW_LOG(cw::log::kInfo, "camera type: %d", cw::load_exported(camera_type));
+        CW_LOG_AS(func, cw::log::kInfo, "camera type: %d", cw::load_exported(camera_type));
         if (c.entry != nullptr) {
             return 0;
         }
     }
-    CW_LOG(cw::log::kInfo, "load camera intri in tundra\n");
+    CW_LOG_AS(func, cw::log::kInfo, "load camera intri in tundra\n");
     char path[kPathMax];
     if (choose_text_file(path) == 0) {
-        CW_LOG(cw::log::kFail, "load main_camera_param failed\n");
+        CW_LOG_AS(func, cw::log::kFail, "load main_camera_param failed\n");
         return kNoCalibration;
     }
     if (read_text_intrinsics(path, matrix, coeff) != kTextValues) {
-        CW_LOG(cw::log::kFail, "load main_camera_param fail\n");
+        CW_LOG_AS(func, cw::log::kFail, "load main_camera_param fail\n");
         return kBadTextFile;
     }
     return 0;
 }
 
+}  // namespace
+
+extern "C" int32_t cw_camera_get_type_intri_240(float *matrix, float *coeff) {
+    return get_type_intri(__func__, 240, matrix, coeff);
+}
+
 extern "C" int32_t cw_camera_get_type_intri_480(float *matrix, float *coeff) {
-    CaliRes cali_res[kMaxEntries] = {};
-    uint8_t count = 0;
-    if (cw_camera_read_intri_from_camera(cali_res, &count) == 0) {
-        CW_USRLOG("read intri from camera success.\n");
-        const Choice c = choose_entry(cali_res, count, 480);
-        if (c.entry != nullptr) {
-            deliver(*c.entry, count, matrix, coeff);
-            CW_USRLOG("[AT_GIMBAL_CALI] --- foucs_num is %d\n", count);
-        } else if (c.none_at_focal) {
-            CW_LOG(cw::log::kFail, "warning : no valid 24mm intri in main camera\n");
-        } else if (c.unexpected_count) {
-            CW_LOG(cw::log::kFail, "warning : no valid intri in main camera\n");
-        }
-        CW_LOG(cw::log::kInfo, "camera type: %d", cw::load_exported(camera_type));
-        if (c.entry != nullptr) {
-            return 0;
-        }
-    }
-    CW_LOG(cw::log::kInfo, "load camera intri in tundra\n");
-    char path[kPathMax];
-    if (choose_text_file(path) == 0) {
-        CW_LOG(cw::log::kFail, "load main_camera_param failed\n");
-        return kNoCalibration;
-    }
-    if (read_text_intrinsics(path, matrix, coeff) != kTextValues) {
-        CW_LOG(cw::log::kFail, "load main_camera_param fail\n");
-        return kBadTextFile;
-    }
-    return 0;
+    return get_type_intri(__func__, 480, matrix, coeff);
 }

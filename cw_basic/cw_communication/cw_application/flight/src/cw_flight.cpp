@@ -21,37 +21,18 @@ CW_API uint8_t flyctrl_subscribe_init_flag = 0;
 
 namespace {
 
-// A cached record kept as its exact bytes (padding included), so that what an update hands in
-// is what a getter hands out.
-template <size_t N>
-class RecordCell {
-public:
-    constexpr RecordCell() = default;
-    void store(const void *src, size_t len = N) {
-        std::array<uint8_t, N> bytes{};
-        std::memcpy(bytes.data(), src, len);
-        cell_.store(bytes);
-    }
-    void load(void *dst, size_t len = N) const {
-        const std::array<uint8_t, N> bytes = cell_.load();
-        std::memcpy(dst, bytes.data(), len);
-    }
-    void clear() { cell_.clear(); }
-
-private:
-    cw::Latest<std::array<uint8_t, N>> cell_;
-};
-
 struct GpsOrigin {
     double latitude;   // radians
     double longitude;  // radians
     float altitude;
 };
 
-RecordCell<sizeof(FcMotorState)> g_motor_state;
-RecordCell<sizeof(FcState)> g_fc_state;
-RecordCell<sizeof(FcSensor)> g_fc_sensor;
-RecordCell<sizeof(QtHeartbeat)> g_qt_heartbeat;
+// Each record is kept as its exact bytes (padding included): what an update hands in is what a
+// getter hands out.
+cw::Latest<FcMotorState> g_motor_state;
+cw::Latest<FcState> g_fc_state;
+cw::Latest<FcSensor> g_fc_sensor;
+cw::Latest<QtHeartbeat> g_qt_heartbeat;
 cw::Word<uint8_t> g_qt_proc_status;
 cw::Latest<GpsOrigin> g_gps_origin;
 cw::Throttle g_fc_state_log;
@@ -92,65 +73,56 @@ extern "C" int32_t cw_flight_module_init(void) {
 }
 
 extern "C" int32_t cw_flight_update_fc_motor_state(const FcMotorState *state) {
-    g_motor_state.store(state);
-    return 0;
+    return cw::publish(g_motor_state, state);
 }
 
 extern "C" int32_t cw_flight_update_fc_state(const FcState *state) {
     if (g_fc_state_log.after(100)) {
         CW_USRLOG("---FC STATE UPDATE ------ %d \n", state->byte8);
     }
-    g_fc_state.store(state);
-    return 0;
+    return cw::publish(g_fc_state, state);
 }
 
 extern "C" int32_t cw_flight_update_fc_sensor(const FcSensor *sensor) {
-    g_fc_sensor.store(sensor, CW_FC_SENSOR_LEN);
-    return 0;
+    return cw::publish(g_fc_sensor, sensor, CW_FC_SENSOR_LEN);
 }
 
 extern "C" int32_t cw_flight_get_fc_motor_state(FcMotorState *state) {
-    g_motor_state.load(state);
-    return 0;
+    return cw::copy(g_motor_state, state);
 }
 
 extern "C" int32_t cw_flight_get_fc_state(FcState *state) {
-    g_fc_state.load(state);
-    return 0;
+    return cw::copy(g_fc_state, state);
 }
 
 extern "C" int32_t cw_flight_get_fc_sensor(FcSensor *sensor) {
-    g_fc_sensor.load(sensor, CW_FC_SENSOR_LEN);
-    return 0;
+    return cw::copy(g_fc_sensor, sensor, CW_FC_SENSOR_LEN);
 }
 
 extern "C" int32_t cw_update_cw_qt_heartbeat(const QtHeartbeat *heartbeat) {
-    g_qt_heartbeat.store(heartbeat);
-    return 0;
+    return cw::publish(g_qt_heartbeat, heartbeat);
 }
 
 extern "C" int32_t cw_get_cwqt_state(uint8_t *state) {
     QtHeartbeat hb;
-    g_qt_heartbeat.load(&hb);
+    cw::copy(g_qt_heartbeat, &hb);
     *state = hb.state;
     return 0;
 }
 
 extern "C" int32_t cw_get_cwqt_err(uint8_t *err) {
     QtHeartbeat hb;
-    g_qt_heartbeat.load(&hb);
+    cw::copy(g_qt_heartbeat, &hb);
     *err = hb.err;
     return 0;
 }
 
 extern "C" int32_t cw_get_cwqt_proc_status(uint8_t *status) {
-    *status = g_qt_proc_status.load();
-    return 0;
+    return cw::copy(g_qt_proc_status, status);
 }
 
 extern "C" int32_t cw_set_cwqt_proc_status(const uint8_t *status) {
-    g_qt_proc_status.store(*status);
-    return 0;
+    return cw::publish(g_qt_proc_status, status);
 }
 
 // ---- IMU data group ----
@@ -179,11 +151,12 @@ extern "C" void cw_flight_set_gps_origin_data(const void *record) {
     std::memcpy(&origin.latitude, bytes + kOriginLatitudeAt, sizeof origin.latitude);
     std::memcpy(&origin.longitude, bytes + kOriginLongitudeAt, sizeof origin.longitude);
     std::memcpy(&origin.altitude, bytes + kOriginAltitudeAt, sizeof origin.altitude);
-    g_gps_origin.store(origin);
+    cw::publish(g_gps_origin, &origin);
 }
 
 extern "C" int32_t cw_flight_get_gps_pos_data(LocalPosition *local, GpsPosition position) {
-    const GpsOrigin origin = g_gps_origin.load();
+    GpsOrigin origin;
+    cw::copy(g_gps_origin, &origin);
     // Longitude differences are folded by half a turn (remainder by pi).
     const double dlon = std::remainder(position.longitude - origin.longitude, std::numbers::pi);
     local->north = static_cast<float>((position.latitude - origin.latitude) * kEarthRadius);

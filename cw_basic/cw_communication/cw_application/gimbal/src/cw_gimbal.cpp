@@ -31,43 +31,35 @@ extern "C" int32_t cw_gimbal_module_init(void) {
 }
 
 extern "C" int32_t cw_gimbal_update_main_gimbal_info(const GimbalInfo *info) {
-    g_main_info.store(*info);
-    return 0;
+    return cw::publish(g_main_info, info);
 }
 
 extern "C" int32_t cw_gimbal_update_fpv_gimbal_info(const GimbalInfo *info) {
-    g_fpv_info.store(*info);
-    return 0;
+    return cw::publish(g_fpv_info, info);
 }
 
 extern "C" int32_t cw_gimbal_update_main_gimbal_ctrl_info(const GimbalCtrlInfo *info) {
-    g_main_ctrl_info.store(*info);
-    return 0;
+    return cw::publish(g_main_ctrl_info, info);
 }
 
 extern "C" int32_t cw_gimbal_update_wv_result(const GimbalWvResult *result) {
-    g_wv_result.store(*result);
-    return 0;
+    return cw::publish(g_wv_result, result);
 }
 
 extern "C" int32_t cw_gimbal_get_main_gimbal_info(GimbalInfo *info) {
-    *info = g_main_info.load();
-    return 0;
+    return cw::copy(g_main_info, info);
 }
 
 extern "C" int32_t cw_gimbal_get_fpv_gimbal_info(GimbalInfo *info) {
-    *info = g_fpv_info.load();
-    return 0;
+    return cw::copy(g_fpv_info, info);
 }
 
 extern "C" int32_t cw_gimbal_get_main_gimbal_ctrl_info(GimbalCtrlInfo *info) {
-    *info = g_main_ctrl_info.load();
-    return 0;
+    return cw::copy(g_main_ctrl_info, info);
 }
 
 extern "C" int32_t cw_gimbal_get_wv_result(GimbalWvResult *result) {
-    *result = g_wv_result.load();
-    return 0;
+    return cw::copy(g_wv_result, result);
 }
 
 // ---- Wrappers ----

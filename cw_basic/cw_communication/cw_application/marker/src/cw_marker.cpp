@@ -25,13 +25,11 @@ extern "C" int32_t cw_marker_module_init(void) {
 }
 
 extern "C" int32_t cw_marker_put_position(const MarkerPosition *position) {
-    g_marker_position.store(*position);
-    return 0;
+    return cw::publish(g_marker_position, position);
 }
 
 extern "C" int32_t cw_marker_get_position(MarkerPosition *position) {
-    *position = g_marker_position.load();
-    return 0;
+    return cw::copy(g_marker_position, position);
 }
 
 extern "C" int32_t cw_send_msg_to_marker(const MarkerMsg *msg) {

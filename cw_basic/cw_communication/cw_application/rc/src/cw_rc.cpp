@@ -19,21 +19,17 @@ extern "C" int32_t cw_rc_module_init(void) {
 }
 
 extern "C" int32_t cw_rc_update_stick_value(const RcStickValue *value) {
-    g_stick.store(*value);
-    return 0;
+    return cw::publish(g_stick, value);
 }
 
 extern "C" int32_t cw_rc_update_extend_value(const RcExtendValue *value) {
-    g_extend.store(*value);
-    return 0;
+    return cw::publish(g_extend, value);
 }
 
 extern "C" int32_t cw_rc_get_stick_value(RcStickValue *value) {
-    *value = g_stick.load();
-    return 0;
+    return cw::copy(g_stick, value);
 }
 
 extern "C" int32_t cw_rc_get_extend_value(RcExtendValue *value) {
-    *value = g_extend.load();
-    return 0;
+    return cw::copy(g_extend, value);
 }

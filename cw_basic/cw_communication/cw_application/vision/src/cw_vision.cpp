@@ -24,55 +24,31 @@ cw::Word<uint16_t> g_tof;
 cw::Latest<VioCaliState> g_vio_cali;
 cw::Latest<OaResult> g_oa_result;
 
-template <class T>
-int32_t copy_out(const cw::Word<T> &item, T *out) {
-    *out = item.load();
-    return 0;
-}
-
-template <class T>
-int32_t copy_in(cw::Word<T> &item, T value) {
-    item.store(value);
-    return 0;
-}
-
-template <class T>
-int32_t copy_out(const cw::Latest<T> &record, T *out) {
-    *out = record.load();
-    return 0;
-}
-
-template <class T>
-int32_t copy_in(cw::Latest<T> &record, const T *in) {
-    record.store(*in);
-    return 0;
-}
-
 }  // namespace
 
-extern "C" int32_t cw_get_nav_pano_status(int32_t *status) { return copy_out(g_pano_status, status); }
-extern "C" int32_t cw_set_nav_pano_status(const int32_t *status) { return copy_in(g_pano_status, *status); }
-extern "C" int32_t cw_get_nav_pano_submode(uint8_t *submode) { return copy_out(g_pano_submode, submode); }
-extern "C" int32_t cw_set_nav_pano_submode(uint8_t submode) { return copy_in(g_pano_submode, submode); }
-extern "C" int32_t cw_get_nav_qs_proc(int32_t *proc) { return copy_out(g_qs_proc, proc); }
-extern "C" int32_t cw_set_nav_qs_proc(const int32_t *proc) { return copy_in(g_qs_proc, *proc); }
-extern "C" int32_t cw_get_nav_qs_err(int32_t *err) { return copy_out(g_qs_err, err); }
-extern "C" int32_t cw_set_nav_qs_err(const int32_t *err) { return copy_in(g_qs_err, *err); }
-extern "C" int32_t cw_get_nav_qs_index(uint8_t *index) { return copy_out(g_qs_index, index); }
-extern "C" int32_t cw_set_nav_qs_index(const uint8_t *index) { return copy_in(g_qs_index, *index); }
-extern "C" int32_t cw_get_nav_qs_submode(uint8_t *submode) { return copy_out(g_qs_submode, submode); }
-extern "C" int32_t cw_set_nav_qs_submode(uint8_t submode) { return copy_in(g_qs_submode, submode); }
-extern "C" int32_t cw_get_nav_lapse_err(int32_t *err) { return copy_out(g_lapse_err, err); }
-extern "C" int32_t cw_set_nav_lapse_err(const int32_t *err) { return copy_in(g_lapse_err, *err); }
-extern "C" int32_t cw_get_nav_lapse_proc(int32_t *proc) { return copy_out(g_lapse_proc, proc); }
-extern "C" int32_t cw_set_nav_lapse_proc(const int32_t *proc) { return copy_in(g_lapse_proc, *proc); }
+extern "C" int32_t cw_get_nav_pano_status(int32_t *status) { return cw::copy(g_pano_status, status); }
+extern "C" int32_t cw_set_nav_pano_status(const int32_t *status) { return cw::publish(g_pano_status, status); }
+extern "C" int32_t cw_get_nav_pano_submode(uint8_t *submode) { return cw::copy(g_pano_submode, submode); }
+extern "C" int32_t cw_set_nav_pano_submode(uint8_t submode) { return cw::publish(g_pano_submode, submode); }
+extern "C" int32_t cw_get_nav_qs_proc(int32_t *proc) { return cw::copy(g_qs_proc, proc); }
+extern "C" int32_t cw_set_nav_qs_proc(const int32_t *proc) { return cw::publish(g_qs_proc, proc); }
+extern "C" int32_t cw_get_nav_qs_err(int32_t *err) { return cw::copy(g_qs_err, err); }
+extern "C" int32_t cw_set_nav_qs_err(const int32_t *err) { return cw::publish(g_qs_err, err); }
+extern "C" int32_t cw_get_nav_qs_index(uint8_t *index) { return cw::copy(g_qs_index, index); }
+extern "C" int32_t cw_set_nav_qs_index(const uint8_t *index) { return cw::publish(g_qs_index, index); }
+extern "C" int32_t cw_get_nav_qs_submode(uint8_t *submode) { return cw::copy(g_qs_submode, submode); }
+extern "C" int32_t cw_set_nav_qs_submode(uint8_t submode) { return cw::publish(g_qs_submode, submode); }
+extern "C" int32_t cw_get_nav_lapse_err(int32_t *err) { return cw::copy(g_lapse_err, err); }
+extern "C" int32_t cw_set_nav_lapse_err(const int32_t *err) { return cw::publish(g_lapse_err, err); }
+extern "C" int32_t cw_get_nav_lapse_proc(int32_t *proc) { return cw::copy(g_lapse_proc, proc); }
+extern "C" int32_t cw_set_nav_lapse_proc(const int32_t *proc) { return cw::publish(g_lapse_proc, proc); }
 
-extern "C" int32_t cw_peception_get_vio_cali_state(VioCaliState *state) { return copy_out(g_vio_cali, state); }
-extern "C" int32_t cw_pec_update_vio_cali_state(const VioCaliState *state) { return copy_in(g_vio_cali, state); }
-extern "C" int32_t cw_vision_get_oa_result(OaResult *result) { return copy_out(g_oa_result, result); }
-extern "C" int32_t cw_vision_update_oa_result(const OaResult *result) { return copy_in(g_oa_result, result); }
-extern "C" int32_t cw_vision_get_tof_data(uint16_t *tof) { return copy_out(g_tof, tof); }
-extern "C" int32_t cw_vision_update_tof_data(const uint16_t *tof) { return copy_in(g_tof, *tof); }
+extern "C" int32_t cw_peception_get_vio_cali_state(VioCaliState *state) { return cw::copy(g_vio_cali, state); }
+extern "C" int32_t cw_pec_update_vio_cali_state(const VioCaliState *state) { return cw::publish(g_vio_cali, state); }
+extern "C" int32_t cw_vision_get_oa_result(OaResult *result) { return cw::copy(g_oa_result, result); }
+extern "C" int32_t cw_vision_update_oa_result(const OaResult *result) { return cw::publish(g_oa_result, result); }
+extern "C" int32_t cw_vision_get_tof_data(uint16_t *tof) { return cw::copy(g_tof, tof); }
+extern "C" int32_t cw_vision_update_tof_data(const uint16_t *tof) { return cw::publish(g_tof, tof); }
 
 extern "C" int32_t cw_get_water_wave_score(uint32_t *score) {
     *score = cw::load_exported(g_water_wave_score);

@@ -29,9 +29,9 @@ constexpr size_t kSnTextMax = 14;
 extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) {
     const std::array<uint8_t, 4> payload{};
     cw::Answer<kRecordAt + CW_BATTERY_DYNAMIC_INFO_LEN> ans;
-    const int32_t rc = cw::send(kDynamicInfo, payload, ans.span());
-    if (rc != 0 || ans[0] != 0) {
-        CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", rc, ans[0]);
+    const cw::Exchange r = cw::exchange(kDynamicInfo, payload, ans);
+    if (!r.ok()) {
+        CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", r.ret, r.ack);
         return CW_ERR_ACK;
     }
     std::memcpy(info->bytes, ans.data() + kRecordAt, CW_BATTERY_DYNAMIC_INFO_LEN);
@@ -40,9 +40,9 @@ extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) 
 
 extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, BatteryCellVoltage *voltage) {
     cw::Answer<kRecordAt + CW_BATTERY_CELL_VOLTAGE_LEN> ans;
-    const int32_t rc = cw::send(kCellVoltage, {request, kCellRequestLen}, ans.span());
-    if (rc != 0 || ans[0] != 0) {
-        CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", rc, ans[0]);
+    const cw::Exchange r = cw::exchange(kCellVoltage, {request, kCellRequestLen}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", r.ret, r.ack);
         return CW_ERR_ACK;
     }
     std::memcpy(voltage->bytes, ans.data() + kRecordAt, CW_BATTERY_CELL_VOLTAGE_LEN);
@@ -52,9 +52,9 @@ extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, Ba
 extern "C" int32_t cw_v1_battery_api_get_battery_sn(char *sn) {
     const std::array<uint8_t, 9> payload{};
     cw::Answer<kSnAnswerLen> ans;
-    const int32_t rc = cw::send(kBatterySn, payload, ans.span());
-    if (rc != 0 || ans[0] != 0) {
-        CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", rc, ans[0]);
+    const cw::Exchange r = cw::exchange(kBatterySn, payload, ans);
+    if (!r.ok()) {
+        CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", r.ret, r.ack);
         return CW_ERR_ACK;
     }
     std::memset(sn, 0, CW_SN_TEXT_LEN);

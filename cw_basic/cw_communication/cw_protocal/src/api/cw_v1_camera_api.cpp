@@ -65,19 +65,6 @@ constexpr uint8_t kZoomHead0 = 1;
 constexpr uint8_t kZoomHead1 = 0x4A;
 constexpr uint8_t kNoAnswer = 0xFF;  // what the ping and zoom answers hold when nothing came back
 
-// A command's exchange: the link's result and the camera's result byte (answer byte 0).
-struct Outcome {
-    int32_t ret;
-    uint8_t ack;
-    bool ok() const { return ret == 0 && ack == 0; }
-};
-
-template <size_t N>
-Outcome exchange(const cw::Route &route, std::span<const uint8_t> payload, cw::Answer<N> &ans) {
-    const int32_t ret = cw::send(route, payload, ans.span());
-    return {ret, ans[0]};
-}
-
 bool same_text(const char *text, const char *expected) { return text != nullptr && std::strcmp(text, expected) == 0; }
 
 }  // namespace
@@ -86,7 +73,7 @@ bool same_text(const char *text, const char *expected) { return text != nullptr 
 
 extern "C" int32_t cw_v1_camera_api_query_camera_mode(uint8_t *mode) {
     cw::Answer<2> ans;
-    const Outcome r = exchange(kQueryMode, {}, ans);
+    const cw::Exchange r = cw::exchange(kQueryMode, {}, ans);
     if (!r.ok()) {
         CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", r.ret, r.ack);
         return CW_ERR_ACK;
@@ -106,23 +93,22 @@ extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
         return 0;
     }
     cw::Answer<1> ans;
-    const Outcome r = exchange(kSwitchMode, cw::le::pack<uint8_t>(target), ans);
+    const cw::Exchange r = cw::exchange(kSwitchMode, cw::le::pack<uint8_t>(target), ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_set_top_mode(uint8_t mode) {
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kTopMode, cw::le::pack<uint8_t>(mode), ans.span());
-    if (rc != 0) {
-        CW_USRLOG("[cirrow] set camera top mode fail when switch function %d\n", rc);
-        return rc;
+    const cw::Exchange r = cw::exchange(kTopMode, cw::le::pack<uint8_t>(mode), ans);
+    if (!r.sent()) {
+        CW_USRLOG("[cirrow] set camera top mode fail when switch function %d\n", r.ret);
+        return r.ret;
     }
-    if (!cw::acked(ans.view())) {
-        CW_USRLOG("[cirrow] set camera top mode ack fail when switch function %d\n", ans[0]);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] set camera top mode ack fail when switch function %d\n", r.ack);
         return CW_ERR_ACK;
     }
     return 0;
@@ -157,12 +143,11 @@ extern "C" int32_t cw_v1_camera_api_take_photo(uint8_t type) {
         return CW_ERR_PARAM;
     }
     cw::Answer<1> ans;
-    const Outcome r = exchange(kTakePhoto, cw::le::pack<uint8_t>(type), ans);
+    const cw::Exchange r = cw::exchange(kTakePhoto, cw::le::pack<uint8_t>(type), ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
@@ -175,22 +160,20 @@ extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
         return CW_ERR_PARAM;
     }
     cw::Answer<1> ans;
-    const Outcome r = exchange(kTakeVideo, cw::le::pack<uint8_t>(start), ans);
+    const cw::Exchange r = cw::exchange(kTakeVideo, cw::le::pack<uint8_t>(start), ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kTimelapse, {params, kTimelapseLen}, ans);
+    const cw::Exchange r = cw::exchange(kTimelapse, {params, kTimelapseLen}, ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom) {
@@ -211,12 +194,11 @@ extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom
 
 extern "C" int32_t cw_v1_camera_api_set_photo_storage_format(uint8_t format) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans);
+    const cw::Exchange r = cw::exchange(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans);
     if (!r.ok()) {
         CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
@@ -231,32 +213,29 @@ extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
         return CW_ERR_ACK;
     }
     cw::Answer<1> ans;
-    const Outcome r = exchange(kStoragePath, payload, ans);
+    const cw::Exchange r = cw::exchange(kStoragePath, payload, ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kVideoFormat, {format, kVideoFormatLen}, ans);
+    const cw::Exchange r = cw::exchange(kVideoFormat, {format, kVideoFormatLen}, ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_storage_format(uint8_t format) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans);
+    const cw::Exchange r = cw::exchange(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
@@ -265,7 +244,7 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
         return CW_ERR_PARAM;
     }
     cw::Answer<1> ans;
-    const Outcome r = exchange(kPhotoFormat, {format, kPhotoFormatLen}, ans);
+    const cw::Exchange r = cw::exchange(kPhotoFormat, {format, kPhotoFormatLen}, ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", r.ret, r.ack);
     }
@@ -276,7 +255,7 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
 
 extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
     cw::Answer<2> ans;
-    const Outcome r = exchange(kGetFocusMode, {}, ans);
+    const cw::Exchange r = cw::exchange(kGetFocusMode, {}, ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", r.ret, r.ack);
         return r.ret;
@@ -287,27 +266,25 @@ extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
 
 extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans);
+    const cw::Exchange r = cw::exchange(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kAfRegion, {region, kAfRegionLen}, ans);
+    const cw::Exchange r = cw::exchange(kAfRegion, {region, kAfRegionLen}, ans);
     if (!r.ok()) {
         CW_USRLOG("get camera file path fail %d\n", r.ret);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_get_curr_focus_len(uint16_t *focal) {
     cw::Answer<kFocusLenAnswerLen> ans;
-    const Outcome r = exchange(kCurrFocusLen, {}, ans);
+    const cw::Exchange r = cw::exchange(kCurrFocusLen, {}, ans);
     if (!r.ok()) {
         CW_USRLOG("get camera file path fail %d\n", r.ret);
         return CW_ERR_ACK;
@@ -318,7 +295,7 @@ extern "C" int32_t cw_v1_camera_get_curr_focus_len(uint16_t *focal) {
 
 extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kCameraFocus, cw::le::pack<uint16_t>(focus), ans);
+    const cw::Exchange r = cw::exchange(kCameraFocus, cw::le::pack<uint16_t>(focus), ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", r.ret, r.ack);
     }
@@ -327,28 +304,26 @@ extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
 
 extern "C" int32_t cw_v1_camera_api_switch_exposure_mode(uint8_t first, uint8_t second) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans);
+    const cw::Exchange r = cw::exchange(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans);
     if (!r.ok()) {
         CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(r.ret), r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_api_set_iso(uint8_t iso) {
     cw::Answer<1> ans;
-    const Outcome r = exchange(kIso, cw::le::pack<uint8_t>(iso), ans);
+    const cw::Exchange r = cw::exchange(kIso, cw::le::pack<uint8_t>(iso), ans);
     if (!r.ok()) {
         CW_USRLOG("set iso fail  result = %d ack = %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
     }
-    return 0;
+    return r.result();
 }
 
 extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uint16_t value, uint8_t last) {
     const uint16_t sent = flag != 0 ? static_cast<uint16_t>(value | kShutterFlagBit) : value;
     cw::Answer<1> ans;
-    const Outcome r = exchange(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans);
+    const cw::Exchange r = cw::exchange(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans);
     if (!r.ok()) {
         CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", r.ret, r.ack);
     }
@@ -359,7 +334,7 @@ extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uin
 
 extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
     cw::Answer<6> ans;
-    const Outcome r = exchange(kGetStatus, {}, ans);
+    const cw::Exchange r = cw::exchange(kGetStatus, {}, ans);
     if (!r.ok()) {
         CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", r.ret, r.ack);
         return CW_ERR_ACK;

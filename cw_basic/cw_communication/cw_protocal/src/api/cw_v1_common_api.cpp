@@ -27,9 +27,9 @@ constexpr size_t kSnLen = 14;
 extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
     const cw::Route route{kCommonSet, kVersionId, receiver, cw::kWaitCommon};
     cw::Answer<kVersionAnswerLen> ans;
-    const int32_t rc = cw::send(route, {}, ans.span());
-    if (rc != 0 || ans[0] != 0) {
-        CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, rc, ans[0]);
+    const cw::Exchange r = cw::exchange(route, {}, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, r.ret, r.ack);
         return CW_ERR_ACK;
     }
     std::memset(version, 0, CW_VERSION_TEXT_LEN);
@@ -41,9 +41,9 @@ extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version
 extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
     const auto payload = cw::le::pack<uint8_t>(sn_selector);
     cw::Answer<kSnAnswerLen> ans;
-    const int32_t rc = cw::send(kGetSn, payload, ans.span());
-    if (rc != 0 || ans[0] != 0) {
-        CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", rc, ans[0]);
+    const cw::Exchange r = cw::exchange(kGetSn, payload, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", r.ret, r.ack);
         return CW_ERR_ACK;
     }
     std::memset(sn, 0, CW_SN_TEXT_LEN);

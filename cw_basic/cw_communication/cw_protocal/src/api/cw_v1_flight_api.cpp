@@ -53,7 +53,6 @@ constexpr size_t kParamAnswerHead = 5;   // result byte, echoed hash
 constexpr uint32_t kParamMaxSize = 250;  // keeps both lengths within a byte
 
 // Identity and the quick-test switch.
-constexpr cw::Route kIdentity{3, 218, kRecvFlight, kWaitCommon};
 constexpr uint8_t kIdentityWrite = 7;
 constexpr uint8_t kIdentityRead = 8;
 constexpr cw::Route kQuickTestSwitch{34, 72, cw::kRecvQuickTest, cw::kNoWait};
@@ -83,33 +82,14 @@ constexpr std::array<uint8_t, 6> named_write(uint32_t hash, uint16_t value) {
     return cw::le::pack<uint32_t, uint16_t>(hash, value);
 }
 
-}  // namespace
-
-// ---- Data subscription ----
-
-extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
-    cw::Answer<1> ans;
-    const int32_t rc = cw::send(kDsReset, {}, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw flight ds reset send fail %d\n", rc);
-        return rc;
-    }
-    if (!cw::acked(ans.view())) {
-        CW_LOG(cw::log::kFail, "cw flight ds reset result fail %d\n", ans[0]);
-        return CW_ERR_ACK;
-    }
-    CW_LOG(cw::log::kInfo, "cw flight ds reset success\n");
-    return 0;
-}
-
-extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
+// Lays out and sends a subscription bag: CW_ERR_PARAM (a count above 62 or missing items) or
+// CW_ERR_NOMEM with nothing sent, else the send result.
+int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items, cw::Answer<kBagAnswerLen> &ans) {
     if (count > kBagMaxItems || (count != 0 && items == nullptr)) {
-        CW_USRLOG("cw flight ds %d add send fail %d\n", bag, CW_ERR_PARAM);
         return CW_ERR_PARAM;
     }
     cw::HeapPayload payload(kBagHeaderLen + 4u * count);
     if (!payload.ok()) {
-        CW_USRLOG("cw flight ds %d add send fail %d\n", bag, CW_ERR_NOMEM);
         return CW_ERR_NOMEM;
     }
     uint8_t *p = payload.data();
@@ -120,9 +100,49 @@ extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8
     for (size_t i = 0; i < count; ++i) {
         cw::le::put<uint32_t>(p, kBagHeaderLen + 4 * i, items[i]);
     }
+    return cw::send(kDsBagAdd, payload.view(), ans.span());
+}
+
+// Lays out and sends a parameter write of `size` value bytes, awaiting 5 + size answer bytes:
+// CW_ERR_PARAM or CW_ERR_NOMEM with nothing sent, else the send result.
+int32_t send_pm_write(const uint32_t *hash, const void *value, uint32_t size,
+                      cw::Answer<kParamAnswerHead + kParamMaxSize> &ans) {
+    if (hash == nullptr || size > kParamMaxSize || (size != 0 && value == nullptr)) {
+        return CW_ERR_PARAM;
+    }
+    cw::HeapPayload payload(4 + size);
+    if (!payload.ok()) {
+        return CW_ERR_NOMEM;
+    }
+    cw::le::put<uint32_t>(payload.data(), 0, *hash);
+    if (size != 0) {
+        std::memcpy(payload.data() + 4, value, size);
+    }
+    return cw::send(kParamWrite, payload.view(), ans.span().first(kParamAnswerHead + size));
+}
+
+}  // namespace
+
+// ---- Data subscription ----
+
+extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
+    cw::Answer<1> ans;
+    const cw::Exchange r = cw::exchange(kDsReset, {}, ans);
+    if (!r.sent()) {
+        CW_LOG(cw::log::kFail, "cw flight ds reset send fail %d\n", r.ret);
+        return r.ret;
+    }
+    if (!r.ok()) {
+        CW_LOG(cw::log::kFail, "cw flight ds reset result fail %d\n", r.ack);
+        return CW_ERR_ACK;
+    }
+    CW_LOG(cw::log::kInfo, "cw flight ds reset success\n");
+    return 0;
+}
+
+extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
     cw::Answer<kBagAnswerLen> ans;
-    const int32_t rc = cw::send(kDsBagAdd, payload.view(), ans.span());
-    payload.release();
+    const int32_t rc = send_bag(bag, rate, count, items, ans);
     if (rc != 0) {
         CW_USRLOG("cw flight ds %d add send fail %d\n", bag, rc);
         return rc;
@@ -139,13 +159,13 @@ extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8
 extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
     const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, kControlConstant);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kControlEnable, payload, ans.span());
-    if (rc != 0) {
-        CW_USRLOG("cw flight enabel control:%d fail %d\n", mode, rc);
-        return rc;
+    const cw::Exchange r = cw::exchange(kControlEnable, payload, ans);
+    if (!r.sent()) {
+        CW_USRLOG("cw flight enabel control:%d fail %d\n", mode, r.ret);
+        return r.ret;
     }
-    if (!cw::acked(ans.view())) {
-        CW_LOG_BOTH(cw::log::kFail, "cw flight enable control:%d result fail %d\n", mode, ans[0]);
+    if (!r.ok()) {
+        CW_LOG_BOTH(cw::log::kFail, "cw flight enable control:%d result fail %d\n", mode, r.ack);
         return CW_ERR_ACK;
     }
     CW_LOG_BOTH(cw::log::kInfo, "cw flight control changed: %d\n", mode);
@@ -155,13 +175,13 @@ extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
 extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
     const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, submode);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kSubmodeSet, payload, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, rc);
-        return rc;
+    const cw::Exchange r = cw::exchange(kSubmodeSet, payload, ans);
+    if (!r.sent()) {
+        CW_LOG(cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, r.ret);
+        return r.ret;
     }
-    if (!cw::acked(ans.view())) {
-        CW_LOG(cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode, ans[0]);
+    if (!r.ok()) {
+        CW_LOG(cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode, r.ack);
         return CW_ERR_ACK;
     }
     CW_LOG(cw::log::kInfo, "cw flight submode %d changed: %d\n", mode, submode);
@@ -313,13 +333,8 @@ extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uin
 extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 0 : hash_name(name); }
 
 extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
-    if (hash == nullptr) {
-        CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", CW_ERR_PARAM);
-        return CW_ERR_PARAM;
-    }
-    const auto payload = cw::le::pack<uint32_t>(*hash);
     cw::Answer<6> ans;
-    const int32_t rc = cw::send(kParamRead, payload, ans.span());
+    const int32_t rc = hash == nullptr ? CW_ERR_PARAM : cw::send(kParamRead, cw::le::pack<uint32_t>(*hash), ans.span());
     if (rc != 0) {
         CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", rc);
         return rc;
@@ -333,23 +348,8 @@ extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
 }
 
 extern "C" int32_t nav_v1_flight_api_write_pm(const uint32_t *hash, const void *value, uint32_t size) {
-    if (hash == nullptr || size > kParamMaxSize || (size != 0 && value == nullptr)) {
-        CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", CW_ERR_PARAM);
-        return CW_ERR_PARAM;
-    }
-    cw::HeapPayload payload(4 + size);
-    if (!payload.ok()) {
-        CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", CW_ERR_NOMEM);
-        return CW_ERR_NOMEM;
-    }
-    cw::le::put<uint32_t>(payload.data(), 0, *hash);
-    if (size != 0) {
-        std::memcpy(payload.data() + 4, value, size);
-    }
-    // The answer fits a byte-sized length: a stack buffer of the largest, used up to 5 + size.
     cw::Answer<kParamAnswerHead + kParamMaxSize> ans;
-    const int32_t rc = cw::send(kParamWrite, payload.view(), ans.span().first(kParamAnswerHead + size));
-    payload.release();
+    const int32_t rc = send_pm_write(hash, value, size, ans);
     if (rc != 0) {
         CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", rc);
         return rc;
@@ -443,7 +443,7 @@ extern "C" int32_t cw_v1_flight_set_uuid(void) {
     const auto payload = cw::le::pack<uint8_t, uint16_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t>(
         kIdentityWrite, 2000, 12, 5, 1, 2, 3, 1, 50);
     cw::Answer<4> ans;
-    const int32_t rc = cw::send(kIdentity, payload, ans.span());
+    const int32_t rc = cw::send(cw::kFlightIdentity, payload, ans.span());
     if (rc != 0) {
         CW_USRLOG("nav flight set uuid send fail %d\n", rc);
         return rc;
@@ -459,7 +459,7 @@ extern "C" int32_t cw_v1_flight_set_uuid(void) {
 extern "C" int32_t cw_v1_flight_get_uuid(void) {
     const auto payload = cw::le::pack<uint8_t>(kIdentityRead);
     cw::Answer<4> ans;
-    const int32_t rc = cw::send(kIdentity, payload, ans.span());
+    const int32_t rc = cw::send(cw::kFlightIdentity, payload, ans.span());
     if (rc != 0) {
         CW_USRLOG("nav flight get uuid send fail %d\n", rc);
         return rc;

@@ -42,11 +42,11 @@ constexpr uint8_t flag_bit(uint8_t flag, unsigned n) { return static_cast<uint8_
 extern "C" int32_t cw_v1_gimbal_api_mode_control(uint8_t mode) {
     const auto payload = cw::le::pack<uint8_t>(mode);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kModeControl, payload, ans.span());
-    if (rc != 0 || ans[0] != 0) {
-        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", rc, ans[0]);
+    const cw::Exchange r = cw::exchange(kModeControl, payload, ans);
+    if (!r.ok()) {
+        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", r.ret, r.ack);
     }
-    return rc;
+    return r.ret;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1, int16_t angle2, uint8_t flag1,
@@ -57,11 +57,11 @@ extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1
     const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint16_t, uint8_t, uint8_t, uint16_t>(
         angle0, angle1, angle2, kAngleConstant, flags, 0, value);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kAngleControl, payload, ans.span());
-    if (rc != 0 || ans[0] != 0) {
-        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", rc, ans[0]);
+    const cw::Exchange r = cw::exchange(kAngleControl, payload, ans);
+    if (!r.ok()) {
+        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", r.ret, r.ack);
     }
-    return rc;
+    return r.ret;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, int16_t rate2, uint8_t flag1,
@@ -96,12 +96,12 @@ extern "C" int32_t cw_v1_gimbal_api_release_control(void) {
 
 extern "C" int32_t cw_v1_gimbal_api_query_joint_angle(int32_t *first, int32_t *second, int32_t *third) {
     cw::Answer<kJointAngleAnswerLen> ans;
-    const int32_t rc = cw::send(kQueryJointAngle, kJointAngleQuery, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw gimbal api query joint angle error: %d\n", rc);
-        return rc;
+    const cw::Exchange r = cw::exchange(kQueryJointAngle, kJointAngleQuery, ans);
+    if (!r.sent()) {
+        CW_LOG(cw::log::kFail, "cw gimbal api query joint angle error: %d\n", r.ret);
+        return r.ret;
     }
-    if (!cw::acked(ans.view())) {
+    if (!r.ok()) {
         CW_LOG(cw::log::kFail, "cw gimbal api query joint angle ack != 0\n");
         return CW_ERR_ACK;
     }
@@ -116,12 +116,12 @@ extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
     const bool start = action != nullptr && std::strcmp(action, "START") == 0;
     const auto payload = cw::le::pack<uint8_t>(start ? kWaterwaveStart : kWaterwaveStop);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kWaterwaveTrigger, payload, ans.span());
-    if (rc != 0) {
-        CW_USRLOG("cw gimbal api trigger waterwave detect  error: %d\n", rc);
-        return rc;
+    const cw::Exchange r = cw::exchange(kWaterwaveTrigger, payload, ans);
+    if (!r.sent()) {
+        CW_USRLOG("cw gimbal api trigger waterwave detect  error: %d\n", r.ret);
+        return r.ret;
     }
-    if (!cw::acked(ans.view())) {
+    if (!r.ok()) {
         CW_USRLOG("cw gimbal api trigger waterwave detect ack != 0\n");
         return CW_ERR_ACK;
     }
@@ -131,13 +131,13 @@ extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
 extern "C" int32_t cw_v1_gimbal_subscribe_info(uint8_t byte0, uint8_t byte1, uint8_t byte2) {
     const auto payload = cw::le::pack<uint8_t, uint8_t, uint8_t, uint8_t>(byte0, byte1, byte2, 0);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kSubscribeInfo, payload, ans.span());
-    if (rc != 0) {
-        CW_USRLOG("nav gimbal subscribe send fail %d\n", rc);
-        return rc;
+    const cw::Exchange r = cw::exchange(kSubscribeInfo, payload, ans);
+    if (!r.sent()) {
+        CW_USRLOG("nav gimbal subscribe send fail %d\n", r.ret);
+        return r.ret;
     }
-    if (!cw::acked(ans.view())) {
-        CW_USRLOG("nav gimbal subscribe result fail %d\n", ans[0]);
+    if (!r.ok()) {
+        CW_USRLOG("nav gimbal subscribe result fail %d\n", r.ack);
         return CW_ERR_ACK;
     }
     CW_USRLOG("nav gimbal subscribe success\n");

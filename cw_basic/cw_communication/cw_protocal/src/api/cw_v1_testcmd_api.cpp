@@ -17,7 +17,6 @@ constexpr cw::Route kVisionAutotest{16, 27, cw::kRecvVision, cw::kWaitCommon};
 constexpr uint8_t kAutotestStart = 1;
 constexpr uint8_t kAutotestStop = 0;
 
-constexpr cw::Route kDistanceLimit{3, 218, cw::kRecvFlight, cw::kWaitCommon};
 constexpr size_t kDistanceLimitAnswerLen = 2;
 constexpr size_t kDistanceLimitResultAt = 1;
 
@@ -73,17 +72,17 @@ extern "C" int32_t cw_v1_testcmd_api_vision_start_autotest(void) {
     CW_USRLOG("==navigation autotest closed! \n");
     const auto payload = cw::le::pack<uint8_t>(kAutotestStart);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kVisionAutotest, payload, ans.span());
-    if (rc != 0) {
+    const cw::Exchange r = cw::exchange(kVisionAutotest, payload, ans);
+    if (!r.sent()) {
         settle_autotest_start(kAutotestClosed);
-        CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", rc);
-        CW_USRLOG("vision module start autotest fail1 %d\n", rc);
-        return rc;
+        CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", r.ret);
+        CW_USRLOG("vision module start autotest fail1 %d\n", r.ret);
+        return r.ret;
     }
-    if (!cw::acked(ans.view())) {
+    if (!r.ok()) {
         settle_autotest_start(kAutotestClosed);
-        CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", ans[0]);
-        CW_USRLOG("vision module start autotest fail2 %d\n", ans[0]);
+        CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", r.ack);
+        CW_USRLOG("vision module start autotest fail2 %d\n", r.ack);
         return CW_ERR_ACK;
     }
     CW_LOG_BOTH(cw::log::kInfo, "vision module start autotest success\n");
@@ -94,15 +93,15 @@ extern "C" int32_t cw_v1_testcmd_api_vision_start_autotest(void) {
 extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
     const auto payload = cw::le::pack<uint8_t>(kAutotestStop);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kVisionAutotest, payload, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", rc);
-        CW_USRLOG("vision module stop autotest fail1 %d\n", rc);
-        return rc;
+    const cw::Exchange r = cw::exchange(kVisionAutotest, payload, ans);
+    if (!r.sent()) {
+        CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", r.ret);
+        CW_USRLOG("vision module stop autotest fail1 %d\n", r.ret);
+        return r.ret;
     }
-    if (!cw::acked(ans.view())) {
-        CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", ans[0]);
-        CW_USRLOG("vision module stop autotest fail2 %d\n", ans[0]);
+    if (!r.ok()) {
+        CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", r.ack);
+        CW_USRLOG("vision module stop autotest fail2 %d\n", r.ack);
         return CW_ERR_ACK;
     }
     CW_LOG_BOTH(cw::log::kInfo, "vision module stop autotest success\n");
@@ -111,7 +110,7 @@ extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
 
 extern "C" int32_t cw_v1_autotest_stop_distance_limit(void) {
     cw::Answer<kDistanceLimitAnswerLen> ans;
-    const int32_t rc = cw::send(kDistanceLimit, kDistanceLimitPayload, ans.span());
+    const int32_t rc = cw::send(cw::kFlightIdentity, kDistanceLimitPayload, ans.span());
     if (rc != 0) {
         CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", rc);
         return rc;

@@ -66,26 +66,26 @@ extern "C" int32_t cw_v1_wifi_api_open_wifi(void) {
     CW_LOG(cw::log::kInfo, "cw wifi open wifi\n");
     const auto payload = cw::le::pack<uint8_t>(0);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kOpenWifi, payload, ans.span());
-    if (rc == 0 && ans[0] == 0) {
+    const cw::Exchange r = cw::exchange(kOpenWifi, payload, ans);
+    if (r.ok()) {
         CW_USRLOG("cw wifi open wifi success\n");
         return 0;
     }
-    CW_USRLOG("cw wifi open wifi fail result = %d ack:%d\r\n", rc, ans[0]);
+    CW_USRLOG("cw wifi open wifi fail result = %d ack:%d\r\n", r.ret, r.ack);
     // A refusal is passed back as the module's own byte.
-    return ans[0] != 0 ? ans[0] : rc;
+    return r.ack != 0 ? r.ack : r.ret;
 }
 
 extern "C" int32_t cw_v1_wifi_api_close_wifi(void) {
     CW_LOG(cw::log::kInfo, "cw wifi close wifi\n");
     const auto payload = cw::le::pack<uint8_t>(0);
     cw::Answer<1> ans;
-    const int32_t rc = cw::send(kCloseWifi, payload, ans.span());
-    if (rc == 0 && ans[0] == 0) {
+    const cw::Exchange r = cw::exchange(kCloseWifi, payload, ans);
+    if (r.ok()) {
         CW_USRLOG("cw wifi close wifi success\n");
         return 0;
     }
     // A refusal is only logged: the result is the send result.
-    CW_USRLOG("cw wifi close wifi fail result=%d ack:%d\n", rc, ans[0]);
-    return rc;
+    CW_USRLOG("cw wifi close wifi fail result=%d ack:%d\n", r.ret, r.ack);
+    return r.ret;
 }

@@ -7,7 +7,6 @@
 #include "cirrow/cw_gimbal.h"
 #include "cw_bytes.h"
 #include "cw_handlers.h"
-#include "cw_log.h"
 
 namespace {
 
@@ -18,22 +17,14 @@ int32_t cw_v1_gimbal_cb_get_gimbal_info(const uint8_t *payload) {
         get<uint16_t>(payload, 0), get<uint16_t>(payload, 2), get<uint16_t>(payload, 4),
         get<uint16_t>(payload, 6), get<uint32_t>(payload, 8), get<uint32_t>(payload, 12),
     };
-    const int32_t rc = cw_gimbal_update_main_gimbal_info(&info);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "failed to update main gimbal info %d\n", rc);
-    }
-    return 0;
+    return cw_gimbal_update_main_gimbal_info(&info);
 }
 
 int32_t cw_v1_gimbal_cb_get_ctrl_info(const uint8_t *payload) {
     const GimbalCtrlInfo info = {
         get<uint16_t>(payload, 0), get<uint16_t>(payload, 2), get<uint16_t>(payload, 4), payload[6], payload[7],
     };
-    const int32_t rc = cw_gimbal_update_main_gimbal_ctrl_info(&info);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "failed to update gimbal ctrl info %d\n", rc);
-    }
-    return 0;
+    return cw_gimbal_update_main_gimbal_ctrl_info(&info);
 }
 
 int32_t cw_v1_gimbal_cb_get_wv_result(const uint8_t *payload) {
@@ -43,11 +34,7 @@ int32_t cw_v1_gimbal_cb_get_wv_result(const uint8_t *payload) {
         get<uint16_t>(payload, 4),
         payload[6],
     };
-    const int32_t rc = cw_gimbal_update_wv_result(&result);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "failed to update gimbal waterwave data %d\n", rc);
-    }
-    return 0;
+    return cw_gimbal_update_wv_result(&result);
 }
 
 constexpr std::array<cw::PushHandler, 3> kGimbalHandlers = {{

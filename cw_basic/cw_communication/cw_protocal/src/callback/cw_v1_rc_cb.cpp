@@ -6,7 +6,6 @@
 #include "cirrow/cw_rc.h"
 #include "cw_bytes.h"
 #include "cw_handlers.h"
-#include "cw_log.h"
 
 namespace {
 
@@ -19,20 +18,12 @@ int32_t cw_v1_rc_cb_get_stick_info(const uint8_t *payload) {
         get<uint16_t>(payload, 4),
         get<uint16_t>(payload, 6),
     };
-    const int32_t rc = cw_rc_update_stick_value(&value);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "failed to update rc stick value %d\n", rc);
-    }
-    return rc;
+    return cw_rc_update_stick_value(&value);
 }
 
 int32_t cw_v1_rc_cb_get_button_info(const uint8_t *payload) {
     const RcExtendValue value = {get<uint16_t>(payload, 0), get<uint16_t>(payload, 2), payload[4], payload[5]};
-    const int32_t rc = cw_rc_update_extend_value(&value);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "faield to update rc extend value %d\n", rc);
-    }
-    return rc;
+    return cw_rc_update_extend_value(&value);
 }
 
 constexpr std::array<cw::PushHandler, 2> kRcHandlers = {{
