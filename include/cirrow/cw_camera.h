@@ -1,4 +1,7 @@
 /* Main camera: state cache, camera commands, intrinsics. */
+/* Implemented in cw_basic/cw_communication/: cw_application/camera/src/cw_camera.cpp (cache, wrappers, intrinsics),
+ * cw_protocal/src/api/cw_v1_camera_api.cpp (commands), cw_protocal/src/callback/cw_v1_camera_cb.cpp (push handlers).
+ * */
 #ifndef CIRROW_CW_CAMERA_H
 #define CIRROW_CW_CAMERA_H
 

@@ -1,4 +1,6 @@
 /* Device information: firmware version, serial numbers, battery queries. */
+/* Implemented in cw_basic/cw_communication/: cw_protocal/src/api/cw_v1_common_api.cpp (version, serial number),
+ * cw_protocal/src/api/cw_v1_battery_api.cpp (battery). */
 #ifndef CIRROW_CW_DEVICE_H
 #define CIRROW_CW_DEVICE_H
 

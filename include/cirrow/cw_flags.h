@@ -1,6 +1,7 @@
 /* Process-wide run-time settings shared by the applications of one process: test mode, debug
  * mode, battery thresholds, the reset-home flag and controller tunables. Values live in memory
  * only; every process starts from the defaults. Setters store at the value's width. */
+/* Implemented in cw_basic/cw_communication/: cw_application/settings/src/cw_flags.cpp. */
 #ifndef CIRROW_CW_FLAGS_H
 #define CIRROW_CW_FLAGS_H
 

@@ -1,4 +1,7 @@
 /* Flight controller: state cache, data subscription, flight commands, parameters by name hash, identity. */
+/* Implemented in cw_basic/cw_communication/: cw_application/flight/src/cw_flight.cpp (cache, IMU data group, GPS
+ * frame, wrappers), cw_protocal/src/api/cw_v1_flight_api.cpp (commands, parameters by hash, identity, quick-test
+ * switch), cw_protocal/src/callback/cw_v1_flight_cb.cpp (push handlers). */
 #ifndef CIRROW_CW_FLIGHT_H
 #define CIRROW_CW_FLIGHT_H
 

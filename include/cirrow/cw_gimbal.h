@@ -1,4 +1,7 @@
 /* Gimbal: state cache and commands. */
+/* Implemented in cw_basic/cw_communication/: cw_application/gimbal/src/cw_gimbal.cpp (cache, wrappers),
+ * cw_protocal/src/api/cw_v1_gimbal_api.cpp (commands), cw_protocal/src/callback/cw_v1_gimbal_cb.cpp (push handlers).
+ * */
 #ifndef CIRROW_CW_GIMBAL_H
 #define CIRROW_CW_GIMBAL_H
 

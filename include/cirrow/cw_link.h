@@ -1,4 +1,5 @@
 /* The v1 message link: one request record and the one send function every command goes through. */
+/* Implemented in cw_basic/cw_communication/: cw_link/cw_link.cpp. */
 #ifndef CIRROW_CW_LINK_H
 #define CIRROW_CW_LINK_H
 

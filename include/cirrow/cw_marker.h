@@ -1,4 +1,5 @@
 /* Marker position record and the message to the marker-handling thread. */
+/* Implemented in cw_basic/cw_communication/: cw_application/marker/src/cw_marker.cpp. */
 #ifndef CIRROW_CW_MARKER_H
 #define CIRROW_CW_MARKER_H
 

@@ -1,4 +1,6 @@
 /* Remote controller: stick and button values. */
+/* Implemented in cw_basic/cw_communication/: cw_application/rc/src/cw_rc.cpp (cache),
+ * cw_protocal/src/callback/cw_v1_rc_cb.cpp (push handlers). */
 #ifndef CIRROW_CW_RC_H
 #define CIRROW_CW_RC_H
 

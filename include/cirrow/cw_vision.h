@@ -1,4 +1,7 @@
 /* Vision and navigation: mission status, perception results, mission and self-test commands. */
+/* Implemented in cw_basic/cw_communication/: cw_application/vision/src/cw_vision.cpp (cache, wrappers),
+ * cw_protocal/src/api/cw_v1_vision_api.cpp (mission commands), cw_protocal/src/api/cw_v1_testcmd_api.cpp (autotest,
+ * distance limit), cw_protocal/src/callback/cw_v1_vision_cb.cpp (push handlers). */
 #ifndef CIRROW_CW_VISION_H
 #define CIRROW_CW_VISION_H
 

@@ -1,4 +1,5 @@
 /* Wi-Fi module commands. */
+/* Implemented in cw_basic/cw_communication/: cw_protocal/src/api/cw_v1_wifi_api.cpp. */
 #ifndef CIRROW_CW_WIFI_H
 #define CIRROW_CW_WIFI_H
 
