@@ -117,13 +117,15 @@ CW_API int32_t cw_flight_module_init(void);
 CW_API int32_t cw_flight_update_fc_motor_state(const FcMotorState *state);
 /* Also writes a usrlog line on one update in 102. */
 CW_API int32_t cw_flight_update_fc_state(const FcState *state);
-CW_API int32_t cw_flight_update_fc_sensor(const FcSensor *sensor); /* reads 59 bytes */
+/* The sensor record is any 59-byte buffer: an FcSensor or a byte array. */
+CW_API int32_t cw_flight_update_fc_sensor(const void *sensor); /* reads 59 bytes */
 CW_API int32_t cw_flight_get_fc_motor_state(FcMotorState *state);
 CW_API int32_t cw_flight_get_fc_state(FcState *state);
-CW_API int32_t cw_flight_get_fc_sensor(FcSensor *sensor); /* writes 59 bytes */
+CW_API int32_t cw_flight_get_fc_sensor(void *sensor); /* writes 59 bytes */
 
-/* Copies the IMU data group from the data manager; 0 or the data manager's error code. */
-CW_API int32_t cw_flight_get_imu_data_group(ImuDataGroup *group);
+/* Copies the IMU data group from the data manager into a 136-byte buffer (an ImuDataGroup or a
+ * byte array); 0 or the data manager's error code. */
+CW_API int32_t cw_flight_get_imu_data_group(void *group);
 
 /* Sets the origin of the local frame from a record holding, at byte offsets 40, 48 and 56, the
  * latitude (double, radians), the longitude (double, radians) and the altitude (float). */

@@ -27,9 +27,10 @@ CW_STATIC_ASSERT(offsetof(MarkerMsg, enable_qrcode) == 4 && offsetof(MarkerMsg, 
 
 /* Zeroes the stored marker position; returns 0. */
 CW_API int32_t cw_marker_module_init(void);
-/* Copy all 164 bytes in or out; return 0. A reader never gets a record mixed from two puts. */
+/* Copy all 164 bytes in or out; return 0. A reader never gets a record mixed from two puts.
+ * The get takes any 164-byte buffer: a MarkerPosition or a byte array. */
 CW_API int32_t cw_marker_put_position(const MarkerPosition *position);
-CW_API int32_t cw_marker_get_position(MarkerPosition *position);
+CW_API int32_t cw_marker_get_position(void *position);
 
 /* Hands the message to the "fly_marker_thread" receiver. 0 when it was handed over; otherwise
  * it is offered five more times and the result is -1. */

@@ -83,7 +83,7 @@ extern "C" int32_t cw_flight_update_fc_state(const FcState *state) {
     return cw::publish(g_fc_state, state);
 }
 
-extern "C" int32_t cw_flight_update_fc_sensor(const FcSensor *sensor) {
+extern "C" int32_t cw_flight_update_fc_sensor(const void *sensor) {
     return cw::publish(g_fc_sensor, sensor, CW_FC_SENSOR_LEN);
 }
 
@@ -95,7 +95,7 @@ extern "C" int32_t cw_flight_get_fc_state(FcState *state) {
     return cw::copy(g_fc_state, state);
 }
 
-extern "C" int32_t cw_flight_get_fc_sensor(FcSensor *sensor) {
+extern "C" int32_t cw_flight_get_fc_sensor(void *sensor) {
     return cw::copy(g_fc_sensor, sensor, CW_FC_SENSOR_LEN);
 }
 
@@ -127,14 +127,14 @@ extern "C" int32_t cw_set_cwqt_proc_status(const uint8_t *status) {
 
 // ---- IMU data group ----
 
-extern "C" int32_t cw_flight_get_imu_data_group(ImuDataGroup *group) {
+extern "C" int32_t cw_flight_get_imu_data_group(void *group) {
     mbus_dm_item_t *item = nullptr;
     int32_t rc = mbus_dm_take(&kImuDataKey, -1, &item, 0);
     if (rc != 0) {
         CW_LOG(cw::log::kFail, "mbus_dm_take() error: %d\n", rc);
         return rc;
     }
-    std::memcpy(group->bytes, item->data, sizeof group->bytes);
+    std::memcpy(group, item->data, CW_IMU_DATA_GROUP_LEN);
     rc = mbus_dm_return(&kImuDataKey, item);
     if (rc != 0) {
         CW_LOG(cw::log::kFail, "mbus_dm_take() error: %d\n", rc);

@@ -28,8 +28,8 @@ extern "C" int32_t cw_marker_put_position(const MarkerPosition *position) {
     return cw::publish(g_marker_position, position);
 }
 
-extern "C" int32_t cw_marker_get_position(MarkerPosition *position) {
-    return cw::copy(g_marker_position, position);
+extern "C" int32_t cw_marker_get_position(void *position) {
+    return cw::copy(g_marker_position, position, CW_MARKER_POSITION_LEN);
 }
 
 extern "C" int32_t cw_send_msg_to_marker(const MarkerMsg *msg) {

@@ -48,9 +48,7 @@ int32_t cw_v1_flight_cb_fc_state(const uint8_t *payload) {
 }
 
 int32_t cw_v1_flight_cb_fc_sensor(const uint8_t *payload) {
-    FcSensor s{};
-    std::memcpy(s.bytes, payload, CW_FC_SENSOR_LEN);
-    cw_flight_update_fc_sensor(&s);
+    cw_flight_update_fc_sensor(payload);  // the 59 message bytes, as they came
     return 0;
 }
 
