@@ -1,7 +1,9 @@
 /* Main camera: state cache, camera commands, intrinsics. */
 /* Implemented in cw_basic/cw_communication/: cw_application/camera/src/cw_camera.cpp (cache, wrappers, intrinsics),
- * cw_protocal/src/api/cw_v1_camera_api.cpp (commands), cw_protocal/src/callback/cw_v1_camera_cb.cpp (push handlers).
- * */
+ * cw_protocal/src/api/cw_v1_camera_api.cpp (commands), cw_protocal/src/callback/cw_v1_camera_cb.cpp (push
+ * handlers). */
+/* A null pointer argument is refused: a function with a result returns CW_ERR_PARAM and sends
+ * nothing, one without a result does nothing. A null text counts as any other text. */
 #ifndef CIRROW_CW_CAMERA_H
 #define CIRROW_CW_CAMERA_H
 

@@ -28,7 +28,7 @@
 #define CW_ERR_ACK (-1001)
 /* No memory for a request whose payload length depends on the arguments; nothing was sent. */
 #define CW_ERR_NOMEM (-1002)
-/* An argument failed the command's range test; nothing was sent. */
+/* An argument failed the command's range test, or a pointer argument was null; nothing was sent. */
 #define CW_ERR_PARAM (-1003)
 
 #endif /* CIRROW_CW_COMMON_H */

@@ -1,6 +1,8 @@
 /* Device information: firmware version, serial numbers, battery queries. */
 /* Implemented in cw_basic/cw_communication/: cw_protocal/src/api/cw_v1_common_api.cpp (version, serial number),
  * cw_protocal/src/api/cw_v1_battery_api.cpp (battery). */
+/* A null pointer argument is refused: a function with a result returns CW_ERR_PARAM and sends
+ * nothing, one without a result does nothing. */
 #ifndef CIRROW_CW_DEVICE_H
 #define CIRROW_CW_DEVICE_H
 

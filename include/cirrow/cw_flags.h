@@ -2,6 +2,8 @@
  * mode, battery thresholds, the reset-home flag and controller tunables. Values live in memory
  * only; every process starts from the defaults. Setters store at the value's width. */
 /* Implemented in cw_basic/cw_communication/: cw_application/settings/src/cw_flags.cpp. */
+/* A null pointer argument is refused: a function with a result returns CW_ERR_PARAM and sends
+ * nothing, one without a result does nothing. */
 #ifndef CIRROW_CW_FLAGS_H
 #define CIRROW_CW_FLAGS_H
 

@@ -2,6 +2,8 @@
 /* Implemented in cw_basic/cw_communication/: cw_application/flight/src/cw_flight.cpp (cache, IMU data group, GPS
  * frame, wrappers), cw_protocal/src/api/cw_v1_flight_api.cpp (commands, parameters by hash, identity, quick-test
  * switch), cw_protocal/src/callback/cw_v1_flight_cb.cpp (push handlers). */
+/* A null pointer argument is refused: a function with a result returns CW_ERR_PARAM and sends
+ * nothing, one without a result does nothing. A null text counts as any other text. */
 #ifndef CIRROW_CW_FLIGHT_H
 #define CIRROW_CW_FLIGHT_H
 
@@ -173,7 +175,8 @@ CW_API int32_t cw_v1_flight_api_imu_base_heartbeat(void);
 CW_API int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value);
 /* On success writes the calibration progress to *progress. */
 CW_API int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *progress);
-/* Sends the caller's request bytes; on an accepted answer decodes it into *result. */
+/* Sends the caller's request bytes (at most 2048; null only with length 0); on an accepted answer
+ * decodes it into *result. */
 CW_API int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uint32_t request_len, ImuCaliRt *result);
 
 /* Convenience wrappers: each returns the result of the command it forwards to. */

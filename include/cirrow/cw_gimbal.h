@@ -1,7 +1,9 @@
 /* Gimbal: state cache and commands. */
 /* Implemented in cw_basic/cw_communication/: cw_application/gimbal/src/cw_gimbal.cpp (cache, wrappers),
- * cw_protocal/src/api/cw_v1_gimbal_api.cpp (commands), cw_protocal/src/callback/cw_v1_gimbal_cb.cpp (push handlers).
- * */
+ * cw_protocal/src/api/cw_v1_gimbal_api.cpp (commands), cw_protocal/src/callback/cw_v1_gimbal_cb.cpp (push
+ * handlers). */
+/* A null pointer argument is refused: a function with a result returns CW_ERR_PARAM and sends
+ * nothing, one without a result does nothing. A null text counts as any other text. */
 #ifndef CIRROW_CW_GIMBAL_H
 #define CIRROW_CW_GIMBAL_H
 

@@ -1,5 +1,7 @@
 /* The v1 message link: one request record and the one send function every command goes through. */
 /* Implemented in cw_basic/cw_communication/: cw_link/cw_link.cpp. */
+/* cw_link_v1_send refuses a null request, a length above 2048 bytes (the largest message the link
+ * carries), and a null payload or answer buffer with a non-zero length: CW_ERR_PARAM, nothing sent. */
 #ifndef CIRROW_CW_LINK_H
 #define CIRROW_CW_LINK_H
 

@@ -1,5 +1,7 @@
 /* Marker position record and the message to the marker-handling thread. */
 /* Implemented in cw_basic/cw_communication/: cw_application/marker/src/cw_marker.cpp. */
+/* A null pointer argument is refused: a function with a result returns CW_ERR_PARAM and sends
+ * nothing, one without a result does nothing. */
 #ifndef CIRROW_CW_MARKER_H
 #define CIRROW_CW_MARKER_H
 

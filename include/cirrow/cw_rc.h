@@ -1,6 +1,8 @@
 /* Remote controller: stick and button values. */
 /* Implemented in cw_basic/cw_communication/: cw_application/rc/src/cw_rc.cpp (cache),
  * cw_protocal/src/callback/cw_v1_rc_cb.cpp (push handlers). */
+/* A null pointer argument is refused: a function with a result returns CW_ERR_PARAM and sends
+ * nothing, one without a result does nothing. */
 #ifndef CIRROW_CW_RC_H
 #define CIRROW_CW_RC_H
 

@@ -2,6 +2,8 @@
 /* Implemented in cw_basic/cw_communication/: cw_application/vision/src/cw_vision.cpp (cache, wrappers),
  * cw_protocal/src/api/cw_v1_vision_api.cpp (mission commands), cw_protocal/src/api/cw_v1_testcmd_api.cpp (autotest,
  * distance limit), cw_protocal/src/callback/cw_v1_vision_cb.cpp (push handlers). */
+/* A null pointer argument is refused: a function with a result returns CW_ERR_PARAM and sends
+ * nothing, one without a result does nothing. */
 #ifndef CIRROW_CW_VISION_H
 #define CIRROW_CW_VISION_H
 

@@ -15,6 +15,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "cw_args.h"
+
 namespace cw {
 
 namespace cell_detail {
@@ -111,10 +113,12 @@ private:
 // ---- Accessors: the one way every cache is published to and copied from ----
 //
 // A record is published from the caller's (or a push handler's decoded) record straight into
-// the cell, and copied out byte for byte, padding included. All return 0.
+// the cell, and copied out byte for byte, padding included. All return 0, or CW_ERR_PARAM for a
+// null pointer (nothing stored or copied).
 
 template <class T>
 int32_t publish(Latest<T> &cell, const T *rec) {
+    CW_REQUIRE(rec);
     cell.store(*rec);
     return 0;
 }
@@ -122,6 +126,7 @@ int32_t publish(Latest<T> &cell, const T *rec) {
 // The first `len` bytes of a record from a caller's byte buffer; the rest of the record is 0.
 template <class T>
 int32_t publish(Latest<T> &cell, const void *bytes, size_t len) {
+    CW_REQUIRE(bytes);
     T rec{};
     std::memcpy(&rec, bytes, len);
     return publish(cell, &rec);
@@ -130,6 +135,7 @@ int32_t publish(Latest<T> &cell, const void *bytes, size_t len) {
 // The first `len` bytes of the record out to a caller's byte buffer.
 template <class T>
 int32_t copy(const Latest<T> &cell, void *out, size_t len) {
+    CW_REQUIRE(out);
     const T rec = cell.load();
     std::memcpy(out, &rec, len);
     return 0;
@@ -148,12 +154,14 @@ int32_t publish(Word<T> &cell, std::type_identity_t<T> value) {
 
 template <class T>
 int32_t publish(Word<T> &cell, const T *value) {
+    CW_REQUIRE(value);
     return publish(cell, *value);
 }
 
 // A word copied out, narrowed to the getter's width.
 template <class T, class Out>
 int32_t copy(const Word<T> &cell, Out *out) {
+    CW_REQUIRE(out);
     *out = static_cast<Out>(cell.load());
     return 0;
 }

@@ -68,13 +68,13 @@ void usrlog(const char *func, int line, const char *fmt, ...) __attribute__((for
 
 // The same, naming `func` instead of the calling function: for a body shared by several
 // exported functions, each of which passes its own __func__.
-#define CW_LOG_AS(func, level, ...)                                                                           \
-    do {                                                                                                      \
-        char cw_head_[::cw::log::kHeadSize];                                                                  \
+#define CW_LOG_AS(func, level, ...)                                                                             \
+    do {                                                                                                        \
+        char cw_head_[::cw::log::kHeadSize];                                                                    \
         if (mbus_log_gen_head(::cw::log::kModule, (level), cw_head_, ::cw::log::kHeadSize, CW_SRC_FILE, (func), \
-                              __LINE__) == 0) {                                                               \
-            mbus_log_print(::cw::log::kModule, (level), cw_head_, __VA_ARGS__);                               \
-        }                                                                                                     \
+                              __LINE__) == 0) {                                                                 \
+            mbus_log_print(::cw::log::kModule, (level), cw_head_, __VA_ARGS__);                                 \
+        }                                                                                                       \
     } while (0)
 
 #define CW_USRLOG(...) CW_USRLOG_AS(__func__, __VA_ARGS__)

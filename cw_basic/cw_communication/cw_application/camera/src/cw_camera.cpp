@@ -238,6 +238,7 @@ extern "C" int32_t cw_camera_update_liveview_resolution(float width, float heigh
 }
 
 extern "C" int32_t cw_camera_get_resolution(float *width, float *height) {
+    CW_REQUIRE(width, height);
     Resolution r;
     cw::copy(g_resolution, &r);
     *width = r.width;
@@ -251,6 +252,7 @@ extern "C" int32_t cw_camera_update_camera_lens_info(uint16_t a, uint16_t b, uin
 }
 
 extern "C" int32_t cw_camera_get_camera_lens_info(uint16_t *a, uint16_t *b, uint16_t *c) {
+    CW_REQUIRE(a, b, c);
     LensInfo l;
     cw::copy(g_lens_info, &l);
     *a = l.values[0];
@@ -317,6 +319,7 @@ extern "C" int32_t cw_camera_read_bin_intri_from_camera(const char *path) {
 }
 
 extern "C" int32_t cw_camera_read_camera_intri_from_bin(const char *path, CaliRes *cali_res, uint8_t *nr_param) {
+    CW_REQUIRE(path, cali_res, nr_param);
     FILE *f = std::fopen(path, "rb");
     if (f == nullptr) {
         CW_LOG_BOTH(cw::log::kFail, "open file : %s failed\n", path);
@@ -351,6 +354,7 @@ namespace {
 // The body of the two intrinsics entry points: they differ in the focal length they ask of a
 // two-entry record only, and each logs under its own name (`func`).
 int32_t get_type_intri(const char *func, uint32_t focal, float *matrix, float *coeff) {
+    CW_REQUIRE(matrix, coeff);
     CaliRes cali_res[kMaxEntries] = {};
     uint8_t count = 0;
     if (cw_camera_read_intri_from_camera(cali_res, &count) == 0) {

@@ -77,6 +77,7 @@ extern "C" int32_t cw_flight_update_fc_motor_state(const FcMotorState *state) {
 }
 
 extern "C" int32_t cw_flight_update_fc_state(const FcState *state) {
+    CW_REQUIRE(state);
     if (g_fc_state_log.after(100)) {
         CW_USRLOG("---FC STATE UPDATE ------ %d \n", state->byte8);
     }
@@ -87,23 +88,18 @@ extern "C" int32_t cw_flight_update_fc_sensor(const void *sensor) {
     return cw::publish(g_fc_sensor, sensor, CW_FC_SENSOR_LEN);
 }
 
-extern "C" int32_t cw_flight_get_fc_motor_state(FcMotorState *state) {
-    return cw::copy(g_motor_state, state);
-}
+extern "C" int32_t cw_flight_get_fc_motor_state(FcMotorState *state) { return cw::copy(g_motor_state, state); }
 
-extern "C" int32_t cw_flight_get_fc_state(FcState *state) {
-    return cw::copy(g_fc_state, state);
-}
+extern "C" int32_t cw_flight_get_fc_state(FcState *state) { return cw::copy(g_fc_state, state); }
 
-extern "C" int32_t cw_flight_get_fc_sensor(void *sensor) {
-    return cw::copy(g_fc_sensor, sensor, CW_FC_SENSOR_LEN);
-}
+extern "C" int32_t cw_flight_get_fc_sensor(void *sensor) { return cw::copy(g_fc_sensor, sensor, CW_FC_SENSOR_LEN); }
 
 extern "C" int32_t cw_update_cw_qt_heartbeat(const QtHeartbeat *heartbeat) {
     return cw::publish(g_qt_heartbeat, heartbeat);
 }
 
 extern "C" int32_t cw_get_cwqt_state(uint8_t *state) {
+    CW_REQUIRE(state);
     QtHeartbeat hb;
     cw::copy(g_qt_heartbeat, &hb);
     *state = hb.state;
@@ -111,23 +107,21 @@ extern "C" int32_t cw_get_cwqt_state(uint8_t *state) {
 }
 
 extern "C" int32_t cw_get_cwqt_err(uint8_t *err) {
+    CW_REQUIRE(err);
     QtHeartbeat hb;
     cw::copy(g_qt_heartbeat, &hb);
     *err = hb.err;
     return 0;
 }
 
-extern "C" int32_t cw_get_cwqt_proc_status(uint8_t *status) {
-    return cw::copy(g_qt_proc_status, status);
-}
+extern "C" int32_t cw_get_cwqt_proc_status(uint8_t *status) { return cw::copy(g_qt_proc_status, status); }
 
-extern "C" int32_t cw_set_cwqt_proc_status(const uint8_t *status) {
-    return cw::publish(g_qt_proc_status, status);
-}
+extern "C" int32_t cw_set_cwqt_proc_status(const uint8_t *status) { return cw::publish(g_qt_proc_status, status); }
 
 // ---- IMU data group ----
 
 extern "C" int32_t cw_flight_get_imu_data_group(void *group) {
+    CW_REQUIRE(group);
     mbus_dm_item_t *item = nullptr;
     int32_t rc = mbus_dm_take(&kImuDataKey, -1, &item, 0);
     if (rc != 0) {
@@ -146,6 +140,7 @@ extern "C" int32_t cw_flight_get_imu_data_group(void *group) {
 // ---- Local frame around the GPS origin ----
 
 extern "C" void cw_flight_set_gps_origin_data(const void *record) {
+    CW_REQUIRE_VOID(record);
     const auto *bytes = static_cast<const uint8_t *>(record);
     GpsOrigin origin{};
     std::memcpy(&origin.latitude, bytes + kOriginLatitudeAt, sizeof origin.latitude);
@@ -155,6 +150,7 @@ extern "C" void cw_flight_set_gps_origin_data(const void *record) {
 }
 
 extern "C" int32_t cw_flight_get_gps_pos_data(LocalPosition *local, GpsPosition position) {
+    CW_REQUIRE(local);
     GpsOrigin origin;
     cw::copy(g_gps_origin, &origin);
     // Longitude differences are folded by half a turn (remainder by pi).
@@ -194,6 +190,7 @@ extern "C" int32_t cw_flight_obtain_control(void) { return cw_v1_flight_api_cont
 extern "C" int32_t cw_flight_release_control(void) { return cw_v1_flight_api_control_enable(kReleaseControl); }
 
 extern "C" int32_t cw_flight_attitude_control(const FlightAttitudeCmd *cmd) {
+    CW_REQUIRE(cmd);
     return cw_v1_flight_api_adv_control(cmd->mode_a, cmd->mode_b, cmd->values[0], cmd->values[1], cmd->values[2],
                                         cmd->values[3], cmd->values[4], cmd->values[5]);
 }

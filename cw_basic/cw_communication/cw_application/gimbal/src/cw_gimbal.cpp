@@ -30,48 +30,38 @@ extern "C" int32_t cw_gimbal_module_init(void) {
     return 0;
 }
 
-extern "C" int32_t cw_gimbal_update_main_gimbal_info(const GimbalInfo *info) {
-    return cw::publish(g_main_info, info);
-}
+extern "C" int32_t cw_gimbal_update_main_gimbal_info(const GimbalInfo *info) { return cw::publish(g_main_info, info); }
 
-extern "C" int32_t cw_gimbal_update_fpv_gimbal_info(const GimbalInfo *info) {
-    return cw::publish(g_fpv_info, info);
-}
+extern "C" int32_t cw_gimbal_update_fpv_gimbal_info(const GimbalInfo *info) { return cw::publish(g_fpv_info, info); }
 
 extern "C" int32_t cw_gimbal_update_main_gimbal_ctrl_info(const GimbalCtrlInfo *info) {
     return cw::publish(g_main_ctrl_info, info);
 }
 
-extern "C" int32_t cw_gimbal_update_wv_result(const GimbalWvResult *result) {
-    return cw::publish(g_wv_result, result);
-}
+extern "C" int32_t cw_gimbal_update_wv_result(const GimbalWvResult *result) { return cw::publish(g_wv_result, result); }
 
-extern "C" int32_t cw_gimbal_get_main_gimbal_info(GimbalInfo *info) {
-    return cw::copy(g_main_info, info);
-}
+extern "C" int32_t cw_gimbal_get_main_gimbal_info(GimbalInfo *info) { return cw::copy(g_main_info, info); }
 
-extern "C" int32_t cw_gimbal_get_fpv_gimbal_info(GimbalInfo *info) {
-    return cw::copy(g_fpv_info, info);
-}
+extern "C" int32_t cw_gimbal_get_fpv_gimbal_info(GimbalInfo *info) { return cw::copy(g_fpv_info, info); }
 
 extern "C" int32_t cw_gimbal_get_main_gimbal_ctrl_info(GimbalCtrlInfo *info) {
     return cw::copy(g_main_ctrl_info, info);
 }
 
-extern "C" int32_t cw_gimbal_get_wv_result(GimbalWvResult *result) {
-    return cw::copy(g_wv_result, result);
-}
+extern "C" int32_t cw_gimbal_get_wv_result(GimbalWvResult *result) { return cw::copy(g_wv_result, result); }
 
 // ---- Wrappers ----
 
 extern "C" int32_t cw_gimbal_mode_control(uint8_t mode) { return cw_v1_gimbal_api_mode_control(mode); }
 
 extern "C" int32_t cw_gimbal_angle_control(const GimbalAngleCmd *cmd) {
+    CW_REQUIRE(cmd);
     return cw_v1_gimbal_api_angle_control(cmd->angle0, cmd->angle1, cmd->angle2, cmd->flag1, cmd->flag2, cmd->flag3,
                                           cmd->flag4, cmd->flag5, cmd->flag6, cmd->value);
 }
 
 extern "C" int32_t cw_gimbal_rate_control(const GimbalRateCmd *cmd) {
+    CW_REQUIRE(cmd);
     return cw_v1_gimbal_api_rate_control(cmd->rate0, cmd->rate1, cmd->rate2, cmd->flag1, cmd->flag2, cmd->flag3,
                                          cmd->flag4, cmd->flag6);
 }
@@ -89,5 +79,6 @@ extern "C" int32_t cw_gimbal_waterwave_trigger(const char *action) {
 }
 
 extern "C" int32_t cw_gimbal_query_joint_angle(int32_t values[3]) {
+    CW_REQUIRE(values);
     return cw_v1_gimbal_api_query_joint_angle(&values[0], &values[1], &values[2]);
 }

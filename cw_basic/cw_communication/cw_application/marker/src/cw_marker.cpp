@@ -33,6 +33,7 @@ extern "C" int32_t cw_marker_get_position(void *position) {
 }
 
 extern "C" int32_t cw_send_msg_to_marker(const MarkerMsg *msg) {
+    CW_REQUIRE(msg);
     const auto bytes = cw::le::pack<int32_t, int32_t, int32_t>(msg->gimbal_on, msg->enable_qrcode, msg->paper_id);
     const auto len = static_cast<uint32_t>(bytes.size());
     const int32_t rc = mbus_tm_speak(kMarkerThread, bytes.data(), len, kSpeakFlags);

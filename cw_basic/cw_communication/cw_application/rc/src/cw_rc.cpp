@@ -18,18 +18,10 @@ extern "C" int32_t cw_rc_module_init(void) {
     return 0;
 }
 
-extern "C" int32_t cw_rc_update_stick_value(const RcStickValue *value) {
-    return cw::publish(g_stick, value);
-}
+extern "C" int32_t cw_rc_update_stick_value(const RcStickValue *value) { return cw::publish(g_stick, value); }
 
-extern "C" int32_t cw_rc_update_extend_value(const RcExtendValue *value) {
-    return cw::publish(g_extend, value);
-}
+extern "C" int32_t cw_rc_update_extend_value(const RcExtendValue *value) { return cw::publish(g_extend, value); }
 
-extern "C" int32_t cw_rc_get_stick_value(RcStickValue *value) {
-    return cw::copy(g_stick, value);
-}
+extern "C" int32_t cw_rc_get_stick_value(RcStickValue *value) { return cw::copy(g_stick, value); }
 
-extern "C" int32_t cw_rc_get_extend_value(RcExtendValue *value) {
-    return cw::copy(g_extend, value);
-}
+extern "C" int32_t cw_rc_get_extend_value(RcExtendValue *value) { return cw::copy(g_extend, value); }

@@ -60,12 +60,14 @@ int32_t set_reset_home_flag(uint8_t value) { return cw::publish(g_reset_home, va
 uint8_t get_reset_home_flag(void) { return g_reset_home.load(); }
 
 void set_xyz_pid(const float pid[3]) {
+    CW_REQUIRE_VOID(pid);
     for (int i = 0; i < 3; ++i) {
         cw::publish(g_xyz_pid[i], pid[i]);
     }
 }
 
 void get_xyz_pid(float pid[3]) {
+    CW_REQUIRE_VOID(pid);
     for (int i = 0; i < 3; ++i) {
         cw::copy(g_xyz_pid[i], &pid[i]);
     }

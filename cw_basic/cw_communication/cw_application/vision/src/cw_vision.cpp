@@ -51,6 +51,7 @@ extern "C" int32_t cw_vision_get_tof_data(uint16_t *tof) { return cw::copy(g_tof
 extern "C" int32_t cw_vision_update_tof_data(const uint16_t *tof) { return cw::publish(g_tof, tof); }
 
 extern "C" int32_t cw_get_water_wave_score(uint32_t *score) {
+    CW_REQUIRE(score);
     *score = cw::load_exported(g_water_wave_score);
     return 0;
 }

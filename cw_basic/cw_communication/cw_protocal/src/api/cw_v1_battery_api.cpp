@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "cirrow/cw_device.h"
+#include "cw_args.h"
 #include "cw_log.h"
 #include "cw_txn.h"
 
@@ -27,6 +28,7 @@ constexpr size_t kSnTextMax = 14;
 }  // namespace
 
 extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) {
+    CW_REQUIRE(info);
     const std::array<uint8_t, 4> payload{};
     cw::Answer<kRecordAt + CW_BATTERY_DYNAMIC_INFO_LEN> ans;
     const cw::Exchange r = cw::exchange(kDynamicInfo, payload, ans);
@@ -39,6 +41,7 @@ extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) 
 }
 
 extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, BatteryCellVoltage *voltage) {
+    CW_REQUIRE(request, voltage);
     cw::Answer<kRecordAt + CW_BATTERY_CELL_VOLTAGE_LEN> ans;
     const cw::Exchange r = cw::exchange(kCellVoltage, {request, kCellRequestLen}, ans);
     if (!r.ok()) {
@@ -50,6 +53,7 @@ extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, Ba
 }
 
 extern "C" int32_t cw_v1_battery_api_get_battery_sn(char *sn) {
+    CW_REQUIRE(sn);
     const std::array<uint8_t, 9> payload{};
     cw::Answer<kSnAnswerLen> ans;
     const cw::Exchange r = cw::exchange(kBatterySn, payload, ans);

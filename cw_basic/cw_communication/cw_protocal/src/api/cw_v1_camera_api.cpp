@@ -8,6 +8,7 @@
 #include <span>
 
 #include "cirrow/cw_camera.h"
+#include "cw_args.h"
 #include "cw_bytes.h"
 #include "cw_log.h"
 #include "cw_txn.h"
@@ -72,6 +73,7 @@ bool same_text(const char *text, const char *expected) { return text != nullptr 
 // ---- Work mode ----
 
 extern "C" int32_t cw_v1_camera_api_query_camera_mode(uint8_t *mode) {
+    CW_REQUIRE(mode);
     cw::Answer<2> ans;
     const cw::Exchange r = cw::exchange(kQueryMode, {}, ans);
     if (!r.ok()) {
@@ -168,6 +170,7 @@ extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
 }
 
 extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
+    CW_REQUIRE(params);
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kTimelapse, {params, kTimelapseLen}, ans);
     if (!r.ok()) {
@@ -221,6 +224,7 @@ extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
+    CW_REQUIRE(format);
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kVideoFormat, {format, kVideoFormatLen}, ans);
     if (!r.ok()) {
@@ -239,6 +243,7 @@ extern "C" int32_t cw_v1_camera_api_set_video_storage_format(uint8_t format) {
 }
 
 extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
+    CW_REQUIRE(format);
     if (format[0] > kPhotoFormatMaxMode || format[2] > kPhotoFormatMaxType) {
         CW_USRLOG("[cirrow] param error: mode %d, type %d\n", format[0], format[2]);
         return CW_ERR_PARAM;
@@ -254,6 +259,7 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
 // ---- Focus and exposure ----
 
 extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
+    CW_REQUIRE(mode);
     cw::Answer<2> ans;
     const cw::Exchange r = cw::exchange(kGetFocusMode, {}, ans);
     if (!r.ok()) {
@@ -274,6 +280,7 @@ extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
 }
 
 extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
+    CW_REQUIRE(region);
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kAfRegion, {region, kAfRegionLen}, ans);
     if (!r.ok()) {
@@ -283,6 +290,7 @@ extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
 }
 
 extern "C" int32_t cw_v1_camera_get_curr_focus_len(uint16_t *focal) {
+    CW_REQUIRE(focal);
     cw::Answer<kFocusLenAnswerLen> ans;
     const cw::Exchange r = cw::exchange(kCurrFocusLen, {}, ans);
     if (!r.ok()) {
@@ -333,6 +341,7 @@ extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uin
 // ---- Queries ----
 
 extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
+    CW_REQUIRE(status);
     cw::Answer<6> ans;
     const cw::Exchange r = cw::exchange(kGetStatus, {}, ans);
     if (!r.ok()) {
@@ -345,6 +354,7 @@ extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
 }
 
 extern "C" int32_t cw_v1_camera_api_get_path(uint8_t *answer) {
+    CW_REQUIRE(answer);
     // The camera's answer goes straight into the caller's buffer, judged by the caller.
     const int32_t rc = cw::send(kGetPath, {}, {answer, kPathAnswerLen});
     if (rc != 0) {

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "cirrow/cw_device.h"
+#include "cw_args.h"
 #include "cw_bytes.h"
 #include "cw_log.h"
 #include "cw_txn.h"
@@ -25,6 +26,7 @@ constexpr size_t kSnLen = 14;
 }  // namespace
 
 extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
+    CW_REQUIRE(version);
     const cw::Route route{kCommonSet, kVersionId, receiver, cw::kWaitCommon};
     cw::Answer<kVersionAnswerLen> ans;
     const cw::Exchange r = cw::exchange(route, {}, ans);
@@ -39,6 +41,7 @@ extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version
 }
 
 extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
+    CW_REQUIRE(sn);
     const auto payload = cw::le::pack<uint8_t>(sn_selector);
     cw::Answer<kSnAnswerLen> ans;
     const cw::Exchange r = cw::exchange(kGetSn, payload, ans);

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "cirrow/cw_flight.h"
+#include "cw_args.h"
 #include "cw_bytes.h"
 #include "cw_log.h"
 #include "cw_txn.h"
@@ -287,6 +288,7 @@ extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) 
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *progress) {
+    CW_REQUIRE(progress);
     const auto payload = cw::le::pack<uint32_t>(key);
     cw::Answer<6> ans;
     const int32_t rc = cw::send(kParamRead, payload, ans.span());
@@ -304,6 +306,7 @@ extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *prog
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uint32_t request_len, ImuCaliRt *result) {
+    CW_REQUIRE(result, request != nullptr || request_len == 0, request_len <= cw::kLinkMaxLen);
     cw::Answer<kImuCaliRtAnswerLen> ans;
     const int32_t rc = cw::send(kImuCaliRt, {request, request_len}, ans.span());
     if (rc != 0) {

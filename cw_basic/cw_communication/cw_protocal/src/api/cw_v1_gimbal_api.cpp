@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "cirrow/cw_gimbal.h"
+#include "cw_args.h"
 #include "cw_bytes.h"
 #include "cw_log.h"
 #include "cw_txn.h"
@@ -95,6 +96,7 @@ extern "C" int32_t cw_v1_gimbal_api_release_control(void) {
 }
 
 extern "C" int32_t cw_v1_gimbal_api_query_joint_angle(int32_t *first, int32_t *second, int32_t *third) {
+    CW_REQUIRE(first, second, third);
     cw::Answer<kJointAngleAnswerLen> ans;
     const cw::Exchange r = cw::exchange(kQueryJointAngle, kJointAngleQuery, ans);
     if (!r.sent()) {

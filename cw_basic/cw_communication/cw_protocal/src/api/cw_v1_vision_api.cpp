@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "cirrow/cw_vision.h"
+#include "cw_args.h"
 #include "cw_bytes.h"
 #include "cw_log.h"
 #include "cw_txn.h"
@@ -83,6 +84,7 @@ extern "C" int32_t cw_v1_vision_pano_control(uint8_t value) {
 }
 
 extern "C" int32_t cw_v1_pano_image_buf(uint32_t value0, uint8_t value1, uint8_t count, const uint8_t *records) {
+    CW_REQUIRE(records != nullptr || count == 0);
     const size_t records_len = size_t{CW_PANO_IMAGE_RECORD_LEN} * count;
     cw::HeapPayload payload(kPanoImageHeaderLen + records_len);
     if (!payload.ok()) {
