@@ -27,15 +27,10 @@ template <size_t N>
 class RecordCell {
 public:
     constexpr RecordCell() = default;
-    void store(const void *src, size_t len = N) {
-        std::array<uint8_t, N> bytes{};
-        std::memcpy(bytes.data(), src, len);
-        cell_.store(bytes);
-    }
-    void load(void *dst, size_t len = N) const {
-        const std::array<uint8_t, N> bytes = cell_.load();
-        std::memcpy(dst, bytes.data(), len);
-    }
+    // A shorter store leaves the rest as it was: zero, as only the sensor record's spare last
+    // byte is ever left out.
+    void store(const void *src, size_t len = N) { cell_.store_bytes(src, len); }
+    void load(void *dst, size_t len = N) const { cell_.load_bytes(dst, len); }
     void clear() { cell_.clear(); }
 
 private:

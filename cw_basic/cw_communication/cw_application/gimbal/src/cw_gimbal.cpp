@@ -51,22 +51,22 @@ extern "C" int32_t cw_gimbal_update_wv_result(const GimbalWvResult *result) {
 }
 
 extern "C" int32_t cw_gimbal_get_main_gimbal_info(GimbalInfo *info) {
-    *info = g_main_info.load();
+    g_main_info.load(info);
     return 0;
 }
 
 extern "C" int32_t cw_gimbal_get_fpv_gimbal_info(GimbalInfo *info) {
-    *info = g_fpv_info.load();
+    g_fpv_info.load(info);
     return 0;
 }
 
 extern "C" int32_t cw_gimbal_get_main_gimbal_ctrl_info(GimbalCtrlInfo *info) {
-    *info = g_main_ctrl_info.load();
+    g_main_ctrl_info.load(info);
     return 0;
 }
 
 extern "C" int32_t cw_gimbal_get_wv_result(GimbalWvResult *result) {
-    *result = g_wv_result.load();
+    g_wv_result.load(result);
     return 0;
 }
 
