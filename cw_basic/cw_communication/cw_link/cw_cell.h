@@ -5,7 +5,7 @@
 // sequence-counted cell: a writer never waits for a reader, and a reader retries until it has
 // copied a record that no writer touched meanwhile, so it never sees one half-written.
 //
-// Writers exclude one another with the counter itself: one compare-exchange makes it odd. Two
+// Writers exclude one another with the counter itself: one atomic or makes it odd. Two
 // writers can exist (the delivery thread and an application's update call) and neither is
 // known in advance, so one atomic read-modify-write per store is the least that excludes them;
 // uncontended it costs one locked instruction (an exclusive load/store pair on ARM), and a
@@ -143,18 +143,20 @@ private:
         }
     }
 
-    // Makes the counter odd (excluding other writers) and returns its value before.
+    // Makes the counter odd (excluding other writers) and returns its value before: setting the
+    // low bit is the one atomic instruction (lock bts on x86), and whoever found it clear owns
+    // the cell; setting it again while another writer owns it changes nothing.
     uint32_t lock() {
         // Under ThreadSanitizer, which does not see the fence, the exchange itself acquires.
         constexpr auto order = cell_detail::kAtomicCopies ? std::memory_order_acquire : std::memory_order_relaxed;
-        uint32_t seq = seq_.load(std::memory_order_relaxed);
-        while ((seq & 1u) != 0 || !seq_.compare_exchange_weak(seq, seq + 1, order, std::memory_order_relaxed)) {
-            seq = seq_.load(std::memory_order_relaxed);
+        while ((seq_.fetch_or(1u, order) & 1u) != 0) {
+            while ((seq_.load(std::memory_order_relaxed) & 1u) != 0) {
+            }
         }
         // Acquire: this write follows the previous writer's. Release: the odd counter is seen
         // before any of the bytes written next.
         fence(std::memory_order_acq_rel);
-        return seq;
+        return seq_.load(std::memory_order_relaxed) - 1;  // only the owner changes it now
     }
 
     void unlock(uint32_t seq) { seq_.store(seq + 2, std::memory_order_release); }

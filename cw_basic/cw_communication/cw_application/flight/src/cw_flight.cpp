@@ -92,10 +92,10 @@ extern "C" int32_t cw_flight_update_fc_motor_state(const FcMotorState *state) {
 }
 
 extern "C" int32_t cw_flight_update_fc_state(const FcState *state) {
+    g_fc_state.store(state);
     if (g_fc_state_log.after(100)) {
         CW_USRLOG("---FC STATE UPDATE ------ %d \n", state->byte8);
     }
-    g_fc_state.store(state);
     return 0;
 }
 
