@@ -1,4 +1,7 @@
 // The two diagnostic channels: line formats, the middleware's veto, truncation, site names.
+#include <climits>
+#include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "cw_log.h"
@@ -97,6 +100,45 @@ TEST_F(Log, BothChannelsCarryTheSameText) {
     EXPECT_EQ(usrlog()[0].text, "same text twice\n");
     EXPECT_EQ(usrlog()[0].func, "both_site");
     EXPECT_EQ(static_cast<uint32_t>(usrlog()[0].line), leveled()[0].line);
+}
+
+// The hand-written head against printf at the edges of every field, whole and cut short.
+TEST(UsrlogHead, SameBytesAsPrintf) {
+    const uint64_t times[] = {0, 9999999999ull, 10000000000ull, UINT64_MAX};
+    const std::string names[] = {"", std::string(24, 'a'), std::string(25, 'b'), std::string(26, 'c'),
+                                 std::string(200, 'd')};
+    const int lines[] = {0, 7, -1, INT_MIN, INT_MAX};
+    for (uint64_t time : times) {
+        for (const std::string &name : names) {
+            for (int line : lines) {
+                for (size_t size : {size_t{1024}, size_t{40}, size_t{1}, size_t{0}}) {
+                    char want[1024];
+                    char got[1024];
+                    std::memset(want, 'x', sizeof want);
+                    std::memset(got, 'x', sizeof got);
+                    const int n =
+                        std::snprintf(want, size, "%10llu USRLOG[%-25s :%d]:: ", static_cast<unsigned long long>(time),
+                                      name.c_str(), line);
+                    EXPECT_EQ(cw::log::usrlog_head(got, size, time, name.c_str(), line), static_cast<size_t>(n));
+                    EXPECT_EQ(std::string(got, sizeof got), std::string(want, sizeof want)) << time << " " << line;
+                }
+            }
+        }
+    }
+}
+
+// Line texts of plain conversions are written without printf; anything else goes to printf,
+// even after plain conversions were written.
+TEST_F(Log, UsrlogTextSameAsPrintf) {
+    const char *volatile none = nullptr;  // not known to the compiler
+    cw::log::usrlog("f", 1, "%d %d %u %x %x %s %c %% end", INT_MIN, 0, UINT_MAX, 0xabcdefu, 0u, "str", 'z');
+    cw::log::usrlog("f", 1, "[%s]", none);
+    cw::log::usrlog("f", 1, "%d then %5d|%lld|%.2f", 7, -3, 1LL << 40, 2.5);
+    const auto u = usrlog();
+    ASSERT_EQ(u.size(), 3u);
+    EXPECT_EQ(u[0].text, "-2147483648 0 4294967295 abcdef 0 str z % end");
+    EXPECT_EQ(u[1].text, "[(null)]");
+    EXPECT_EQ(u[2].text, "7 then    -3|1099511627776|2.50");
 }
 
 TEST(SourceName, RelativePathWithoutExtension) {

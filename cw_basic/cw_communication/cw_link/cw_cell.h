@@ -4,9 +4,21 @@
 // through an update function) and read by any number of polling threads. Latest<T> is a
 // sequence-counted cell: a writer never waits for a reader, and a reader retries until it has
 // copied a record that no writer touched meanwhile, so it never sees one half-written.
-// Writers exclude one another with the counter itself; a write is a copy of a few dozen bytes,
-// so a second writer waits at most that long. The words are moved with relaxed atomics
-// ordered by fences around the counter, so the race detector sees no data race.
+//
+// Writers exclude one another with the counter itself: one atomic or makes it odd. Two
+// writers can exist (the delivery thread and an application's update call) and neither is
+// known in advance, so one atomic read-modify-write per store is the least that excludes them;
+// uncontended it costs one locked instruction (an exclusive load/store pair on ARM), and a
+// second writer waits at most one copy of a few dozen bytes.
+//
+// The record is moved with plain memcpy between fences. Readers can copy bytes while a writer
+// changes them, but such a copy is never used: a reader keeps what it copied only when the
+// counter was even before the copy and unchanged after it. The writer's release fence (after
+// the counter turns odd, before the bytes) and the reader's acquire fence (after the bytes,
+// before the counter is read again) make a reader that saw any byte of a write also see the
+// counter that write changed. On ARM both fences are a dmb; on x86 they cost nothing.
+// ThreadSanitizer does not model fences and reports the plain copies, so a build under it moves
+// the record in words through acquire/release atomics instead (same guarantees).
 #pragma once
 
 #include <atomic>
@@ -21,78 +33,138 @@ namespace cw {
 
 namespace cell_detail {
 #if defined(__SANITIZE_THREAD__)
-// ThreadSanitizer does not model fences: order each word itself instead (same guarantees).
-inline constexpr std::memory_order kWordStore = std::memory_order_release;
-inline constexpr std::memory_order kWordLoad = std::memory_order_acquire;
-inline void fence(std::memory_order) {}
+inline constexpr bool kAtomicCopies = true;
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+inline constexpr bool kAtomicCopies = true;
 #else
-inline constexpr std::memory_order kWordStore = std::memory_order_relaxed;
-inline constexpr std::memory_order kWordLoad = std::memory_order_relaxed;
-inline void fence(std::memory_order order) { std::atomic_thread_fence(order); }
+inline constexpr bool kAtomicCopies = false;
 #endif
+#else
+inline constexpr bool kAtomicCopies = false;
+#endif
+
+// A record and its counter share a cache line (up to 60 bytes of record), and no two cells share
+// one: a writer takes one line from the readers, not two.
+inline constexpr size_t kLine = 64;
+
+// The record's bytes: plain storage copied with memcpy, or (under ThreadSanitizer) words moved
+// with acquire/release atomics.
+template <size_t N, bool Atomic = kAtomicCopies>
+struct Bytes {
+    unsigned char b[N] = {};
+    void write(const void *src, size_t len) { std::memcpy(b, src, len); }
+    void fill_zero() { std::memset(b, 0, N); }
+    void read(void *dst, size_t len) const { std::memcpy(dst, b, len); }
+};
+
+template <size_t N>
+struct Bytes<N, true> {
+    static constexpr size_t kWords = (N + 3) / 4;
+    std::atomic<uint32_t> w[kWords] = {};
+    void write(const void *src, size_t len) {
+        uint32_t buf[kWords];
+        for (size_t i = 0; i < kWords; ++i) {
+            buf[i] = w[i].load(std::memory_order_relaxed);  // the writer holds the cell
+        }
+        std::memcpy(buf, src, len);
+        for (size_t i = 0; i < kWords; ++i) {
+            w[i].store(buf[i], std::memory_order_release);
+        }
+    }
+    void fill_zero() {
+        for (auto &x : w) {
+            x.store(0, std::memory_order_release);
+        }
+    }
+    void read(void *dst, size_t len) const {
+        uint32_t buf[kWords];
+        for (size_t i = 0; i < kWords; ++i) {
+            buf[i] = w[i].load(std::memory_order_acquire);
+        }
+        std::memcpy(dst, buf, len);
+    }
+};
+
 }  // namespace cell_detail
 
 template <class T>
-class Latest {
+class alignas(cell_detail::kLine) Latest {
     static_assert(std::is_trivially_copyable_v<T>, "a cache record is plain bytes");
-    static constexpr size_t kWords = (sizeof(T) + sizeof(uint32_t) - 1) / sizeof(uint32_t);
 
 public:
     constexpr Latest() = default;
 
-    void store(const T &v) {
-        uint32_t buf[kWords] = {};
-        std::memcpy(buf, &v, sizeof(T));
-        write_words(buf);
-    }
+    void store(const T &v) { store_bytes(&v, sizeof(T)); }
 
     // Overwrites the record with zero bytes.
     void clear() {
-        const uint32_t buf[kWords] = {};
-        write_words(buf);
+        const uint32_t seq = lock();
+        bytes_.fill_zero();
+        unlock(seq);
     }
 
     T load() const {
-        uint32_t buf[kWords];
+        T out;
+        load_bytes(&out, sizeof(T));
+        return out;
+    }
+
+    // The record copied straight to `dst` (see load_bytes).
+    void load(T *dst) const { load_bytes(dst, sizeof(T)); }
+
+    // The first `len` bytes of the record (len <= sizeof(T)) from `src`; the others keep theirs.
+    void store_bytes(const void *src, size_t len) {
+        const uint32_t seq = lock();
+        bytes_.write(src, len);
+        unlock(seq);
+    }
+
+    // Copies the first `len` bytes of the record (len <= sizeof(T)) to `dst`. `dst` may be
+    // written more than once before the call returns; what it holds then is one whole record.
+    void load_bytes(void *dst, size_t len) const {
         for (;;) {
             const uint32_t before = seq_.load(std::memory_order_acquire);
             if ((before & 1u) == 0) {
-                for (size_t i = 0; i < kWords; ++i) {
-                    buf[i] = words_[i].load(cell_detail::kWordLoad);
-                }
-                cell_detail::fence(std::memory_order_acquire);
+                bytes_.read(dst, len);
+                fence(std::memory_order_acquire);
                 if (seq_.load(std::memory_order_relaxed) == before) {
-                    break;
+                    return;
                 }
             }
         }
-        T out;
-        std::memcpy(&out, buf, sizeof(T));
-        return out;
     }
 
     // Generation of the record: advances by one on every store.
     uint32_t generation() const { return seq_.load(std::memory_order_acquire) / 2; }
 
 private:
-    void write_words(const uint32_t *buf) {
-        uint32_t seq = seq_.load(std::memory_order_relaxed);
-        for (;;) {
-            if ((seq & 1u) == 0 &&
-                seq_.compare_exchange_weak(seq, seq + 1, std::memory_order_acquire, std::memory_order_relaxed)) {
-                break;
-            }
-            seq = seq_.load(std::memory_order_relaxed);
+    static void fence(std::memory_order order) {
+        if constexpr (!cell_detail::kAtomicCopies) {
+            std::atomic_thread_fence(order);
         }
-        cell_detail::fence(std::memory_order_release);
-        for (size_t i = 0; i < kWords; ++i) {
-            words_[i].store(buf[i], cell_detail::kWordStore);
-        }
-        seq_.store(seq + 2, std::memory_order_release);
     }
 
+    // Makes the counter odd (excluding other writers) and returns its value before: setting the
+    // low bit is the one atomic instruction (lock bts on x86), and whoever found it clear owns
+    // the cell; setting it again while another writer owns it changes nothing.
+    uint32_t lock() {
+        // Under ThreadSanitizer, which does not see the fence, the exchange itself acquires.
+        constexpr auto order = cell_detail::kAtomicCopies ? std::memory_order_acquire : std::memory_order_relaxed;
+        while ((seq_.fetch_or(1u, order) & 1u) != 0) {
+            while ((seq_.load(std::memory_order_relaxed) & 1u) != 0) {
+            }
+        }
+        // Acquire: this write follows the previous writer's. Release: the odd counter is seen
+        // before any of the bytes written next.
+        fence(std::memory_order_acq_rel);
+        return seq_.load(std::memory_order_relaxed) - 1;  // only the owner changes it now
+    }
+
+    void unlock(uint32_t seq) { seq_.store(seq + 2, std::memory_order_release); }
+
     std::atomic<uint32_t> seq_{0};
-    std::atomic<uint32_t> words_[kWords] = {};
+    cell_detail::Bytes<sizeof(T)> bytes_;
 };
 
 // A single-word cache item: one atomic access per read or write.
@@ -123,21 +195,20 @@ int32_t publish(Latest<T> &cell, const T *rec) {
     return 0;
 }
 
-// The first `len` bytes of a record from a caller's byte buffer; the rest of the record is 0.
+// The first `len` bytes of a record from a caller's byte buffer; the rest of the record keeps
+// what it holds (zero: only the sensor record's spare last byte is ever left out).
 template <class T>
 int32_t publish(Latest<T> &cell, const void *bytes, size_t len) {
     CW_REQUIRE(bytes);
-    T rec{};
-    std::memcpy(&rec, bytes, len);
-    return publish(cell, &rec);
+    cell.store_bytes(bytes, len);
+    return 0;
 }
 
-// The first `len` bytes of the record out to a caller's byte buffer.
+// The first `len` bytes of the record, straight to a caller's byte buffer.
 template <class T>
 int32_t copy(const Latest<T> &cell, void *out, size_t len) {
     CW_REQUIRE(out);
-    const T rec = cell.load();
-    std::memcpy(out, &rec, len);
+    cell.load_bytes(out, len);
     return 0;
 }
 

@@ -11,13 +11,17 @@ class Throttle {
 public:
     constexpr Throttle() = default;
 
-    // Counts one event; true once every (limit + 2) events: while the counter is above `limit`
-    // it restarts from 0 and the line is written, otherwise it advances by one.
+    // Counts one event; true once every (limit + 2) events: the counter runs from 0 to limit + 1
+    // and the event that finds it at limit + 1 writes the line and takes one period off. One
+    // atomic add per event; events counted while a period is taken off belong to the next one.
     bool after(int32_t limit) {
-        return advance([limit](int32_t n, int32_t &next) {
-            next = n > limit ? 0 : n + 1;
-            return n > limit;
-        });
+        const int32_t period = limit + 2;
+        const int32_t n = n_.fetch_add(1, std::memory_order_relaxed);
+        if (n < period - 1 || n % period != period - 1) {
+            return false;
+        }
+        n_.fetch_sub(period, std::memory_order_relaxed);
+        return true;
     }
 
     // Counts one event; true on the first and then on one event in (period - 1): when the counter

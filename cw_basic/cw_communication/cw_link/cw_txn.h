@@ -16,6 +16,7 @@
 #include <span>
 
 #include "cirrow/cw_link.h"
+#include "mbus.h"
 
 namespace cw {
 
@@ -63,6 +64,13 @@ struct Answer {
     constexpr std::span<const uint8_t> view() const { return bytes; }
 };
 
+// Hands a request's eight fields to the middleware. The exported cw_link_v1_send is this; the
+// library's own commands call it here, without going through the exported symbol.
+inline int32_t link_send(const V1Request &req) {
+    return mbus_link_v1_send(req.cmd_set, req.cmd_id, req.receiver, req.payload, req.payload_len, req.resp,
+                             req.resp_len, req.timeout);
+}
+
 // Sends one request on `route`. An empty payload goes as a null pointer with length 0; an empty
 // answer as a null buffer with length 0. Returns the link's result.
 inline int32_t send(const Route &route, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
@@ -76,7 +84,7 @@ inline int32_t send(const Route &route, std::span<const uint8_t> payload, std::s
         static_cast<uint32_t>(answer.size()),
         route.timeout,
     };
-    return cw_link_v1_send(&req);
+    return link_send(req);
 }
 
 // A payload whose length depends on the arguments: a heap block of exactly that length, given

@@ -76,12 +76,22 @@ extern "C" int32_t cw_flight_update_fc_motor_state(const FcMotorState *state) {
     return cw::publish(g_motor_state, state);
 }
 
+// The flight state as the push handler hands it over (no argument to check, no call through
+// the exported symbol: this runs for every state message on the delivery thread). Its line is
+// the update function's: that is the name applications know it by.
+namespace cw::flight {
+int32_t store_fc_state(const FcState &state) {
+    g_fc_state.store(state);
+    if (g_fc_state_log.after(100)) {
+        CW_USRLOG_AS("cw_flight_update_fc_state", "---FC STATE UPDATE ------ %d \n", state.byte8);
+    }
+    return 0;
+}
+}  // namespace cw::flight
+
 extern "C" int32_t cw_flight_update_fc_state(const FcState *state) {
     CW_REQUIRE(state);
-    if (g_fc_state_log.after(100)) {
-        CW_USRLOG("---FC STATE UPDATE ------ %d \n", state->byte8);
-    }
-    return cw::publish(g_fc_state, state);
+    return cw::flight::store_fc_state(*state);
 }
 
 extern "C" int32_t cw_flight_update_fc_sensor(const void *sensor) {

@@ -11,6 +11,10 @@
 #include "cw_log.h"
 #include "cw_throttle.h"
 
+namespace cw::flight {
+int32_t store_fc_state(const FcState &state);  // the flight cache's own store (cw_flight.cpp)
+}
+
 namespace {
 
 constexpr uint8_t kQuickTestRunning = 3;    // process state reported while the service runs
@@ -22,10 +26,8 @@ int32_t cw_v1_flight_cb_motor_state(const uint8_t *payload) {
     FcMotorState s{};
     s.byte0_low = static_cast<uint8_t>(payload[0] & 0x0F);
     s.byte0_high = static_cast<uint8_t>(payload[0] >> 4);
-    for (size_t i = 0; i < 8; ++i) {
-        s.words1[i] = cw::le::get<uint16_t>(payload, 1 + 2 * i);
-        s.words17[i] = cw::le::get<uint16_t>(payload, 17 + 2 * i);
-    }
+    cw::le::get_n(s.words1, payload, 1, 8);
+    cw::le::get_n(s.words17, payload, 17, 8);
     s.byte33 = payload[33];
     cw_flight_update_fc_motor_state(&s);
     return 0;
@@ -43,7 +45,7 @@ int32_t cw_v1_flight_cb_fc_state(const uint8_t *payload) {
     s.byte9 = payload[9];
     s.byte10 = payload[10];
     s.byte11 = payload[11];
-    cw_flight_update_fc_state(&s);
+    cw::flight::store_fc_state(s);
     return 0;
 }
 
