@@ -12,14 +12,7 @@
 
 namespace {
 
-using namespace cwt;
-
-struct Command {
-    const char *name;
-    cwt::CommandFn call;
-};
-#define CWF_ROW(call) CWT_CMD(call),
-const Command kCommands[] = {CWT_COMMANDS(CWF_ROW)};
+using cwt::kCommands;
 constexpr int32_t kResults[] = {0, 0, 0, 0, -1, MBUS_ERR_TIMEOUT, MBUS_ERR_NO_PEER, 1};
 
 }  // namespace

@@ -1,12 +1,14 @@
-// Every command of the library, called with ordinary arguments; out-parameters point into `o`,
-// a caller-owned block of kOutSize bytes (8-byte aligned). Shared by the fault table and the
-// answer fuzzer.
+// Every command of the library, called with ordinary arguments (out-parameters point into `o`,
+// a caller-owned block of kOutSize bytes, 8-byte aligned), and every push handler's registration.
+// Shared by the fault table, the stress test and the fuzz targets.
 #pragma once
 
 #include <cirrow/cirrow.h>
+#include <mbus_ctl.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace cwt {
 
@@ -20,7 +22,11 @@ T *as(uint8_t *o) {
 inline const uint8_t kArgs[16] = {1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0, 1, 0};
 inline const uint32_t kHash = 0x1234, kItems[2] = {7, 8};
 
-#define CWT_CMD(call) {#call, [](uint8_t *o) -> int32_t { (void)o; return call; }}
+struct Command {
+    const char *name;
+    CommandFn call;
+};
+#define CWT_CMD(call) {#call, [](uint8_t *o) -> int32_t { (void)o; return call; }},
 // clang-format off
 #define CWT_COMMANDS(X) \
     X(cw_v1_camera_api_query_camera_mode(o)) X(cw_v1_camera_api_switch_mode("VIDEO")) \
@@ -66,5 +72,28 @@ inline const uint32_t kHash = 0x1234, kItems[2] = {7, 8};
     X(cw_v1_wifi_api_set_channel(36)) X(cw_v1_wifi_api_ping(5)) X(cw_v1_wifi_api_version()) \
     X(cw_v1_wifi_api_open_wifi()) X(cw_v1_wifi_api_close_wifi())
 // clang-format on
+inline const Command kCommands[] = {CWT_COMMANDS(CWT_CMD)};
+
+struct PushKey {
+    uint8_t cmd_set;
+    uint8_t cmd_id;
+};
+
+// Registers every push handler; returns the set/id of each, in registration order.
+inline std::vector<PushKey> register_every_handler() {
+    for (auto reg : {cw_register_v1_flight_data, cw_register_v1_vison_data, cw_register_v1_get_pano_result,
+                     cw_register_v1_quick_shot_result, cw_register_v1_quick_shot_finished,
+                     cw_register_v1_lapse_photo_result, cw_register_v1_nav_osd, cw_register_v1_nav_pano_status,
+                     cw_register_v1_camera_data, cw_register_v1_camera_status_data,
+                     cw_register_v1_camera_len_para_data, cw_register_v1_gimbal_data, cw_register_v1_rc_data}) {
+        reg();
+    }
+    std::vector<PushKey> keys;
+    mbus_ctl_registration_t r;
+    for (uint32_t i = 0; mbus_ctl_registration_get(i, &r) == 0; ++i) {
+        keys.push_back({r.cmd_set, r.cmd_id});
+    }
+    return keys;
+}
 
 }  // namespace cwt
