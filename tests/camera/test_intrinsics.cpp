@@ -243,9 +243,12 @@ TEST_F(Intrinsics, MissingToolAndOverlongCommand) {
 
 TEST_F(Intrinsics, ShellCharactersInTheFetchPathAreRefused) {
     const std::string base = (kFactory / "r.bin").string(), inj = (kFactory / "INJECTED").string();
-    for (const char *hostile : std::vector<const char *>{"; touch ", " ", "$(touch ", "`touch ", "'; touch ", "\"; touch ", "\ntouch ",
-                                " | touch ", " & touch ", " > ", "", nullptr}) {
-        const std::string path = hostile ? base + hostile + inj + (*hostile == '$' ? ")" : *hostile == '`' ? "`" : "") : "";
+    // Each after an ordinary path, with X standing for a file the shell would create; "" and null alone.
+    for (const char *hostile :
+         std::vector<const char *>{"; touch X", " X", "$(touch X)", "`touch X`", "'; touch X'", "\"; touch X\"",
+                                   "\ntouch X", " | touch X", " & touch X", " > X", "", nullptr}) {
+        std::string path = hostile && *hostile ? base + hostile : "";
+        path = path.empty() ? path : path.replace(path.rfind('X'), 1, inj);
         mbus_ctl_reset();
         StdoutCapture cap;
         EXPECT_EQ(cw_camera_read_bin_intri_from_camera(hostile && *hostile ? path.c_str() : hostile), -1) << path;

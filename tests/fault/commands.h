@@ -27,7 +27,7 @@ struct Command {
     const char *name;
     CommandFn call;
 };
-#define CWT_CMD(call, ...) {#call, [](uint8_t *o) -> int32_t { (void)o; return call; }},
+#define CWT_CMD(call, ...) {#call, []([[maybe_unused]] uint8_t *o) -> int32_t { return call; }},
 // clang-format off
 // Each command with what the library does when the link fails or times out (the failure line,
 // %d or %u standing for the link's code, and the result: kLink is that code), when the module
@@ -132,8 +132,8 @@ inline std::vector<PushKey> register_every_handler() {
     for (auto reg : {cw_register_v1_flight_data, cw_register_v1_vison_data, cw_register_v1_get_pano_result,
                      cw_register_v1_quick_shot_result, cw_register_v1_quick_shot_finished,
                      cw_register_v1_lapse_photo_result, cw_register_v1_nav_osd, cw_register_v1_nav_pano_status,
-                     cw_register_v1_camera_data, cw_register_v1_camera_status_data,
-                     cw_register_v1_camera_len_para_data, cw_register_v1_gimbal_data, cw_register_v1_rc_data}) {
+                     cw_register_v1_camera_data, cw_register_v1_camera_status_data, cw_register_v1_camera_len_para_data,
+                     cw_register_v1_gimbal_data, cw_register_v1_rc_data}) {
         reg();
     }
     std::vector<PushKey> keys;

@@ -31,7 +31,8 @@ std::pair<int32_t, bool> call(CommandFn fn) {
 }
 
 CommandFn named(std::string_view call) {
-    return std::find_if(std::begin(kCommands), std::end(kCommands), [&](const Command &c) { return c.name == call; })->call;
+    return std::find_if(std::begin(kCommands), std::end(kCommands), [&](const Command &c) { return c.name == call; })
+        ->call;
 }
 
 std::string format(const char *line, int32_t code) {
@@ -45,8 +46,10 @@ TEST_F(LinkTest, EveryCommandUnderEveryLinkFault) {
     refusal[0] = 0xE5;
     for (size_t i = 0; i < std::size(kCommands); ++i) {
         const Expect &e = kExpect[i];
-        for (auto [code, answer, want] : {std::tuple{-5, Bytes{}, e.link}, {MBUS_ERR_TIMEOUT, Bytes{}, e.link},
-                                          {0, refusal, e.refuse}, {0, Bytes{}, e.empty}}) {
+        for (auto [code, answer, want] : {std::tuple{-5, Bytes{}, e.link},
+                                          {MBUS_ERR_TIMEOUT, Bytes{}, e.link},
+                                          {0, refusal, e.refuse},
+                                          {0, Bytes{}, e.empty}}) {
             SCOPED_TRACE(testing::Message() << kCommands[i].name << " link " << code << " answer " << answer.size());
             mbus_ctl_reset();
             for (int n = 0; n < 8; ++n) {  // every request of the command meets the fault
@@ -91,7 +94,8 @@ TEST_F(LinkTest, HeapNamedMessagesAndDataManager) {
         }
         mbus_ctl_reset();
         mbus_ctl_set_echo(0);
-        mbus_ctl_tm_set_receiver("fly_marker_thread", [](void *, const void *, uint32_t) {}, nullptr);
+        mbus_ctl_tm_set_receiver(
+            "fly_marker_thread", [](void *, const void *, uint32_t) {}, nullptr);
         r.inject();
         const auto [rc, written] = call(r.fn);
         heap_fail_next(0);

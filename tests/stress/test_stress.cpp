@@ -30,8 +30,10 @@ T filled(uint8_t c) {
     std::memset(&v, c, sizeof v);
     return v;
 }
-#define RECS(T, skip, get_fn, set_fn) \
-    {#get_fn, sizeof(T), skip, [](uint8_t *o) { get_fn(as<T>(o)); }, [](uint8_t c) { const T v = filled<T>(c); set_fn(&v); }}
+#define RECS(T, skip, get_fn, set_fn)                                                                                   \
+    {                                                                                                                   \
+#get_fn, sizeof(T), skip, [](uint8_t *o) { get_fn(as<T>(o)); }, [](uint8_t c) { const T v = filled<T>(c); set_fn(&v); } \
+    }
 #define REC(T, get_fn, set_fn) RECS(T, 0, get_fn, set_fn)
 // clang-format off
 const Record kRecords[] = {
