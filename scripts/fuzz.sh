@@ -15,7 +15,7 @@ cmake -S . -B "$build" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" -DCW
       -DCMAKE_CXX_FLAGS=-fno-sanitize-recover=undefined -DCMAKE_C_FLAGS=-fno-sanitize-recover=undefined >/dev/null
 targets=(push record text answer)
 cmake --build "$build" -j "$(nproc)" --target "${targets[@]/#/fuzz_}"
-declare -A max_len=([push]=4096 [record]=1100 [text]=512 [answer]=2048)
+declare -A max_len=([push]=4096 [record]=1100 [text]=512 [answer]=512)
 mkdir -p "$build/artifacts"
 status=0
 for t in "${targets[@]}"; do
