@@ -145,7 +145,8 @@ CW_API int32_t cw_camera_set_focus_lens(uint16_t focus);
 extern CW_API int32_t camera_type;
 
 /* Runs "eeprom_rw read intri_param <path>" through the shell: 0 when it exited with status 0,
- * else -1 (also, without running anything, for a command longer than 255 characters). */
+ * else -1 (also, without running anything, for a command longer than 255 characters, and for a
+ * null or empty path or one with any character other than letters, digits, '/', '.', '_', '-'). */
 CW_API int32_t cw_camera_read_bin_intri_from_camera(const char *path);
 /* Parses a record file into cali_res[0..1] and stores the record's entry count (as the record
  * says it, even above 2) in *nr_param. 0, or 1 when the file cannot be opened. */

@@ -241,4 +241,27 @@ TEST_F(Intrinsics, MissingToolAndOverlongCommand) {
     EXPECT_EQ(leveled().size(), 2u);
 }
 
+TEST_F(Intrinsics, ShellCharactersInTheFetchPathAreRefused) {
+    const std::string base = (kFactory / "r.bin").string(), inj = (kFactory / "INJECTED").string();
+    // Each after an ordinary path, with X standing for a file the shell would create; "" and null alone.
+    for (const char *hostile :
+         std::vector<const char *>{"; touch X", " X", "$(touch X)", "`touch X`", "'; touch X'", "\"; touch X\"",
+                                   "\ntouch X", " | touch X", " & touch X", " > X", "", nullptr}) {
+        std::string path = hostile && *hostile ? base + hostile : "";
+        path = path.empty() ? path : path.replace(path.rfind('X'), 1, inj);
+        mbus_ctl_reset();
+        StdoutCapture cap;
+        EXPECT_EQ(cw_camera_read_bin_intri_from_camera(hostile && *hostile ? path.c_str() : hostile), -1) << path;
+        EXPECT_EQ(cap.text(), "");
+        EXPECT_FALSE(fs::exists(inj) || fs::exists(base)) << path;
+        const std::string refused = "refused calibration path with unsafe characters\n";
+        EXPECT_EQ(lines(), (Texts{"L1 " + refused, "L1 system call return : -1\n", "U " + refused,
+                                  "U system call return : -1\n"}));
+    }
+    const std::string plain = (kFactory / "Az09_.-.bin").string();
+    StdoutCapture quiet;
+    EXPECT_EQ(cw_camera_read_bin_intri_from_camera(plain.c_str()), 0);
+    EXPECT_TRUE(fs::exists(plain));
+}
+
 }  // namespace

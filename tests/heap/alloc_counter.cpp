@@ -17,6 +17,16 @@ namespace {
 
 std::atomic<uint32_t> g_allocs{0};
 std::atomic<uint32_t> g_frees{0};
+std::atomic<uint32_t> g_fail{0};
+
+// Counts one allocation by the library; false when it is to fail.
+[[maybe_unused]] bool granted() {
+    ++g_allocs;
+    uint32_t n = g_fail.load();
+    while (n > 0 && !g_fail.compare_exchange_weak(n, n - 1)) {
+    }
+    return n == 0;
+}
 thread_local bool t_inside = false;
 
 [[maybe_unused]] bool from_library(void *ret) {
@@ -42,22 +52,22 @@ void *__libc_realloc(void *, size_t);
 void __libc_free(void *);
 
 void *malloc(size_t n) {
-    if (from_library(__builtin_return_address(0))) {
-        ++g_allocs;
+    if (from_library(__builtin_return_address(0)) && !granted()) {
+        return nullptr;
     }
     return __libc_malloc(n);
 }
 
 void *calloc(size_t n, size_t size) {
-    if (from_library(__builtin_return_address(0))) {
-        ++g_allocs;
+    if (from_library(__builtin_return_address(0)) && !granted()) {
+        return nullptr;
     }
     return __libc_calloc(n, size);
 }
 
 void *realloc(void *p, size_t n) {
-    if (from_library(__builtin_return_address(0))) {
-        ++g_allocs;
+    if (from_library(__builtin_return_address(0)) && !granted()) {
+        return nullptr;
     }
     return __libc_realloc(p, n);
 }
@@ -77,6 +87,8 @@ void heap_reset() {
     g_allocs = 0;
     g_frees = 0;
 }
+
+void heap_fail_next(uint32_t count) { g_fail = count; }
 
 HeapCalls heap_calls() { return {g_allocs.load(), g_frees.load()}; }
 

@@ -1,5 +1,6 @@
-// Counts the heap calls that libcirrow.so itself makes: malloc, calloc, realloc and free are
-// interposed in the test program, and a call counts when its return address lies in the library.
+// Counts the heap calls that libcirrow.so itself makes, and can make them fail: malloc, calloc,
+// realloc and free are interposed in the test program, and a call counts when its return address
+// lies in the library.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +15,8 @@ struct HeapCalls {
 // Starts counting from zero.
 void heap_reset();
 HeapCalls heap_calls();
+// Makes the library's next `count` allocations fail (return null).
+void heap_fail_next(uint32_t count);
 // False where interposing is not possible (under AddressSanitizer, which owns malloc).
 bool heap_counting_available();
 

@@ -294,12 +294,37 @@ extern "C" int32_t cw_camera_set_focus_lens(uint16_t focus) { return cw_v1_camer
 
 // ---- Intrinsics ----
 
+namespace {
+
+// The fetch and removal commands go through the shell: a path is put into them only when every
+// character is one the shell takes literally (letters, digits, '/', '.', '_', '-').
+bool shell_safe_path(const char *path) {
+    if (path == nullptr || *path == '\0') {
+        return false;
+    }
+    for (const char *p = path; *p != '\0'; ++p) {
+        const char c = *p;
+        const bool alnum = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+        if (!alnum && c != '/' && c != '.' && c != '_' && c != '-') {
+            return false;
+        }
+    }
+    return true;
+}
+
+constexpr const char *kUnsafePath = "refused calibration path with unsafe characters\n";
+
+}  // namespace
+
 extern "C" int32_t cw_camera_read_bin_intri_from_camera(const char *path) {
     char cmd[kPathMax];
-    const int len = std::snprintf(cmd, sizeof cmd, "eeprom_rw read intri_param %s", path);
+    const bool safe = shell_safe_path(path);
+    const int len = safe ? std::snprintf(cmd, sizeof cmd, "eeprom_rw read intri_param %s", path) : -1;
     int32_t result = -1;
-    // A cut command would have the tool write somewhere else: it is not run.
-    if (len >= 0 && static_cast<size_t>(len) < sizeof cmd) {
+    if (!safe) {
+        CW_LOG_BOTH(cw::log::kFail, "%s", kUnsafePath);
+    } else if (len >= 0 && static_cast<size_t>(len) < sizeof cmd) {
+        // (A cut command would have the tool write somewhere else: it is not run.)
         std::fflush(stdout);  // our lines before the tool's
         const int status = std::system(cmd);
         const int code = (status >> 8) & 0xFF;
@@ -331,6 +356,7 @@ extern "C" int32_t cw_camera_read_camera_intri_from_bin(const char *path, CaliRe
 }
 
 extern "C" int32_t cw_camera_read_intri_from_camera(CaliRes *cali_res, uint8_t *nr_param) {
+    CW_REQUIRE(cali_res, nr_param);
     char path[kPathMax];
     std::snprintf(path, sizeof path, "%s/%s", CW_FACTORY_DATA_DIR, kTmpRecordName);
     if (cw_camera_read_bin_intri_from_camera(path) != 0) {
@@ -342,6 +368,10 @@ extern "C" int32_t cw_camera_read_intri_from_camera(CaliRes *cali_res, uint8_t *
         return 1;
     }
     CW_LOG(cw::log::kFail, "delete tmp bin\n");
+    if (!shell_safe_path(path)) {
+        CW_LOG(cw::log::kFail, "%s", kUnsafePath);
+        return 0;
+    }
     char cmd[kPathMax + 3];
     std::snprintf(cmd, sizeof cmd, "rm %s", path);
     const int ignored = std::system(cmd);
