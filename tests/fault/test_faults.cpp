@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "alloc_counter.h"
-#include "camera_test.h"
 #include "commands.h"
+#include "cw_test.h"
 
 using namespace cwt;
 
@@ -28,6 +28,18 @@ std::pair<int32_t, bool> call(CommandFn fn) {
     std::memset(o, 0xA5, sizeof o);
     const int32_t rc = fn(o);
     return {rc, std::any_of(o, o + kOutSize, [](uint8_t b) { return b != 0xA5; })};
+}
+
+// The lines written, each as "L<level> text" or "U text".
+std::vector<std::string> lines() {
+    std::vector<std::string> out;
+    for (const Line &l : leveled()) {
+        out.push_back(std::string(1, 'L').append(std::to_string(l.level)).append(" ").append(l.text));
+    }
+    for (const std::string &t : usrlog_texts()) {
+        out.push_back(std::string("U ").append(t));
+    }
+    return out;
 }
 
 CommandFn named(std::string_view call) {
@@ -59,7 +71,7 @@ TEST_F(LinkTest, EveryCommandUnderEveryLinkFault) {
             EXPECT_EQ(rc, want == kLink ? code : want);
             EXPECT_FALSE(rc != 0 && written);
             if (code != 0) {
-                const Texts got = lines();
+                const std::vector<std::string> got = lines();
                 EXPECT_NE(std::find(got.begin(), got.end(), format(e.line, code)), got.end());
             }
         }
@@ -99,7 +111,7 @@ TEST_F(LinkTest, HeapNamedMessagesAndDataManager) {
         r.inject();
         const auto [rc, written] = call(r.fn);
         heap_fail_next(0);
-        const Texts got = lines();
+        const std::vector<std::string> got = lines();
         EXPECT_EQ(std::tie(rc, written), std::tie(r.rc, r.written));
         EXPECT_NE(std::find(got.begin(), got.end(), r.line), got.end()) << testing::PrintToString(got);
         EXPECT_EQ(mbus_ctl_request_count(), 0u);

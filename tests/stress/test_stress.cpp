@@ -16,8 +16,8 @@ using namespace cwt;
 
 namespace {
 
-using Out = std::vector<uint8_t>;
-struct Record {  // a multi-word cache record: read into `o`, written with every byte `c`
+using Out = std::string;  // record bytes
+struct Record {           // a multi-word cache record: read into `o`, written with every byte `c`
     const char *name;
     size_t size;
     uint64_t skip;  // bytes not compared: padding the handlers leave as it is, a count
@@ -78,7 +78,7 @@ Out read(const Record &r) {
     for (size_t i = 0; i < r.size && i < 64; ++i) {
         o[i] = (r.skip >> i & 1) ? 0 : o[i];
     }
-    return Out(o, o + r.size);
+    return Out(reinterpret_cast<const char *>(o), r.size);
 }
 
 TEST(Stress, NoReaderSeesATornRecord) {
@@ -86,7 +86,7 @@ TEST(Stress, NoReaderSeesATornRecord) {
     mbus_ctl_set_echo(0);
     const std::vector<PushKey> keys = register_every_handler();
     const auto push = [&](size_t kind, uint8_t c) {
-        const Out msg(256, c);
+        const Out msg(256, char(c));
         mbus_ctl_push(keys[kind % keys.size()].cmd_set, keys[kind % keys.size()].cmd_id, msg.data(), 256);
     };
     // What a reader may see of each record: what one message or one update of every byte c leaves.
