@@ -265,8 +265,9 @@ uint64_t trace_request(const mbus_ctl_request_t &req) {
         std::snprintf(to, sizeof to, "-> 0x%04x", req.receiver);
         line(t, seq, "REQ", req.cmd_set, req.cmd_id, to, name_of(m), details);
     }
-    record(t, {Dir::Request, req.cmd_set, req.cmd_id, req.receiver, static_cast<uint8_t>(awaited(req) ? 2 : 0), 0,
-               seq, req.timeout},
+    record(t,
+           {Dir::Request, req.cmd_set, req.cmd_id, req.receiver, static_cast<uint8_t>(awaited(req) ? 2 : 0), 0, seq,
+            req.timeout},
            req.payload_null ? nullptr : req.payload, len);
     return seq;
 }
@@ -283,8 +284,8 @@ void trace_answer(uint64_t seq, const mbus_ctl_request_t &req, int32_t result, c
     if (m == nullptr && answered && req.resp_len == 1) {
         m = &kResultOnly;
     }
-    const bool refused = m != nullptr && m->field_count() > 0 && std::strcmp(m->fields[0].name, "result") == 0 &&
-                         resp[0] != 0;
+    const bool refused =
+        m != nullptr && m->field_count() > 0 && std::strcmp(m->fields[0].name, "result") == 0 && resp[0] != 0;
     std::lock_guard<std::mutex> lock(t.mu);
     Count &c = t.counts[Key{Dir::Request, req.cmd_set, req.cmd_id, name_of(sent)}];
     if (result != 0) {
@@ -322,8 +323,9 @@ void trace_push(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_
         details += decode(m, payload, kept);
         line(t, seq, handled ? "PUSH" : "DROP", cmd_set, cmd_id, "<-", name_of(m), details);
     }
-    record(t, {Dir::Push, cmd_set, cmd_id, kAnyReceiver, static_cast<uint8_t>(handled ? 0 : 1),
-               handled ? 0 : MBUS_ERR_NO_PEER, seq, 0},
+    record(t,
+           {Dir::Push, cmd_set, cmd_id, kAnyReceiver, static_cast<uint8_t>(handled ? 0 : 1),
+            handled ? 0 : MBUS_ERR_NO_PEER, seq, 0},
            payload, payload != nullptr ? len : 0);
 }
 

@@ -7,9 +7,7 @@
 #include "mbus_trace.h"
 
 int main() {
-    mbus_ctl_set_echo(0);
     cw_register_v1_flight_data();
-    cw_register_v1_quick_shot_finished();
     const uint8_t ack[] = {0};
     mbus_ctl_script_answer(ack, sizeof ack);
     cw_v1_flight_api_submode_set(3, 1);
@@ -23,8 +21,6 @@ int main() {
     cw_v1_quickshot_set_nit_box(1, 0.25f, 0.5f, 0.75f, 1.0f, 2, 300);
     const uint8_t state[12] = {1, 2, 3, 0x34, 0x12, 0, 0, 7, 8, 9, 10, 11};
     mbus_ctl_push(3, 91, state, sizeof state);
-    const uint8_t active = 1;
-    mbus_ctl_push(10, 150, &active, 1);
     mbus_ctl_push(4, 5, state, 8);
     char summary[2048];
     mbus_trace_summary(summary, sizeof summary);
