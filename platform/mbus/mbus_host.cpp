@@ -24,6 +24,7 @@
 #include <thread>
 #include <vector>
 
+#include "link_trace.h"
 #include "mbus_ctl.h"
 
 namespace {
@@ -237,6 +238,7 @@ mbus_v1_cb_t handler_for(uint8_t cmd_set, uint8_t cmd_id) {
 // link's largest payload, so a short message never makes a handler read past what was sent.
 int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len) {
     const mbus_v1_cb_t cb = handler_for(cmd_set, cmd_id);
+    cw::trace::trace_push(cmd_set, cmd_id, payload, len, cb != nullptr);
     if (cb == nullptr) {
         note("mbus: dropped push %u/%u (%u bytes): no handler\n", cmd_set, cmd_id, len);
         return MBUS_ERR_NO_PEER;
@@ -314,6 +316,7 @@ int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, co
     if (kept > 0) {
         std::memcpy(req->payload, payload, kept);
     }
+    const uint64_t traced = cw::trace::trace_request(*req);
 
     bool scripted = false;
     Script script;
@@ -363,6 +366,7 @@ int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, co
         result = MBUS_ERR_NO_PEER;
     }
 
+    cw::trace::trace_answer(traced, *req, result, resp);
     std::lock_guard<std::mutex> lock(s.mu);
     if (Sent *r = s.requests.find(seq)) {
         r->result = result;
