@@ -30,7 +30,7 @@ void delivery_loop() {
         if (s.stopped) {
             return;
         }
-        if (const mbus::Aircraft *a = s.aircraft; a != nullptr && std::chrono::steady_clock::now() >= next_tick) {
+        if (const mbus::AircraftHooks *a = s.aircraft; a != nullptr && std::chrono::steady_clock::now() >= next_tick) {
             next_tick += std::chrono::microseconds(a->period_us);
             next_tick = std::max(next_tick, std::chrono::steady_clock::now());
             s.delivering = true;
@@ -111,7 +111,7 @@ bool start_delivery_locked() {
     return true;
 }
 
-void set_aircraft(const Aircraft *aircraft) {
+void set_aircraft(const AircraftHooks *aircraft) {
     State &s = st();
     {
         std::lock_guard<std::mutex> lock(s.mu);

@@ -119,7 +119,7 @@ const Config &config();
 
 // The virtual aircraft as the link sees it: a peer for every receiver without one of its own, and
 // a clock that the delivery thread ticks. Null when the aircraft is not flying.
-struct Aircraft {
+struct AircraftHooks {
     mbus_ctl_peer_fn answer;
     void *ctx;
     void (*tick)(void *ctx);  // called on the delivery thread, without the lock
@@ -132,7 +132,7 @@ struct State {
     std::deque<Script> scripts;
     std::map<uint16_t, Peer> peers;
     Record<Sent> requests;
-    const Aircraft *aircraft = nullptr;
+    const AircraftHooks *aircraft = nullptr;
 
     std::map<uint16_t, mbus_v1_cb_t> handlers;  // key: set << 8 | id
     Record<mbus_ctl_registration_t> registrations;
@@ -178,6 +178,6 @@ int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_
 // Starts the delivery thread if it is not running; call with the lock held. False if it cannot.
 bool start_delivery_locked();
 // Lets the virtual aircraft fly (or land it, with null): its peer answers and its clock ticks.
-void set_aircraft(const Aircraft *aircraft);
+void set_aircraft(const AircraftHooks *aircraft);
 
 }  // namespace mbus
