@@ -25,7 +25,7 @@ void delivery_loop() {
         if (s.aircraft != nullptr) {
             s.wake.wait_until(lock, next_tick, ready);
         } else {
-            s.wake.wait(lock, ready);
+            s.wake.wait(lock, [&] { return ready() || s.aircraft != nullptr; });  // set_aircraft wakes it
         }
         if (s.stopped) {
             return;

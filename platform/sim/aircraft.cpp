@@ -225,6 +225,7 @@ void summary() { g_aircraft->summary(); }
     std::_Exit(2);
 }
 
+#ifdef CW_SIM_SCENARIOS
 std::vector<std::string> module_names() {
     std::vector<std::string> names;
     for (Model *m : build_models()) {
@@ -233,6 +234,7 @@ std::vector<std::string> module_names() {
     }
     return names;
 }
+#endif
 
 // Reads MBUS_SIM, MBUS_SCENARIO and MBUS_SIM_SPEED when the stand-in is loaded, before the
 // application runs: a bad value stops the process with the reason.
