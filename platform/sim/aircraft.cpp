@@ -29,18 +29,15 @@ void say(const char *fmt, ...) {
     va_end(ap);
 }
 
-int Model::answer(double t, const Req &r, Bytes &out) {
+void Model::answer(double t, const Req &r, Bytes &out) {
     if (r.set == 0 && r.id == layout::kPingId) {
         out.u8(0, r.in.get8(0));  // echoed: the flight controller's base heartbeat checks it
         out.u8(1, r.in.get8(0));
-        return -1;
-    }
-    if (r.set == 0 && r.id == layout::kVersionId) {
+    } else if (r.set == 0 && r.id == layout::kVersionId) {
         version(out);
-        return 0;
+    } else {
+        command(t, r, out);
     }
-    command(t, r, out);
-    return result_at(r);
 }
 
 void Model::tick(double t, Out &out) {

@@ -20,7 +20,9 @@ class Camera : public Model {
 public:
     Camera() : Model("camera") { streams = {{kCameraData, 1}, {kCameraStatus, 2}, {kCameraLens, 1}}; }
     bool serves(uint16_t receiver) const override { return receiver == kCamera; }
-    int result_at(const Req &r) const override { return r.set == 2 && r.id == 184 ? 1 : 0; }
+    int result_at(const Req &r) const override {
+        return (r.set == 2 && r.id == 184) || (r.set == 0 && r.id == kPingId) ? 1 : 0;  // zoom and ping: byte 1
+    }
 
 protected:
     void command(double t, const Req &r, Bytes &out) override {

@@ -104,9 +104,10 @@ public:
 
     virtual bool serves(uint16_t receiver) const = 0;
     // Carries out a request at time t (seconds since the aircraft started) and writes its answer
-    // into `out` (the caller's buffer as it was). Returns where the answer's result byte is, or
-    // -1 when it has none: a refusal writes its byte there instead of carrying the request out.
-    int answer(double t, const Req &r, Bytes &out);
+    // into `out` (the caller's buffer as it was).
+    void answer(double t, const Req &r, Bytes &out);
+    // Where a command's answer carries its result byte, or -1 when it has none: a refusal writes
+    // its byte there instead of carrying the request out.
     virtual int result_at(const Req &) const { return 0; }
     // Moves the state machine to time t; pushes what is due.
     void tick(double t, Out &out);

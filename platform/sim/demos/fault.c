@@ -1,6 +1,6 @@
-/* Faults from a scenario file (platform/sim/scenarios/fault.toml): the flight controller refuses to hand over control and
- * the camera falls silent one second in. Shows the library's results and log lines, and exits 0
- * when both faults were reported as failures. */
+/* Faults from a scenario file (platform/sim/scenarios/fault.toml): the flight controller refuses to hand over control
+ * and the camera falls silent one second in. Shows the library's results and log lines, and exits 0 when both faults
+ * were reported as failures. */
 #include "demo.h"
 
 int main(void) {
