@@ -223,10 +223,13 @@ void summary() { g_aircraft->summary(); }
 }
 
 #ifdef CW_SIM_SCENARIOS
-std::vector<std::string> module_names() {
-    std::vector<std::string> names;
+std::vector<ModuleNames> module_names() {
+    std::vector<ModuleNames> names;
     for (Model *m : build_models()) {
-        names.emplace_back(m->name());
+        names.push_back({m->name(), {}});
+        for (const Model::Stream &s : m->streams) {
+            names.back().pushes.emplace_back(s.msg.name);
+        }
         delete m;
     }
     return names;

@@ -52,7 +52,17 @@ Answer answer_of(const toml::node &n) {
     throw Bad{line_of(n), "answer \"" + s + "\" is not one of normal, refuse, late, short, silent"};
 }
 
-Event event_of(const toml::table &t, const std::vector<std::string> &modules) {
+std::string listed(const std::vector<std::string> &names) {
+    std::string all;
+    for (const std::string &n : names) {
+        all += (all.empty() ? "" : ", ") + n;
+    }
+    return all;
+}
+
+Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules) {
+    const ModuleNames *module = nullptr;
+    int push_line = 0;
     Event e;
     e.line = line_of(t);
     for (const auto &[key, node] : t) {
@@ -61,12 +71,13 @@ Event event_of(const toml::table &t, const std::vector<std::string> &modules) {
             e.time = number(node, "time", 0, 86400);
         } else if (k == "module") {
             e.module = need<std::string>(node, "module", "a text");
-            if (std::find(modules.begin(), modules.end(), e.module) == modules.end()) {
-                std::string known;
-                for (const std::string &m : modules) {
-                    known += (known.empty() ? "" : ", ") + m;
-                }
-                throw Bad{line_of(node), "unknown module \"" + e.module + "\" (known: " + known + ")"};
+            std::vector<std::string> known;
+            for (const ModuleNames &m : modules) {
+                known.push_back(m.name);
+                module = m.name == e.module ? &m : module;
+            }
+            if (module == nullptr) {
+                throw Bad{line_of(node), "unknown module \"" + e.module + "\" (known: " + listed(known) + ")"};
             }
         } else if (k == "answer") {
             e.sets_answer = true;
@@ -91,6 +102,7 @@ Event event_of(const toml::table &t, const std::vector<std::string> &modules) {
             e.hz = number(node, "rate", 0, 1000);
         } else if (k == "push") {
             e.push = need<std::string>(node, "push", "a message name such as \"flight.fc_state\"");
+            push_line = line_of(node);
         } else {
             throw Bad{line_of(node), "unknown key \"" + k + "\" in [[event]]"};
         }
@@ -101,12 +113,16 @@ Event event_of(const toml::table &t, const std::vector<std::string> &modules) {
     if (e.sets_answer == e.sets_rate) {
         throw Bad{e.line, "[[event]] needs exactly one of answer or rate"};
     }
+    const auto &pushes = module->pushes;
+    if (!e.push.empty() && std::find(pushes.begin(), pushes.end(), e.push) == pushes.end()) {
+        throw Bad{push_line, e.module + " pushes no \"" + e.push + "\" (it pushes: " + listed(pushes) + ")"};
+    }
     return e;
 }
 
 }  // namespace
 
-bool load_scenario(const std::string &path, const std::vector<std::string> &modules, Scenario &out,
+bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modules, Scenario &out,
                    std::string &error) {
     out = Scenario{};
     out.file = path;

@@ -48,7 +48,13 @@ struct Scenario {
     std::vector<Event> events;  // in time order
 };
 
+// The modules a scenario may name, each with the names of the messages it pushes.
+struct ModuleNames {
+    std::string name;
+    std::vector<std::string> pushes;
+};
+
 // Reads a scenario. On failure returns false with "file:line: problem" in error.
-bool load_scenario(const std::string &path, const std::vector<std::string> &modules, Scenario &out, std::string &error);
+bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modules, Scenario &out, std::string &error);
 
 }  // namespace sim
