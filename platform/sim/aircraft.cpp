@@ -97,6 +97,8 @@ public:
         const Fault f = faults_[i].covers(*req) ? faults_[i] : Fault{};
         Req r{req->cmd_set, req->cmd_id, req->receiver,
               Bytes(const_cast<uint8_t *>(req->payload), std::min(req->payload_len, MBUS_LINK_MAX_PAYLOAD))};
+        const std::vector<uint8_t> before(resp, resp + resp_len);
+        std::memset(resp, 0, resp_len);  // a module's answer is whole, whatever the caller passed
         Bytes out(resp, resp_len);
         *delay_us = kAnswerUs;
         switch (f.answer) {
@@ -120,7 +122,6 @@ public:
             case Answer::Normal:
                 break;
         }
-        std::vector<uint8_t> before(resp, resp + resp_len);
         m.answer(t, r, out);
         if (f.answer == Answer::Short && f.length < resp_len) {
             std::memcpy(resp + f.length, before.data() + f.length, resp_len - f.length);

@@ -223,6 +223,8 @@ private:
         } else if (n == 1) {
             steps_[key] = t;
             say("t=%.1f s: IMU calibration step 0x%08x started (value %u)\n", t, key, v[0]);
+        } else {
+            params_[key] = {"(unnamed)", v};
         }
         for (size_t i = 0; i < n; ++i) {
             out.u8(kParamValueAt + i, v[i]);
