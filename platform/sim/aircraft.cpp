@@ -74,7 +74,7 @@ constexpr uint32_t kNever = 0xFFFFFFFFu;  // an answer that never comes
 
 class Aircraft {
 public:
-    Aircraft(Scenario s) : scenario_(std::move(s)), start_(std::chrono::steady_clock::now()) {
+    explicit Aircraft(Scenario s) : scenario_(std::move(s)), start_(std::chrono::steady_clock::now()) {
         for (Model *m : build_models()) {
             models_.emplace_back(m);
             faults_.emplace_back();
