@@ -1,9 +1,7 @@
 // The middleware stand-in's own contract: every other test reads the aircraft through it.
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <numeric>
 #include <string>
 #include <thread>
@@ -14,6 +12,8 @@
 #include "mbus_ctl.h"
 
 namespace {
+
+using Bytes = std::vector<uint8_t>;
 
 class Mbus : public ::testing::Test {
 protected:
@@ -32,29 +32,20 @@ mbus_ctl_request_t request(uint32_t index) {
 
 TEST_F(Mbus, ScriptsAnswerInOrderWithinTheCallersBuffer) {
     const uint8_t four[] = {1, 2, 3, 4};
-    const uint8_t one[] = {9};
     mbus_ctl_script_answer(four, 4);
     mbus_ctl_script_result(-5);
-    mbus_ctl_script_answer(one, 1);
-    ASSERT_EQ(mbus_ctl_script_pending(), 3u);
-
+    mbus_ctl_script_answer(four, 1);
     const uint8_t payload[] = {0xAA, 0xBB};
     uint8_t resp[3] = {0xEE, 0xEE, 0xEE};
     EXPECT_EQ(mbus_link_v1_send(3, 7, 0x0306, payload, 2, resp, 2, 1000), 0);
-    EXPECT_EQ(std::vector<uint8_t>(resp, resp + 3), (std::vector<uint8_t>{1, 2, 0xEE}));
+    EXPECT_EQ(Bytes(resp, resp + 3), (Bytes{1, 2, 0xEE}));
     EXPECT_EQ(mbus_link_v1_send(3, 8, 0x0306, payload, 2, resp, 3, 1000), -5);
-    EXPECT_EQ(resp[0], 1);
     EXPECT_EQ(mbus_link_v1_send(3, 9, 0x0306, nullptr, 0, resp, 3, 0), 0);  // no timeout: answer dropped
-    EXPECT_EQ(resp[0], 1);
+    EXPECT_EQ(Bytes(resp, resp + 3), (Bytes{1, 2, 0xEE}));
     EXPECT_EQ(mbus_link_v1_send(3, 10, 0x0306, payload, 2, nullptr, 0, 1000), MBUS_ERR_NO_PEER);
-
     ASSERT_EQ(mbus_ctl_request_count(), 4u);
-    EXPECT_EQ(request(0).payload_len, 2u);
     EXPECT_EQ(request(0).payload[1], 0xBB);
     EXPECT_EQ(request(1).result, -5);
-    EXPECT_TRUE(request(2).payload_null);
-    EXPECT_TRUE(request(3).resp_null);
-    EXPECT_EQ(request(3).result, MBUS_ERR_NO_PEER);
 }
 
 struct Model {
@@ -77,52 +68,41 @@ int32_t model(void *ctx, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t 
     return m->result;
 }
 
-int64_t micros_of(uint8_t *resp, uint32_t timeout, int32_t *result) {
-    const uint8_t payload[] = {40};
-    const auto start = std::chrono::steady_clock::now();
-    *result = mbus_link_v1_send(1, 2, 0x0306, payload, 1, resp, 1, timeout);
-    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start).count();
-}
-
 TEST_F(Mbus, ModelAnswersAfterItsDelayOrTimesOut) {
     Model m;
     mbus_ctl_set_peer(0x0306, model, &m);
-    uint8_t resp[1] = {7};
-    int32_t result = 1;
-
-    m.delay_us = 500;
-    EXPECT_GE(micros_of(resp, 2000, &result), 500);
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(resp[0], 41);
-    EXPECT_EQ(m.seen_prefill, 7);  // the model saw what the caller passed
-    EXPECT_EQ(m.recorded_during_call, 1u);
-    resp[0] = 7;
-    m.delay_us = 5000;
-    EXPECT_GE(micros_of(resp, 2000, &result), 2000);
-    EXPECT_EQ(result, MBUS_ERR_TIMEOUT);
-    EXPECT_EQ(resp[0], 7);
-    micros_of(resp, 0, &result);  // without a timeout the model still sees the request
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(resp[0], 7);
-    EXPECT_EQ(m.calls, 3);
-    m.result = -42;
-    micros_of(resp, 2000, &result);
-    EXPECT_EQ(result, -42);
-    EXPECT_EQ(resp[0], 7);
+    struct Case {
+        uint32_t delay_us, timeout;
+        int32_t model_result, result;
+        uint8_t resp;
+        int64_t min_us;
+    };
+    for (const Case &c : {Case{500, 2000, 0, 0, 41, 500}, Case{5000, 2000, 0, MBUS_ERR_TIMEOUT, 7, 2000},
+                          Case{0, 0, 0, 0, 7, 0}, Case{0, 2000, -42, -42, 7, 0}}) {
+        m.delay_us = c.delay_us;
+        m.result = c.model_result;
+        const uint8_t payload[] = {40};
+        uint8_t resp[1] = {7};
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(mbus_link_v1_send(1, 2, 0x0306, payload, 1, resp, 1, c.timeout), c.result);
+        EXPECT_GE(
+            std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start).count(),
+            c.min_us);
+        EXPECT_EQ(resp[0], c.resp) << c.delay_us << " " << c.timeout;  // late or failed: buffer untouched
+        EXPECT_EQ(m.seen_prefill, 7);
+    }
+    EXPECT_EQ(m.calls, 4);
+    EXPECT_EQ(m.recorded_during_call, 4u);
     EXPECT_EQ(request(1).result, MBUS_ERR_TIMEOUT);
-    EXPECT_EQ(request(3).result, -42);
     mbus_ctl_set_peer(0x0306, nullptr, nullptr);
-    micros_of(resp, 2000, &result);
-    EXPECT_EQ(result, MBUS_ERR_NO_PEER);
+    EXPECT_EQ(mbus_link_v1_send(1, 2, 0x0306, nullptr, 0, nullptr, 0, 0), MBUS_ERR_NO_PEER);
 }
 
-std::vector<uint8_t> g_seen;
-std::mutex g_mu;
+Bytes g_seen;
 std::atomic<int> g_delivered{0};
 std::thread::id g_thread;
 
 int32_t handler(const uint8_t *payload) {
-    std::lock_guard<std::mutex> lock(g_mu);
     g_seen.assign(payload, payload + MBUS_LINK_MAX_PAYLOAD);
     g_thread = std::this_thread::get_id();
     ++g_delivered;
@@ -131,30 +111,19 @@ int32_t handler(const uint8_t *payload) {
 
 int32_t other_handler(const uint8_t *) { return 0; }
 
-TEST_F(Mbus, PushesReachTheRegisteredHandlerInAZeroFilledBuffer) {
+TEST_F(Mbus, PushesReachTheRegisteredHandlerInAZeroFilledBufferOnEitherThread) {
     EXPECT_EQ(mbus_link_register_v1_callback(3, 90, handler), 0);
-    EXPECT_EQ(mbus_ctl_handler(3, 90), handler);
-    const std::vector<uint8_t> full(MBUS_LINK_MAX_PAYLOAD + 10, 0xFF);
+    const Bytes full(MBUS_LINK_MAX_PAYLOAD + 10, 0xFF);
     EXPECT_EQ(mbus_ctl_push(3, 90, full.data(), static_cast<uint32_t>(full.size())), 7);
     const uint8_t shortmsg[] = {1, 2, 3};
     EXPECT_EQ(mbus_ctl_push(3, 90, shortmsg, 3), 7);
-    std::vector<uint8_t> expected(MBUS_LINK_MAX_PAYLOAD, 0);
+    Bytes expected(MBUS_LINK_MAX_PAYLOAD, 0);
     std::memcpy(expected.data(), shortmsg, 3);
     EXPECT_EQ(g_seen, expected);
-
     EXPECT_NE(mbus_link_unregister_v1_callback(3, 90, other_handler), 0);  // not the one registered
-    EXPECT_EQ(mbus_ctl_handler(3, 90), handler);
     EXPECT_EQ(mbus_link_unregister_v1_callback(3, 90, handler), 0);
     EXPECT_EQ(mbus_ctl_push(3, 90, shortmsg, 3), MBUS_ERR_NO_PEER);
-    EXPECT_EQ(mbus_ctl_push(9, 9, nullptr, 0), MBUS_ERR_NO_PEER);
 
-    mbus_ctl_registration_t r{};
-    ASSERT_EQ(mbus_ctl_registration_count(), 3u);
-    ASSERT_EQ(mbus_ctl_registration_get(1, &r), 0);
-    EXPECT_EQ(r.cb, other_handler);
-}
-
-TEST_F(Mbus, AsyncPushesAreDeliveredOnTheDeliveryThreadAndFlushed) {
     g_delivered = 0;
     mbus_link_register_v1_callback(4, 1, handler);
     for (uint8_t i = 0; i < 100; ++i) {
@@ -163,14 +132,11 @@ TEST_F(Mbus, AsyncPushesAreDeliveredOnTheDeliveryThreadAndFlushed) {
     EXPECT_EQ(mbus_ctl_push_async(4, 2, nullptr, 0), 0);  // no handler: dropped on the thread
     mbus_ctl_push_flush();
     EXPECT_EQ(g_delivered.load(), 100);
-    std::lock_guard<std::mutex> lock(g_mu);
     EXPECT_EQ(g_seen[0], 99);  // delivered in order
     EXPECT_NE(g_thread, std::this_thread::get_id());
 }
 
 TEST_F(Mbus, LogsKeepTheirThreadsHeadAndDumpsAreCut) {
-    unsetenv("MBUS_LOG_LEVEL");
-    mbus_ctl_reset();
     char head[128] = "untouched";
     EXPECT_EQ(mbus_log_gen_head(68, 4, head, sizeof head, "a.cpp", "f", 1), 1);
     EXPECT_STREQ(head, "untouched");
@@ -182,89 +148,54 @@ TEST_F(Mbus, LogsKeepTheirThreadsHeadAndDumpsAreCut) {
         mbus_log_print(68, 2, other, "from %s", "there");
     }).join();
     mbus_log_print(68, 3, head, "x=%d", 5);
-
-    ASSERT_EQ(mbus_ctl_log_count(), 2u);
     mbus_ctl_log_t l{};
     ASSERT_EQ(mbus_ctl_log_get(1, &l), 0);
-    EXPECT_STREQ(l.file, "../cw/x.cpp");
-    EXPECT_STREQ(l.func, "run");
-    EXPECT_EQ(l.line, 42u);
-    EXPECT_STREQ(l.text, "x=5");
+    EXPECT_EQ(std::string(l.file) + ":" + l.func + ":" + std::to_string(l.line) + " " + l.text,
+              "../cw/x.cpp:run:42 x=5");
     EXPECT_EQ(mbus_ctl_log_head_count(), 3u);
-
     mbus_ctl_set_log_level(4);
     EXPECT_EQ(mbus_log_gen_head(68, 4, head, sizeof head, "a.cpp", "f", 1), 0);
-    mbus_ctl_reset();
-    EXPECT_EQ(mbus_log_gen_head(68, 4, head, sizeof head, "a.cpp", "f", 1), 1);
 
     const std::string big(3000, 'q');
     mbus_dump_write("usrlog", big.data(), static_cast<uint32_t>(big.size()));
     mbus_ctl_dump_t d{};
     ASSERT_EQ(mbus_ctl_dump_get(0, &d), 0);
-    EXPECT_STREQ(d.channel, "usrlog");
-    EXPECT_EQ(d.len, 3000u);
-    EXPECT_EQ(std::strlen(d.data), 2047u);
+    EXPECT_EQ(std::strlen(d.data), 2047u);  // cut, NUL-terminated
 }
 
 TEST_F(Mbus, DataManagerHandsOutCopiesAndFailsOnRequest) {
     const mbus_dm_key_t imu{1, 0};
-    const mbus_dm_key_t unknown{2, 0};
     uint8_t group[MBUS_DM_IMU_SIZE];
     std::iota(group, group + MBUS_DM_IMU_SIZE, uint8_t{0});
     mbus_ctl_dm_set_imu(group);
     mbus_dm_item_t *item = nullptr;
     ASSERT_EQ(mbus_dm_take(&imu, 0, &item, 0), 0);
-    ASSERT_NE(item, nullptr);
-    EXPECT_EQ(item->size, MBUS_DM_IMU_SIZE);
     mbus_ctl_dm_set_imu(nullptr);  // the taken copy must not follow later updates
     EXPECT_EQ(std::memcmp(item->data, group, MBUS_DM_IMU_SIZE), 0);
     EXPECT_EQ(mbus_ctl_dm_outstanding(), 1);
     EXPECT_EQ(mbus_dm_return(&imu, item), 0);
-    EXPECT_EQ(mbus_ctl_dm_outstanding(), 0);
     EXPECT_EQ(mbus_dm_return(&imu, item), MBUS_ERR_NO_DATA);  // twice
-
-    mbus_dm_item_t *untouched = reinterpret_cast<mbus_dm_item_t *>(0x1);
-    EXPECT_EQ(mbus_dm_take(&unknown, 0, &untouched, 0), MBUS_ERR_NO_DATA);
     mbus_ctl_dm_fail_take(-7);
-    EXPECT_EQ(mbus_dm_take(&imu, 0, &untouched, 0), -7);
-    EXPECT_EQ(untouched, reinterpret_cast<mbus_dm_item_t *>(0x1));
-    EXPECT_EQ(mbus_ctl_dm_outstanding(), 0);
-
+    EXPECT_EQ(mbus_dm_take(&imu, 0, &item, 0), -7);
     ASSERT_EQ(mbus_dm_take(&imu, 0, &item, 0), 0);  // the fault fired once
     mbus_ctl_dm_fail_return(-9);
     EXPECT_EQ(mbus_dm_return(&imu, item), -9);
     EXPECT_EQ(mbus_ctl_dm_outstanding(), 0);  // given back all the same
 }
 
-struct Inbox {
-    std::string bytes;
-    uint32_t recorded_during_call = 0;
-};
-
 void inbox(void *ctx, const void *msg, uint32_t len) {
-    auto *in = static_cast<Inbox *>(ctx);
-    in->bytes.assign(static_cast<const char *>(msg), len);
-    in->recorded_during_call = mbus_ctl_message_count();
+    static_cast<std::string *>(ctx)->assign(static_cast<const char *>(msg), len);
+    EXPECT_EQ(mbus_ctl_message_count(), 3u);  // recorded before, and without the lock held
 }
 
 TEST_F(Mbus, NamedMessagesReachTheirReceiverUnlessFailed) {
-    const std::string msg(300, 'm');
-    EXPECT_EQ(mbus_tm_speak("vision", msg.data(), 300, 5), MBUS_ERR_NO_RECEIVER);
-    Inbox in;
+    EXPECT_EQ(mbus_tm_speak("vision", "x", 1, 5), MBUS_ERR_NO_RECEIVER);
+    std::string in;
     mbus_ctl_tm_set_receiver("vision", inbox, &in);
-    mbus_ctl_tm_fail(-4, 2);
+    mbus_ctl_tm_fail(-4, 1);
     EXPECT_EQ(mbus_tm_speak("vision", "ab", 2, 0), -4);
-    EXPECT_EQ(mbus_tm_speak("vision", "ab", 2, 0), -4);
-    EXPECT_TRUE(in.bytes.empty());
     EXPECT_EQ(mbus_tm_speak("vision", "abc", 3, 0), 0);
-    EXPECT_EQ(in.bytes, "abc");
-    EXPECT_EQ(in.recorded_during_call, 4u);
-
-    mbus_ctl_message_t m{};
-    ASSERT_EQ(mbus_ctl_message_get(0, &m), 0);
-    EXPECT_EQ(m.len, 300u);
-    EXPECT_EQ(m.flags, 5u);
-    EXPECT_EQ(m.result, MBUS_ERR_NO_RECEIVER);
+    EXPECT_EQ(in, "abc");
 }
 
 TEST_F(Mbus, ResetDrainsPushesAndForgetsEverything) {
@@ -279,26 +210,11 @@ TEST_F(Mbus, ResetDrainsPushesAndForgetsEverything) {
     Model m;
     mbus_ctl_set_peer(0x0306, model, &m);
     mbus_ctl_script_result(-1);
-    mbus_ctl_tm_fail(-4, 1);
-    mbus_ctl_dm_fail_take(-7);
-    mbus_ctl_set_boot_time(5);
-    mbus_link_v1_send(1, 1, 0x0306, nullptr, 0, nullptr, 0, 0);
-
     mbus_ctl_reset();
     EXPECT_EQ(g_delivered.load(), 20);
     EXPECT_EQ(mbus_ctl_handler(4, 1), nullptr);
     EXPECT_EQ(mbus_ctl_script_pending(), 0u);
-    EXPECT_EQ(mbus_ctl_request_count(), 0u);
     EXPECT_EQ(mbus_link_v1_send(1, 1, 0x0306, nullptr, 0, nullptr, 0, 0), MBUS_ERR_NO_PEER);
-    EXPECT_EQ(m.calls, 0);
-    EXPECT_EQ(mbus_tm_speak("x", "a", 1, 0), MBUS_ERR_NO_RECEIVER);
-    mbus_dm_item_t *item = nullptr;
-    const mbus_dm_key_t imu{1, 0};
-    ASSERT_EQ(mbus_dm_take(&imu, 0, &item, 0), 0);
-    mbus_dm_return(&imu, item);
-    uint64_t t = 0;
-    mbus_osal_get_boot_time(&t);
-    EXPECT_NE(t, 5u);
 }
 
 TEST_F(Mbus, LongRunsKeepOnlyTheNewestRequests) {

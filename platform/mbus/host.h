@@ -1,0 +1,183 @@
+// The stand-in's shared state. Each source file implements one concern of the middleware (link,
+// delivery, logs, data manager, named messages, control) over this one State.
+//
+// Locking: one mutex guards all state. It is never held while calling out (module models, push
+// handlers, named-message receivers) nor while sleeping, so any of those may call back in.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <cstdio>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "mbus_ctl.h"
+
+namespace mbus {
+
+constexpr size_t kKeep = 65536;  // recorded items kept per list; the oldest are dropped first
+constexpr size_t kQueue = 1024;  // pushes waiting for the delivery thread
+
+// A bounded, ordered record. Every item gets a sequence number that stays valid (or becomes
+// unknown) across drops and clears, so a request can be recorded first and completed later.
+template <class T>
+class Record {
+public:
+    uint64_t add(T v) {
+        items_.push_back(std::move(v));
+        if (items_.size() > kKeep) {
+            items_.pop_front();
+            ++first_;
+        }
+        return first_ + items_.size() - 1;
+    }
+    T *find(uint64_t seq) {
+        return seq >= first_ && seq - first_ < items_.size() ? &items_[static_cast<size_t>(seq - first_)] : nullptr;
+    }
+    const T *at(uint32_t index) const { return index < items_.size() ? &items_[index] : nullptr; }
+    uint32_t size() const { return static_cast<uint32_t>(items_.size()); }
+    void clear() {
+        first_ += items_.size();
+        items_.clear();
+    }
+
+private:
+    std::deque<T> items_;
+    uint64_t first_ = 0;  // sequence number of items_.front()
+};
+
+// Records are kept compact and expanded into the control API's fixed structs on read.
+struct Sent {
+    uint8_t cmd_set;
+    uint8_t cmd_id;
+    uint16_t receiver;
+    uint32_t payload_len;
+    uint32_t resp_len;
+    uint32_t timeout;
+    bool payload_null;
+    bool resp_null;
+    int32_t result;
+    std::vector<uint8_t> payload;
+};
+
+struct Line {
+    uint32_t module;
+    uint32_t level;
+    uint32_t line;
+    std::string file;
+    std::string func;
+    std::string text;
+};
+
+struct Dump {
+    std::string channel;
+    uint32_t len;
+    std::string data;
+};
+
+struct Script {
+    int32_t result;
+    std::vector<uint8_t> answer;
+};
+
+struct Peer {
+    mbus_ctl_peer_fn fn;
+    void *ctx;
+};
+
+struct Receiver {
+    mbus_ctl_receiver_fn fn;
+    void *ctx;
+};
+
+struct Push {
+    uint8_t cmd_set;
+    uint8_t cmd_id;
+    uint32_t len;  // as the sender gave it; bytes holds at most MBUS_LINK_MAX_PAYLOAD of it
+    std::vector<uint8_t> bytes;
+};
+
+// An item handed out by the data manager: the descriptor and its own copy of the group.
+struct Taken {
+    mbus_dm_item_t item;
+    std::array<uint8_t, MBUS_DM_IMU_SIZE> data;
+};
+
+// Settings read from the environment when the library is loaded (config.cpp).
+struct Config {
+    uint32_t log_level = 3;
+    bool quiet = false;
+};
+const Config &config();
+
+// The virtual aircraft as the link sees it: a peer for every receiver without one of its own, and
+// a clock that the delivery thread ticks. Null when the aircraft is not flying.
+struct AircraftHooks {
+    mbus_ctl_peer_fn answer;
+    void *ctx;
+    void (*tick)(void *ctx);  // called on the delivery thread, without the lock
+    uint32_t period_us;       // how often tick runs
+};
+
+struct State {
+    std::mutex mu;
+
+    std::deque<Script> scripts;
+    std::map<uint16_t, Peer> peers;
+    Record<Sent> requests;
+    const AircraftHooks *aircraft = nullptr;
+
+    std::map<uint16_t, mbus_v1_cb_t> handlers;  // key: set << 8 | id
+    Record<mbus_ctl_registration_t> registrations;
+
+    Record<Line> logs;
+    uint32_t heads = 0;
+    uint32_t max_level = config().log_level;
+    Record<Dump> dumps;
+    FILE *log_sink = nullptr;
+    FILE *usr_sink = nullptr;
+    std::atomic<bool> echo{!config().quiet};
+    uint64_t boot_time = 0;
+
+    std::array<uint8_t, MBUS_DM_IMU_SIZE> imu{};
+    int32_t dm_take_fault = 0;
+    int32_t dm_return_fault = 0;
+    std::map<mbus_dm_item_t *, std::unique_ptr<Taken>> taken;
+
+    std::map<std::string, Receiver> receivers;
+    int32_t tm_fault = 0;
+    uint32_t tm_fault_count = 0;
+    Record<mbus_ctl_message_t> messages;
+
+    // The delivery thread and its queue.
+    std::deque<Push> queue;
+    std::condition_variable wake;  // the queue got a message, or delivery stops
+    std::condition_variable idle;  // the queue ran empty and nothing is being delivered
+    bool delivering = false;
+    bool stopped = false;
+    std::thread worker;
+};
+
+// Never destroyed: other libraries' exit-time code may still unregister handlers or log after
+// this library's static objects would be gone. The delivery thread is stopped at exit.
+State &st();
+
+void copy_text(char *dst, size_t cap, const char *src);
+// The stand-in's own diagnostics: stderr, unless echo is off.
+void note(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+
+// Hands a pushed message to its handler on the calling thread (delivery.cpp).
+int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len);
+// Starts the delivery thread if it is not running; call with the lock held. False if it cannot.
+bool start_delivery_locked();
+// Lets the virtual aircraft fly (or land it, with null): its peer answers and its clock ticks.
+void set_aircraft(const AircraftHooks *aircraft);
+
+}  // namespace mbus

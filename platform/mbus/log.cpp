@@ -1,0 +1,185 @@
+// The leveled log, the dump channels and the boot clock, with their control functions.
+#include <time.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+
+#include "host.h"
+
+using mbus::copy_text;
+using mbus::Dump;
+using mbus::Line;
+using mbus::st;
+using mbus::State;
+
+namespace {
+
+// What the last head accepted on this thread described; the next print on the thread uses it.
+struct Head {
+    uint32_t line;
+    char file[256];
+    char func[128];
+};
+thread_local Head t_head{};
+
+// The sink behind an echoed channel: the file named by env, opened on first use, else stderr.
+FILE *sink(FILE *&f, const char *env) {
+    if (f == nullptr) {
+        const char *path = std::getenv(env);
+        if (path != nullptr && *path != '\0') {
+            f = std::fopen(path, "a");
+            if (f == nullptr) {
+                std::fprintf(stderr, "mbus: cannot open %s=%s, writing to stderr\n", env, path);
+            }
+        }
+        if (f == nullptr) {
+            f = stderr;
+        }
+    }
+    return f;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t mbus_log_gen_head(uint32_t module, uint32_t level, char *head, uint32_t head_size, const char *file,
+                          const char *func, uint32_t line) {
+    State &s = st();
+    {
+        std::lock_guard<std::mutex> lock(s.mu);
+        ++s.heads;
+        if (level > s.max_level) {
+            return 1;
+        }
+    }
+    if (head != nullptr && head_size > 0) {
+        std::snprintf(head, head_size, "[%u][L%u] %s:%s:%u ", module, level, file ? file : "", func ? func : "", line);
+    }
+    t_head.line = line;
+    copy_text(t_head.file, sizeof t_head.file, file);
+    copy_text(t_head.func, sizeof t_head.func, func);
+    return 0;
+}
+
+int32_t mbus_log_print(uint32_t module, uint32_t level, const char *head, const char *fmt, ...) {
+    char text[2048];
+    text[0] = '\0';
+    if (fmt != nullptr) {
+        va_list ap;
+        va_start(ap, fmt);
+        std::vsnprintf(text, sizeof text, fmt, ap);
+        va_end(ap);
+    }
+    State &s = st();
+    std::lock_guard<std::mutex> lock(s.mu);
+    s.logs.add(Line{module, level, t_head.line, t_head.file, t_head.func, text});
+    if (s.echo.load()) {
+        FILE *f = sink(s.log_sink, "MBUS_LOG_FILE");
+        std::fprintf(f, "%s%s", head ? head : "", text);
+        std::fflush(f);
+    }
+    return 0;
+}
+
+int32_t mbus_dump_write(const char *channel, const char *data, uint32_t len) {
+    State &s = st();
+    Dump d{channel != nullptr ? channel : "", len, {}};
+    if (data != nullptr) {
+        d.data.assign(data, std::min<size_t>(len, sizeof(mbus_ctl_dump_t::data) - 1));
+    }
+    std::lock_guard<std::mutex> lock(s.mu);
+    s.dumps.add(std::move(d));
+    if (s.echo.load() && data != nullptr && len > 0) {
+        FILE *f = sink(s.usr_sink, "MBUS_USRLOG_FILE");
+        std::fwrite(data, 1, len, f);
+        std::fflush(f);
+    }
+    return 0;
+}
+
+void mbus_osal_get_boot_time(uint64_t *boot_time) {
+    if (boot_time == nullptr) {
+        return;
+    }
+    State &s = st();
+    uint64_t fixed;
+    {
+        std::lock_guard<std::mutex> lock(s.mu);
+        fixed = s.boot_time;
+    }
+    if (fixed != 0) {
+        *boot_time = fixed;
+        return;
+    }
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    *boot_time = static_cast<uint64_t>(ts.tv_sec) * 1000000u + static_cast<uint64_t>(ts.tv_nsec) / 1000u;
+}
+
+uint32_t mbus_ctl_log_count(void) {
+    State &s = st();
+    std::lock_guard<std::mutex> lock(s.mu);
+    return s.logs.size();
+}
+
+int mbus_ctl_log_get(uint32_t index, mbus_ctl_log_t *out) {
+    State &s = st();
+    std::lock_guard<std::mutex> lock(s.mu);
+    const Line *l = s.logs.at(index);
+    if (l == nullptr || out == nullptr) {
+        return -1;
+    }
+    std::memset(out, 0, sizeof *out);
+    out->module = l->module;
+    out->level = l->level;
+    out->line = l->line;
+    copy_text(out->file, sizeof out->file, l->file.c_str());
+    copy_text(out->func, sizeof out->func, l->func.c_str());
+    copy_text(out->text, sizeof out->text, l->text.c_str());
+    return 0;
+}
+
+uint32_t mbus_ctl_log_head_count(void) {
+    State &s = st();
+    std::lock_guard<std::mutex> lock(s.mu);
+    return s.heads;
+}
+
+void mbus_ctl_set_log_level(uint32_t max_level) {
+    State &s = st();
+    std::lock_guard<std::mutex> lock(s.mu);
+    s.max_level = max_level;
+}
+
+uint32_t mbus_ctl_dump_count(void) {
+    State &s = st();
+    std::lock_guard<std::mutex> lock(s.mu);
+    return s.dumps.size();
+}
+
+int mbus_ctl_dump_get(uint32_t index, mbus_ctl_dump_t *out) {
+    State &s = st();
+    std::lock_guard<std::mutex> lock(s.mu);
+    const Dump *d = s.dumps.at(index);
+    if (d == nullptr || out == nullptr) {
+        return -1;
+    }
+    std::memset(out, 0, sizeof *out);
+    copy_text(out->channel, sizeof out->channel, d->channel.c_str());
+    out->len = d->len;
+    std::memcpy(out->data, d->data.data(), d->data.size());  // at most 2047 bytes, NUL after them
+    return 0;
+}
+
+void mbus_ctl_set_boot_time(uint64_t boot_time) {
+    State &s = st();
+    std::lock_guard<std::mutex> lock(s.mu);
+    s.boot_time = boot_time;
+}
+
+void mbus_ctl_set_echo(int on) { st().echo.store(on != 0); }
+
+}  // extern "C"

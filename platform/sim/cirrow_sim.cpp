@@ -1,0 +1,49 @@
+// cirrow-sim: runs an application against the virtual aircraft of the host stand-in.
+//
+//   cirrow-sim [--speed X] [scenario.toml] -- ./my_app [args...]
+//
+// It sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED) and replaces itself with the
+// application, which must be linked with the stand-in (-lmbus). The stand-in checks the scenario
+// when the application loads it, before main runs.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+int usage() {
+    std::fprintf(stderr, "usage: cirrow-sim [--speed X] [scenario.toml] -- app [args...]\n");
+    return 2;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    int i = 1;
+    for (; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
+        if (std::strcmp(argv[i], "--speed") == 0 && i + 1 < argc) {
+            setenv("MBUS_SIM_SPEED", argv[++i], 1);
+        } else if (argv[i][0] == '-') {
+            return usage();
+        } else {
+            if (access(argv[i], R_OK) != 0) {
+                std::fprintf(stderr, "cirrow-sim: cannot read scenario %s\n", argv[i]);
+                return 2;
+            }
+            char *full = realpath(argv[i], nullptr);
+            setenv("MBUS_SCENARIO", full, 1);
+            std::free(full);
+        }
+    }
+    if (i + 1 >= argc) {
+        return usage();
+    }
+    setenv("MBUS_SIM", "1", 1);
+    execvp(argv[i + 1], argv + i + 1);
+    std::fprintf(stderr, "cirrow-sim: cannot run %s: %s\n", argv[i + 1], std::strerror(errno));
+    return 127;
+}

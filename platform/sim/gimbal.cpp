@@ -1,0 +1,120 @@
+// The gimbal: modes, angle and rate drives moving its joint angles (which the joint-angle query
+// returns), yaw reset, release, the water-wave detection answered by a push, and its control and
+// information messages once subscribed.
+#include <algorithm>
+#include <cmath>
+
+#include "model.h"
+
+namespace sim {
+
+namespace {
+
+using namespace layout;
+
+constexpr double kSlew = 900;                                                // tenths of a degree per second
+constexpr double kLimits[3][2] = {{-900, 300}, {-450, 450}, {-3200, 3200}};  // pitch, roll, yaw
+constexpr double kWaveS = 0.8;
+
+class Gimbal : public Model {
+public:
+    Gimbal() : Model("gimbal") { streams = {{kGimbalCtrl, 10}, {kGimbalInfo, 10}}; }
+    bool serves(uint16_t receiver) const override { return receiver == kGimbal; }
+
+protected:
+    void command(double t, const Req &r, Bytes &out) override {
+        out.u8(0, 0);
+        dispatch(*this, kCommands, t, r, out);
+    }
+
+    void step(double t, Out &out) override {
+        const double dt = t - last_;
+        last_ = t;
+        for (size_t i = 0; i < 3; ++i) {
+            const double want = driving_ ? target_[i] : angle_[i] + rate_[i] * dt;
+            const double stepmax = kSlew * dt;
+            angle_[i] =
+                std::clamp(angle_[i] + std::clamp(want - angle_[i], -stepmax, stepmax), kLimits[i][0], kLimits[i][1]);
+        }
+        if (wave_at_ > 0 && t >= wave_at_) {
+            wave_at_ = 0;
+            Bytes m = out.add(kGimbalWv);
+            m.u16(0, 62);
+            m.u16(2, 18);
+            m.u16(4, 7);
+            m.u8(6, 1);  // waves seen
+            say("t=%.1f s: gimbal water-wave detection done\n", t);
+        }
+    }
+
+    bool flowing(const Stream &) const override { return subscribed_; }
+
+    void fill(const Stream &s, double t, Bytes &m) override {
+        for (size_t i = 0; i < 3; ++i) {
+            const auto v = static_cast<uint32_t>(
+                static_cast<int32_t>(std::lround(s.msg.id == kGimbalCtrl.id ? target_[i] : angle_[i])));
+            m.u16(2 * i, v);
+        }
+        if (s.msg.id == kGimbalCtrl.id) {
+            m.u8(6, mode_);
+            m.u8(7, driving_ ? kFlagsDrive : 0);
+        } else {
+            m.u16(6, mode_);
+            m.u32(8, static_cast<uint32_t>(t * 1000));
+            m.u32(12, 1);
+        }
+    }
+
+private:
+    void mode(double t, const Req &r, Bytes &) {
+        mode_ = r.in.get8(0);
+        say("t=%.1f s: gimbal mode %u\n", t, mode_);
+    }
+    void angle(double t, const Req &r, Bytes &) {
+        driving_ = (r.in.get8(kAngleFlagsAt) & kFlagsDrive) != 0;  // clear: control released
+        for (size_t i = 0; i < 3 && driving_; ++i) {
+            target_[i] = static_cast<int16_t>(r.in.get(2 * i, 2));
+        }
+        rate_[0] = rate_[1] = rate_[2] = 0;
+        if (driving_) {
+            say("t=%.1f s: gimbal turns to %.1f, %.1f, %.1f degrees\n", t, target_[0] / 10, target_[1] / 10,
+                target_[2] / 10);
+        }
+    }
+    void rate(double, const Req &r, Bytes &) {
+        if (r.in.get8(kRateFlagsAt) == kFlagsResetYaw) {
+            driving_ = true;
+            target_[0] = angle_[0];
+            target_[1] = angle_[1];
+            target_[2] = 0;
+            return;
+        }
+        driving_ = false;
+        for (size_t i = 0; i < 3; ++i) {
+            rate_[i] = static_cast<int16_t>(r.in.get(2 * i, 2));
+        }
+    }
+    void query(double, const Req &, Bytes &out) {
+        out.u32(kJointAt, static_cast<uint32_t>(std::lround(angle_[0])));
+        out.u32(kJointAt + 4, static_cast<uint32_t>(std::lround(angle_[2])));
+        out.u32(kJointAt + 8, static_cast<uint32_t>(std::lround(angle_[1])));
+    }
+    void wave(double t, const Req &, Bytes &) { wave_at_ = t + kWaveS; }
+    void subscribe(double, const Req &, Bytes &) { subscribed_ = true; }
+
+    static constexpr Command<Gimbal> kCommands[] = {
+        {4, 68, &Gimbal::mode},   {4, 10, &Gimbal::angle}, {4, 12, &Gimbal::rate},
+        {4, 104, &Gimbal::query}, {4, 61, &Gimbal::wave},  {4, 30, &Gimbal::subscribe},
+    };
+
+    uint8_t mode_ = 0;
+    bool driving_ = false, subscribed_ = false;
+    double angle_[3] = {0, 0, 0}, target_[3] = {0, 0, 0}, rate_[3] = {0, 0, 0};
+    double last_ = 0, wave_at_ = 0;
+};
+
+}  // namespace
+
+Model *make_gimbal() { return new Gimbal; }
+
+}  // namespace sim

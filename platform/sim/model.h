@@ -1,0 +1,154 @@
+// A module model: a small state machine on the far side of the link. The aircraft hands it the
+// requests addressed to its receivers and ticks it on the delivery thread; it answers through a
+// command table and pushes its periodic messages through a stream table.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "layouts.h"
+
+namespace sim {
+
+// Little-endian reads and writes in a bounded byte buffer: out-of-range bytes are left alone.
+class Bytes {
+public:
+    Bytes(uint8_t *p, size_t n) : p_(p), n_(n) {}
+    size_t size() const { return n_; }
+    uint8_t *data() { return p_; }
+    const uint8_t *data() const { return p_; }
+    void u8(size_t at, uint8_t v) {
+        if (at < n_) {
+            p_[at] = v;
+        }
+    }
+    void u16(size_t at, uint32_t v) { le(at, v, 2); }
+    void u32(size_t at, uint32_t v) { le(at, v, 4); }
+    void f32(size_t at, float v) {
+        uint32_t b;
+        std::memcpy(&b, &v, 4);
+        le(at, b, 4);
+    }
+    void text(size_t at, const char *s, size_t max) {
+        for (size_t i = 0; i < max && s[i] != '\0'; ++i) {
+            u8(at + i, static_cast<uint8_t>(s[i]));
+        }
+    }
+    uint8_t get8(size_t at) const { return at < n_ ? p_[at] : 0; }
+    uint32_t get(size_t at, size_t width) const {
+        uint32_t v = 0;
+        for (size_t i = width; i > 0; --i) {
+            v = v << 8 | get8(at + i - 1);
+        }
+        return v;
+    }
+    float getf(size_t at) const {
+        const uint32_t b = get(at, 4);
+        float v;
+        std::memcpy(&v, &b, 4);
+        return v;
+    }
+
+private:
+    void le(size_t at, uint32_t v, size_t width) {
+        for (size_t i = 0; i < width; ++i) {
+            u8(at + i, static_cast<uint8_t>(v >> (8 * i)));
+        }
+    }
+    uint8_t *p_;
+    size_t n_;
+};
+
+// A request as a model sees it: its route and payload (read-only through `in`).
+struct Req {
+    uint8_t set;
+    uint8_t id;
+    uint16_t receiver;
+    Bytes in;
+};
+
+// A pushed message a model sends: route and bytes.
+struct Pushed {
+    uint8_t set;
+    uint8_t id;
+    std::vector<uint8_t> bytes;
+};
+
+class Out {
+public:
+    // A zero-filled message of the push's length, to be filled and sent after the tick.
+    Bytes add(const layout::Push &p) {
+        items.push_back({p.set, p.id, std::vector<uint8_t>(p.len, 0)});
+        return Bytes(items.back().bytes.data(), p.len);
+    }
+    std::vector<Pushed> items;
+};
+
+// What a model says about itself on the stand-in's diagnostics (stderr unless quiet).
+void say(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+
+class Model {
+public:
+    // One periodic message: its rate (changed by scenarios) and when it is next due.
+    struct Stream {
+        layout::Push msg;
+        double hz;
+        double next = 0;
+    };
+
+    explicit Model(const char *name) : name_(name) {}
+    virtual ~Model() = default;
+    const char *name() const { return name_; }
+
+    virtual bool serves(uint16_t receiver) const = 0;
+    // Carries out a request at time t (seconds since the aircraft started) and writes its answer
+    // into `out` (the caller's buffer as it was).
+    void answer(double t, const Req &r, Bytes &out);
+    // Where a command's answer carries its result byte, or -1 when it has none: a refusal writes
+    // its byte there instead of carrying the request out.
+    virtual int result_at(const Req &) const { return 0; }
+    // Moves the state machine to time t; pushes what is due.
+    void tick(double t, Out &out);
+
+    std::vector<Stream> streams;
+
+protected:
+    virtual void command(double t, const Req &r, Bytes &out) = 0;
+    virtual void step(double t, Out &out) = 0;
+    // Whether a stream is flowing now (e.g. after the subscription), and its bytes.
+    virtual bool flowing(const Stream &) const { return true; }
+    virtual void fill(const Stream &s, double t, Bytes &m) = 0;
+    virtual void version(Bytes &out) const {
+        out.u8(0, 0);
+        out.u32(layout::kVersionAt, 0x01020300);  // 1.2.3.0
+    }
+
+private:
+    const char *name_;
+};
+
+// A model's command table: set/id to a member function. Unknown commands are answered with a
+// zero result byte; they are what a newer library might send.
+template <class M>
+struct Command {
+    uint8_t set;
+    uint8_t id;
+    void (M::*fn)(double t, const Req &r, Bytes &out);
+};
+
+template <class M, size_t N>
+void dispatch(M &m, const Command<M> (&table)[N], double t, const Req &r, Bytes &out) {
+    for (const Command<M> &c : table) {
+        if (c.set == r.set && c.id == r.id) {
+            (m.*c.fn)(t, r, out);
+            return;
+        }
+    }
+}
+
+// The models of the aircraft, built once.
+std::vector<Model *> build_models();
+
+}  // namespace sim

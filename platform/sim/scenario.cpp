@@ -1,0 +1,159 @@
+// Scenario files, parsed with toml++. Every key is checked: a misspelt key or module is an error
+// naming its line, so that a fault meant for the flight is never silently ignored.
+#include "scenario.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include <toml++/toml.h>
+
+namespace sim {
+
+namespace {
+
+struct Bad {
+    int line;
+    std::string what;
+};
+
+int line_of(const toml::node &n) { return static_cast<int>(n.source().begin.line); }
+
+template <class T>
+T need(const toml::node &n, const char *key, const char *kind) {
+    const auto v = n.value<T>();
+    if (!v) {
+        throw Bad{line_of(n), std::string(key) + " must be " + kind};
+    }
+    return *v;
+}
+
+double number(const toml::node &n, const char *key, double lo, double hi) {
+    const double v = need<double>(n, key, "a number");
+    if (v < lo || v > hi) {
+        char msg[128];
+        std::snprintf(msg, sizeof msg, "%s = %g is outside %g..%g", key, v, lo, hi);
+        throw Bad{line_of(n), msg};
+    }
+    return v;
+}
+
+Answer answer_of(const toml::node &n) {
+    static const std::pair<const char *, Answer> kNames[] = {{"normal", Answer::Normal},
+                                                             {"refuse", Answer::Refuse},
+                                                             {"late", Answer::Late},
+                                                             {"short", Answer::Short},
+                                                             {"silent", Answer::Silent}};
+    const std::string s = need<std::string>(n, "answer", "a text");
+    for (const auto &[name, a] : kNames) {
+        if (s == name) {
+            return a;
+        }
+    }
+    throw Bad{line_of(n), "answer \"" + s + "\" is not one of normal, refuse, late, short, silent"};
+}
+
+std::string listed(const std::vector<std::string> &names) {
+    std::string all;
+    for (const std::string &n : names) {
+        all += (all.empty() ? "" : ", ") + n;
+    }
+    return all;
+}
+
+Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules) {
+    const ModuleNames *module = nullptr;
+    int push_line = 0;
+    Event e;
+    e.line = line_of(t);
+    for (const auto &[key, node] : t) {
+        const std::string k(key.str());
+        if (k == "time") {
+            e.time = number(node, "time", 0, 86400);
+        } else if (k == "module") {
+            e.module = need<std::string>(node, "module", "a text");
+            std::vector<std::string> known;
+            for (const ModuleNames &m : modules) {
+                known.push_back(m.name);
+                module = m.name == e.module ? &m : module;
+            }
+            if (module == nullptr) {
+                throw Bad{line_of(node), "unknown module \"" + e.module + "\" (known: " + listed(known) + ")"};
+            }
+        } else if (k == "answer") {
+            e.sets_answer = true;
+            e.answer = answer_of(node);
+        } else if (k == "command") {
+            const std::string c = need<std::string>(node, "command", "a text \"set/id\"");
+            unsigned set = 0, id = 0;
+            char tail = 0;
+            if (std::sscanf(c.c_str(), "%u/%u%c", &set, &id, &tail) != 2 || set > 255 || id > 255) {
+                throw Bad{line_of(node), "command \"" + c + "\" is not set/id (two numbers 0..255)"};
+            }
+            e.set = static_cast<int>(set);
+            e.id = static_cast<int>(id);
+        } else if (k == "byte") {
+            e.byte = static_cast<uint8_t>(number(node, "byte", 0, 255));
+        } else if (k == "delay_ms") {
+            e.delay_ms = static_cast<uint32_t>(number(node, "delay_ms", 0, 60000));
+        } else if (k == "length") {
+            e.length = static_cast<uint32_t>(number(node, "length", 0, 2048));
+        } else if (k == "rate") {
+            e.sets_rate = true;
+            e.hz = number(node, "rate", 0, 1000);
+        } else if (k == "push") {
+            e.push = need<std::string>(node, "push", "a message name such as \"flight.fc_state\"");
+            push_line = line_of(node);
+        } else {
+            throw Bad{line_of(node), "unknown key \"" + k + "\" in [[event]]"};
+        }
+    }
+    if (e.module.empty()) {
+        throw Bad{e.line, "[[event]] without module"};
+    }
+    if (e.sets_answer == e.sets_rate) {
+        throw Bad{e.line, "[[event]] needs exactly one of answer or rate"};
+    }
+    const auto &pushes = module->pushes;
+    if (!e.push.empty() && std::find(pushes.begin(), pushes.end(), e.push) == pushes.end()) {
+        throw Bad{push_line, e.module + " pushes no \"" + e.push + "\" (it pushes: " + listed(pushes) + ")"};
+    }
+    return e;
+}
+
+}  // namespace
+
+bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modules, Scenario &out,
+                   std::string &error) {
+    out = Scenario{};
+    out.file = path;
+    try {
+        const toml::table doc = toml::parse_file(path);
+        for (const auto &[key, node] : doc) {
+            const std::string k(key.str());
+            if (k == "speed") {
+                out.speed = number(node, "speed", 0.01, 100);
+            } else if (k == "event") {
+                const toml::array *list = node.as_array();
+                if (list == nullptr || !list->is_array_of_tables()) {
+                    throw Bad{line_of(node), "event must be a list of tables ([[event]])"};
+                }
+                for (const toml::node &e : *list) {
+                    out.events.push_back(event_of(*e.as_table(), modules));
+                }
+            } else {
+                throw Bad{line_of(node), "unknown key \"" + k + "\" (known: speed, [[event]])"};
+            }
+        }
+    } catch (const toml::parse_error &e) {
+        error = path + ":" + std::to_string(e.source().begin.line) + ": " + std::string(e.description());
+        return false;
+    } catch (const Bad &b) {
+        error = path + ":" + std::to_string(b.line) + ": " + b.what;
+        return false;
+    }
+    std::stable_sort(out.events.begin(), out.events.end(),
+                     [](const Event &a, const Event &b) { return a.time < b.time; });
+    return true;
+}
+
+}  // namespace sim

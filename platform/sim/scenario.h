@@ -1,0 +1,60 @@
+// A scenario: the models' behaviour over time, per module, read from a TOML file.
+//
+//   speed = 2.0                  # the aircraft's clock against the wall clock (default 1)
+//
+//   [[event]]
+//   time = 3.0                   # seconds on the aircraft's clock (default 0)
+//   module = "camera"            # flight, vision, camera, gimbal, rc, wifi, battery, quicktest
+//   answer = "silent"            # normal | refuse | late | short | silent
+//   command = "2/1"              # only this set/id (default: every command of the module)
+//   byte = 3                     # refuse: the result byte (default 1)
+//   delay_ms = 500               # late: how long answers take (default: longer than any timeout)
+//   length = 1                   # short: how many answer bytes arrive (default 0)
+//
+//   [[event]]
+//   time = 1.0
+//   module = "flight"
+//   rate = 2.0                   # pushes per second; 0 stops them
+//   push = "flight.fc_state"     # only this message (default: every message of the module)
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+enum class Answer : uint8_t { Normal, Refuse, Late, Short, Silent };
+
+struct Event {
+    double time = 0;
+    std::string module;
+    bool sets_answer = false;
+    Answer answer = Answer::Normal;
+    int set = -1;  // -1: every command
+    int id = -1;
+    uint8_t byte = 1;
+    uint32_t delay_ms = 0;  // 0: never in time
+    uint32_t length = 0;
+    bool sets_rate = false;
+    double hz = 0;
+    std::string push;  // empty: every stream of the module
+    int line = 0;
+};
+
+struct Scenario {
+    std::string file;
+    double speed = 1.0;
+    std::vector<Event> events;  // in time order
+};
+
+// The modules a scenario may name, each with the names of the messages it pushes.
+struct ModuleNames {
+    std::string name;
+    std::vector<std::string> pushes;
+};
+
+// Reads a scenario. On failure returns false with "file:line: problem" in error.
+bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modules, Scenario &out, std::string &error);
+
+}  // namespace sim

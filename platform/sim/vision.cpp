@@ -1,0 +1,197 @@
+// The vision processor: the panorama, quick-shot and lapse-photo missions, which progress on the
+// aircraft's clock and report their status, OSD, results and end; obstacle-avoidance and VIO
+// results; the self-test.
+#include <cmath>
+
+#include "model.h"
+
+namespace sim {
+
+namespace {
+
+using namespace layout;
+
+enum class Mission { None, Pano, QuickShot, Lapse };
+
+constexpr uint8_t kPanoShots = 8;
+constexpr double kPanoShotS = 0.5;
+constexpr double kQsStartS = 0.3;
+constexpr double kQsS = 3.0;  // the quick shot's flight, once started
+constexpr uint8_t kQsTargetLost = 2;
+constexpr double kLapseShotS = 0.4;
+constexpr uint8_t kLapseShots = 5;
+
+class Vision : public Model {
+public:
+    Vision() : Model("vision") { streams = {{kNavOsd, 2}, {kPanoStatus, 5}, {kOa, 10}, {kQsIndex, 2}}; }
+    bool serves(uint16_t receiver) const override {
+        return receiver == kVision || receiver == kVisionResult || receiver == kQs160;
+    }
+
+protected:
+    void command(double t, const Req &r, Bytes &out) override {
+        out.u8(0, 0);
+        if (r.set == 10 && r.id == 116) {  // one id, two commands: told apart by receiver
+            (r.receiver == kVisionResult ? oa_subscribed_ : lapse_armed_) = r.in.get8(0) != 0;
+            return;
+        }
+        dispatch(*this, kCommands, t, r, out);
+    }
+
+    void step(double t, Out &out) override {
+        switch (mission_) {
+            case Mission::Pano:
+                shots_ = static_cast<uint8_t>(std::min<double>(kPanoShots, (t - since_) / kPanoShotS));
+                if (shots_ == kPanoShots) {
+                    out.add(kPanoResult).u8(0, 0);
+                    finish(t, "panorama");
+                }
+                break;
+            case Mission::QuickShot:
+                quick_shot(t, out);
+                break;
+            case Mission::Lapse:
+                if (t - since_ >= kLapseShotS * (shots_ + 1)) {
+                    Bytes m = out.add(kLapseResult);
+                    m.u8(17, ++shots_ < kLapseShots ? kLapseShooting : kLapseDone);
+                    if (shots_ == kLapseShots) {
+                        finish(t, "lapse photo");
+                    }
+                }
+                break;
+            case Mission::None:
+                break;
+        }
+        if (vio_at_ > 0 && t >= vio_at_) {
+            vio_at_ = 0;
+            Bytes m = out.add(kVio);
+            m.u32(0, 1);
+            m.f32(4, 0.21f);
+            m.f32(8, -0.35f);
+            m.f32(12, 1.5f);
+            say("t=%.1f s: vision self-test: VIO calibrated\n", t);
+        }
+    }
+
+    bool flowing(const Stream &s) const override {
+        if (s.msg.id == kPanoStatus.id) {
+            return mission_ == Mission::Pano || pano_done_;
+        }
+        if (s.msg.id == kOa.id) {
+            return oa_subscribed_ || autotest_;
+        }
+        if (s.msg.id == kQsIndex.id) {
+            return mission_ == Mission::QuickShot;
+        }
+        return true;
+    }
+
+    void fill(const Stream &s, double t, Bytes &m) override {
+        if (s.msg.id == kNavOsd.id) {
+            m.u8(4, 0);
+            m.u8(12, mission_ == Mission::Pano ? static_cast<uint8_t>(pano_mode_ << 1 | 1) : 0);
+            m.u8(13, mission_ == Mission::QuickShot ? static_cast<uint8_t>(qs_mode_ << 1 | 1) : 0);
+        } else if (s.msg.id == kPanoStatus.id) {
+            m.u8(1, pano_mode_);
+            m.u8(2, mission_ == Mission::Pano ? 1 : 2);
+            m.u32(3, mission_id_);
+            m.u8(7, kPanoShots);
+            m.u8(8, shots_);
+            m.u8(9, static_cast<uint8_t>(shots_ * 100 / kPanoShots));
+            pano_done_ = false;  // the final status goes out once
+        } else if (s.msg.id == kOa.id) {
+            m.u8(0, 1);
+            for (size_t i = 0; i < 6; ++i) {
+                m.u16(1 + 2 * i, static_cast<uint32_t>(500 + 300 * std::sin(t + static_cast<double>(i))));
+            }
+            m.u8(13, 0x41);
+        } else {
+            m.u8(0, 1);
+            m.u8(1, 0);
+        }
+    }
+
+private:
+    void start(Mission m, double t, const char *what) {
+        mission_ = m;
+        since_ = t;
+        shots_ = 0;
+        ++mission_id_;
+        say("t=%.1f s: vision processor starts the %s (mission %u)\n", t, what, mission_id_);
+    }
+    void finish(double t, const char *what) {
+        say("t=%.1f s: vision processor finished the %s\n", t, what);
+        pano_done_ = mission_ == Mission::Pano;
+        mission_ = Mission::None;
+    }
+
+    // The quick shot flies once its target box is set: under way, result reports, then the end.
+    // A box that is empty or off the picture loses its target.
+    void quick_shot(double t, Out &out) {
+        const double since = t - since_;
+        if (qs_stage_ == 0 && since >= kQsStartS) {
+            qs_stage_ = 1;
+            out.add(kQsFinished).u8(0, 1);
+        } else if (qs_stage_ == 1 && (since >= kQsStartS + kQsS || (!box_ok_ && since >= kQsStartS + 0.5))) {
+            qs_stage_ = 2;
+            out.add(kQsResult).u8(8, box_ok_ ? 0 : kQsTargetLost);
+            out.add(kQsFinished).u8(0, 0);
+            finish(t, box_ok_ ? "quick shot" : "quick shot: target lost");
+        } else if (qs_stage_ == 1 && since >= kQsStartS + 1.0 * (reports_ + 1)) {
+            ++reports_;
+            out.add(kQsResult).u8(8, 1);  // still flying
+        }
+    }
+
+    void switch_to_pano(double, const Req &r, Bytes &) { pano_mode_ = r.in.get8(0) & 0x7F; }
+    void pano_control(double t, const Req &r, Bytes &) {
+        if (r.in.get8(0) != 0 && mission_ == Mission::None) {
+            start(Mission::Pano, t, "panorama");
+        } else if (r.in.get8(0) == 0 && mission_ == Mission::Pano) {
+            finish(t, "panorama (stopped)");
+        }
+    }
+    void qs_box(double t, const Req &r, Bytes &) {
+        float box[4];
+        for (size_t i = 0; i < 4; ++i) {
+            box[i] = r.in.getf(kBoxAt + 4 * i);
+        }
+        box_ok_ = box[2] > 0.01f && box[3] > 0.01f && box[0] >= 0 && box[1] >= 0 && box[0] + box[2] <= 1.0f &&
+                  box[1] + box[3] <= 1.0f;
+        if (mission_ == Mission::None) {
+            qs_stage_ = 0;
+            reports_ = 0;
+            start(Mission::QuickShot, t, "quick shot");
+        }
+    }
+    void qs_enable(double, const Req &r, Bytes &) { qs_mode_ = r.in.get8(0) & 0x7F; }
+    void lapse_go(double t, const Req &, Bytes &) {
+        if (mission_ == Mission::None) {
+            start(Mission::Lapse, t, "lapse photo");
+        }
+    }
+    void autotest(double t, const Req &r, Bytes &) {
+        autotest_ = r.in.get8(0) == 1;
+        if (autotest_) {
+            vio_at_ = t + 1.0;
+        }
+        say("t=%.1f s: vision self-test %s\n", t, autotest_ ? "running" : "stopped");
+    }
+
+    static constexpr Command<Vision> kCommands[] = {
+        {10, 91, &Vision::switch_to_pano}, {10, 62, &Vision::pano_control}, {10, 32, &Vision::qs_box},
+        {10, 41, &Vision::qs_enable},      {10, 120, &Vision::lapse_go},    {16, 27, &Vision::autotest},
+    };
+
+    Mission mission_ = Mission::None;
+    double since_ = 0, vio_at_ = 0;
+    uint32_t mission_id_ = 0;
+    uint8_t shots_ = 0, pano_mode_ = 0, qs_mode_ = 0, qs_stage_ = 0, reports_ = 0;
+    bool box_ok_ = false, oa_subscribed_ = false, lapse_armed_ = false, autotest_ = false, pano_done_ = false;
+};
+
+}  // namespace
+
+Model *make_vision() { return new Vision; }
+
+}  // namespace sim
