@@ -454,7 +454,10 @@ CW_API int32_t cw_v1_flight_api_trigger_dowm_vo(uint16_t value);
  * @return 0 once sent; the middleware's code.
  */
 CW_API int32_t cw_v1_flight_api_trigger_compass_cali(uint16_t value);
-/** @brief Subscribes to vibration data: writes 1 to "enable_0". Send-only. @return 0 once sent; the middleware's code. */
+/**
+ * @brief Subscribes to vibration data: writes 1 to "enable_0". Send-only.
+ * @return 0 once sent; the middleware's code.
+ */
 CW_API int32_t cw_v1_flight_api_subscribe_vib(void);
 /** @brief Same as cw_v1_flight_api_trigger_dowm_vo(). @param value the value written. @return its result. */
 CW_API int32_t cw_flight_trigger_down_vo(uint16_t value);
