@@ -81,7 +81,7 @@ CW_STATIC_ASSERT(sizeof(ImuDataGroup) == 136, "ImuDataGroup is 136 bytes");
 typedef struct {
     double longitude; /**< radians */
     double latitude;  /**< radians */
-    float altitude;   /**< in the unit of the origin's altitude (metres) */
+    float altitude;   /**< altitude, in the unit of the origin's altitude */
 } GpsPosition;
 CW_STATIC_ASSERT(offsetof(GpsPosition, latitude) == 8 && offsetof(GpsPosition, altitude) == 16,
                  "GpsPosition field offsets");
