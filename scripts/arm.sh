@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds cirrow, the stand-in middleware and the tests for the aircraft (32-bit ARM, hard float),
-# runs the whole test suite under qemu-arm, checks the exported symbols and the footprint budget.
+# runs the whole test suite under qemu-arm, checks the exported symbols and the footprint budget, and
+# checks that an install for the aircraft holds no host tool.
 #   scripts/arm.sh [build-dir]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -11,3 +12,4 @@ cmake --build "$build" -j "$(nproc)"
 ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
 scripts/check_abi.sh "$build/libcirrow.so" arm-linux-gnueabihf-nm
 scripts/footprint.sh "$build"
+scripts/check_install.sh --aircraft "$build"

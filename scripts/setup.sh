@@ -4,11 +4,20 @@
 # target. Each is looked for by what it provides (a command, a CMake package file), so a machine
 # that has them by other means needs neither dpkg nor apt. Only what is missing is installed, with
 # apt-get, and the script says what and why before it does.
-#   scripts/setup.sh [--host-only]
+#   scripts/setup.sh [--host-only] [--with-docs]
+#   --host-only   leave out the ARM cross toolchain and emulation
+#   --with-docs   also doxygen, for the API documentation (`cmake --build <dir> --target docs`)
 set -euo pipefail
 
 host_only=0
-[ "${1:-}" = "--host-only" ] && host_only=1
+with_docs=0
+for arg in "$@"; do
+    case $arg in
+        --host-only) host_only=1 ;;
+        --with-docs) with_docs=1 ;;
+        *) echo "setup: unknown option $arg" >&2; exit 2 ;;
+    esac
+done
 
 have_cmd() { command -v "$1" >/dev/null 2>&1; }
 have_file() { local f; for f in "$@"; do [ -e "$f" ] && return 0; done; return 1; }
@@ -32,6 +41,10 @@ cmake_pkg benchmark || need libbenchmark-dev "Google Benchmark (CMake package be
 have_cmd clang-format || need clang-format "clang-format"
 have_cmd clang-tidy || need clang-tidy "clang-tidy"
 have_cmd valgrind || need valgrind "valgrind"
+have_cmd pkg-config || need pkgconf "pkg-config (the install check builds with it)"
+if [ $with_docs -eq 1 ]; then
+    have_cmd doxygen || need doxygen "doxygen (the API documentation)"
+fi
 if [ $host_only -eq 0 ]; then
     have_cmd arm-linux-gnueabihf-g++ || need g++-arm-linux-gnueabihf "the ARM cross compiler"
     have_cmd arm-linux-gnueabihf-nm || need binutils-arm-linux-gnueabihf "the ARM binutils"

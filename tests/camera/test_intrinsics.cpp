@@ -243,10 +243,10 @@ TEST_F(Intrinsics, MissingToolAndOverlongCommand) {
 
 TEST_F(Intrinsics, ShellCharactersInTheFetchPathAreRefused) {
     const std::string base = (kFactory / "r.bin").string(), inj = (kFactory / "INJECTED").string();
-    // Each after an ordinary path, with X standing for a file the shell would create; "" and null alone.
+    // Each after an ordinary path, with X standing for a file the shell would create; "" alone.
     for (const char *hostile :
          std::vector<const char *>{"; touch X", " X", "$(touch X)", "`touch X`", "'; touch X'", "\"; touch X\"",
-                                   "\ntouch X", " | touch X", " & touch X", " > X", "", nullptr}) {
+                                   "\ntouch X", " | touch X", " & touch X", " > X", ""}) {
         std::string path = hostile && *hostile ? base + hostile : "";
         path = path.empty() ? path : path.replace(path.rfind('X'), 1, inj);
         mbus_ctl_reset();

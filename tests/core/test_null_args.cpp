@@ -59,7 +59,7 @@ const Row kRows[] = {
     R(cw_camera_read_camera_intri_from_bin("x", ok, nullptr)), R(cw_camera_get_type_intri_240(nullptr, ok)),
     R(cw_camera_get_type_intri_240(ok, nullptr)), R(cw_camera_get_type_intri_480(nullptr, ok)),
     R(cw_camera_get_type_intri_480(ok, nullptr)), R(cw_camera_read_intri_from_camera(nullptr, ok)),
-    R(cw_camera_read_intri_from_camera(ok, nullptr)), {"read_bin(null)", [] { return int64_t{cw_camera_read_bin_intri_from_camera(nullptr)}; }, -1},
+    R(cw_camera_read_intri_from_camera(ok, nullptr)), R(cw_camera_read_bin_intri_from_camera(nullptr)),
     // Version, serial number, battery
     R(cw_v1_common_api_get_version(0x0306, nullptr)), R(cw_v1_common_api_get_SN(0, nullptr)),
     R(cw_v1_battery_api_get_dynamic_info(nullptr)), R(cw_v1_battery_api_get_cell_voltage(nullptr, ok)),

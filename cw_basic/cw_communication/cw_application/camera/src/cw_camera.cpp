@@ -317,6 +317,7 @@ constexpr const char *kUnsafePath = "refused calibration path with unsafe charac
 }  // namespace
 
 extern "C" int32_t cw_camera_read_bin_intri_from_camera(const char *path) {
+    CW_REQUIRE(path);
     char cmd[kPathMax];
     const bool safe = shell_safe_path(path);
     const int len = safe ? std::snprintf(cmd, sizeof cmd, "eeprom_rw read intri_param %s", path) : -1;
