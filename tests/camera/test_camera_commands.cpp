@@ -3,9 +3,7 @@
 // tests that refuse before sending.
 #include <cirrow/cirrow.h>
 
-#include <functional>
-
-#include "camera_test.h"
+#include "cw_test.h"
 
 using namespace cwt;
 
@@ -20,7 +18,7 @@ constexpr uint32_t kCam = 2000000;
 // Combined: any failure -1001. Logged: the send result, a refusal only logged. Path: -1001 on a
 // failed send, the answer not judged.
 enum Policy { kComb, kLogged, kSendOnly, kPath };
-struct Row {
+struct Cmd {
     std::string name;  // of the function writing the lines
     std::function<int32_t()> fn;
     uint8_t set, id;
@@ -29,14 +27,8 @@ struct Row {
     const char *line;  // failure line, formatted with (ret, ack)
     Bytes payload;
 };
-#define R(call, ...)                            \
-    Row {                                       \
-#call, [] { return call; }, __VA_ARGS__ \
-    }
-#define W(name, call, ...)                      \
-    Row {                                       \
-#name, [] { return call; }, __VA_ARGS__ \
-    }  // a wrapper and its command
+#define R(call, ...) Cmd{CALL(call), __VA_ARGS__}
+#define W(name, call, ...) Cmd{CALL_AS(name, call), __VA_ARGS__}  // a wrapper and its command
 
 std::string format(const char *fmt, int32_t ret, int ack) {
     char buf[256];
@@ -56,7 +48,7 @@ TEST_F(CameraCommands, EveryCommandsRouteFailureAndRefusal) {
     const char *lens = "U [cirrow] set focus fail ret:%d ack: %d\n";
     const char *shut = "U switch exposure mode fail result = %d ack = %d\n";
     const char *store = "U [cirrow] set camera storage path fail result = %d ack = %d\n";
-    const std::vector<Row> rows = {
+    const std::vector<Cmd> cmds = {
         R(cw_v1_camera_api_query_camera_mode(&g_u8), 2, 17, kCam, 2, kComb, query, {}),
         W(cw_v1_camera_api_query_camera_mode, cw_camera_get_workmode(&g_u8), 2, 17, kCam, 2, kComb, query, {}),
         R(cw_v1_camera_api_send_heartbeat(), 0, 14, 0, 0, kSendOnly, beat, {}),
@@ -99,34 +91,19 @@ TEST_F(CameraCommands, EveryCommandsRouteFailureAndRefusal) {
           {13, 0xAA, 2, 3, 4, 5}),
         R(cw_v1_camera_api_take_photo(9), 2, 1, 5000000, 1, kComb, "U [cirrow] take photo fail ret: %d ack: %d\n", {9}),
     };
+    // Each command after a failed send, a refusal and an acceptance.
     Bytes refused(47, 0);
     refused[0] = 3;
-    for (const Row &r : rows) {
-        const std::string name = r.name.substr(0, r.name.find('('));
-        const Texts on_refusal = r.policy == kComb || r.policy == kLogged ? Texts{format(r.line, 0, 3)} : Texts{};
-        for (auto [fail, rc, want] :
-             {std::tuple{true, r.policy == kComb || r.policy == kPath ? CW_ERR_ACK : -5, Texts{format(r.line, -5, 0)}},
-              std::tuple{false, r.policy == kComb ? CW_ERR_ACK : 0, on_refusal}}) {
-            SCOPED_TRACE(r.name + (fail ? ", failed send" : ", refused"));
-            mbus_ctl_reset();
-            fail ? fail_next(-5) : answer(refused);
-            EXPECT_EQ(r.fn(), rc);
-            const auto s = sent();
-            ASSERT_EQ(s.size(), 1u);
-            EXPECT_EQ(std::tie(s[0].cmd_set, s[0].cmd_id, s[0].receiver, s[0].timeout, s[0].resp_len, s[0].payload),
-                      std::make_tuple(r.set, r.id, 0x0100, r.timeout, r.resp_len, r.payload));
-            EXPECT_EQ(std::make_pair(s[0].payload_null, s[0].resp_null),
-                      std::make_pair(r.payload.empty(), !r.resp_len));
-            EXPECT_EQ(lines(), want);
-            if (!want.empty()) {
-                EXPECT_EQ(leveled().empty() ? usrlog().at(0).func : leveled()[0].func, name);
-            }
-        }
-        mbus_ctl_reset();
-        answer(Bytes(47, 0));
-        EXPECT_EQ(r.fn(), 0);
-        EXPECT_EQ(lines(), Texts{});
+    std::vector<Row> rows;
+    for (const Cmd &c : cmds) {
+        const bool judged = c.policy == kComb || c.policy == kLogged;
+        rows.push_back({c.name, c.fn, {}, c.policy == kComb || c.policy == kPath ? CW_ERR_ACK : -5,
+                        {format(c.line, -5, 0)}, Req{c.set, c.id, 0x0100, c.timeout, c.resp_len, c.payload}});
+        rows.push_back({c.name, c.fn, refused, c.policy == kComb ? CW_ERR_ACK : 0,
+                        judged ? Texts{format(c.line, 0, 3)} : Texts{}});
+        rows.push_back({c.name, c.fn, Bytes(47, 0), 0, {}});
     }
+    run(rows);
 }
 
 TEST_F(CameraCommands, PingZoomAndTopMode) {

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "camera_test.h"
+#include "cw_test.h"
 
 using namespace cwt;
 using Floats = std::vector<float>;

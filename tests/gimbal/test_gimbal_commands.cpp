@@ -1,6 +1,8 @@
 // Gimbal commands: routing and payload bytes (through the wrappers), the control flags byte, the
 // answer policies with their lines, and the joint-angle reorder.
-#include "gimbal_test.h"
+#include <cirrow/cirrow.h>
+
+#include "cw_test.h"
 
 using namespace cwt;
 
@@ -15,28 +17,28 @@ class GimbalCommands : public LinkTest {};
 
 TEST_F(GimbalCommands, RequestsAndSendFailureLines) {
     // clang-format off
-    check({
-        {CW_CALL(cw_gimbal_mode_control(0x7F)), {}, -5, {"U [cirrow] change mode send fail ret:-5 ack: 0\n"},
+    run({
+        {CALL_AS(cw_v1_gimbal_api_mode_control, cw_gimbal_mode_control(0x7F)), {}, -5, {"U [cirrow] change mode send fail ret:-5 ack: 0\n"},
          Req{4, 68, G, 200000, 1, {0x7F}}},
-        {CW_CALL(cw_gimbal_angle_control(&kAngle)), {}, -5, {"U cw gimbal angle control send fail ret:-5, ack = 0\n"},
+        {CALL_AS(cw_v1_gimbal_api_angle_control, cw_gimbal_angle_control(&kAngle)), {}, -5, {"U cw gimbal angle control send fail ret:-5, ack = 0\n"},
          Req{4, 10, G, 1000000, 1, {0xFE, 0xFF, 0x34, 0x12, 0x2C, 0x01, 0x0A, 0, 0xAA, 0, 0xEF, 0xBE}}},
-        {CW_CALL(cw_gimbal_reset()), {0}, 0, {},
+        {CALL_AS(cw_v1_gimbal_api_angle_control, cw_gimbal_reset()), {0}, 0, {},
          Req{4, 10, G, 1000000, 1, {0, 0, 0, 0, 0, 0, 0x0A, 0, 0xA2, 0, 0x0A, 0}}},
-        {CW_CALL(cw_gimbal_rate_control(&kRate)), {}, -5, {"L1 nav gimbal rate control send fail -5\n"},
+        {CALL_AS(cw_v1_gimbal_api_rate_control, cw_gimbal_rate_control(&kRate)), {}, -5, {"L1 nav gimbal rate control send fail -5\n"},
          Req{4, 12, G, 0, 0, {0xFF, 0xFF, 0x02, 0x00, 0xD4, 0xFE, 0xDE}}},
-        {CW_CALL(cw_gimbal_reset_yaw()), {}, -5, {"L1 cw gimbal reset yaw send fail -5\n"},
+        {CALL_AS(cw_v1_gimbal_api_reset_yaw, cw_gimbal_reset_yaw()), {}, -5, {"L1 cw gimbal reset yaw send fail -5\n"},
          Req{4, 12, G, 0, 0, {0, 0, 0, 0, 0, 0, 0x20}}},
-        {CW_CALL(cw_gimbal_release_control()), {}, -5, {"L1 cw gimbal angle control send fail -5\n"},
+        {CALL_AS(cw_v1_gimbal_api_release_control, cw_gimbal_release_control()), {}, -5, {"L1 cw gimbal angle control send fail -5\n"},
          Req{4, 10, G, 0, 0, Bytes(12, 0)}},
-        {CW_CALL(cw_gimbal_query_joint_angle(g_v)), {}, -5, {"L1 cw gimbal api query joint angle error: -5\n"},
+        {CALL_AS(cw_v1_gimbal_api_query_joint_angle, cw_gimbal_query_joint_angle(g_v)), {}, -5, {"L1 cw gimbal api query joint angle error: -5\n"},
          Req{4, 104, G, 200000, 15, {0x11, 1, 1}}},
-        {CW_CALL(cw_gimbal_waterwave_trigger("START")), {}, -5,
+        {CALL_AS(cw_v1_gimbal_api_waterwave_trigger, cw_gimbal_waterwave_trigger("START")), {}, -5,
          {"U cw gimbal api trigger waterwave detect  error: -5\n"},
          Req{4, 61, G, 20000, 1, {0x10}}},
-        {CW_CALL(cw_gimbal_waterwave_trigger("start")), {0}, 0, {}, Req{4, 61, G, 20000, 1, {0}}},
-        {CW_CALL(cw_v1_gimbal_subscribe_info(1, 2, 3)), {}, -5, {"U nav gimbal subscribe send fail -5\n"},
+        {CALL_AS(cw_v1_gimbal_api_waterwave_trigger, cw_gimbal_waterwave_trigger("start")), {0}, 0, {}, Req{4, 61, G, 20000, 1, {0}}},
+        {CALL(cw_v1_gimbal_subscribe_info(1, 2, 3)), {}, -5, {"U nav gimbal subscribe send fail -5\n"},
          Req{4, 30, G, 200000, 1, {1, 2, 3, 0}}},
-    }, "cw_v1_gimbal_api");
+    }, -5, "cw_protocal/src/api/cw_v1_gimbal_api");
     // clang-format on
 }
 
@@ -58,19 +60,19 @@ TEST_F(GimbalCommands, FlagsByteTakesBitZeroOfEachFlag) {
 
 TEST_F(GimbalCommands, AnswerPoliciesAndTheirLines) {
     // clang-format off
-    check({  // mode and angle control log a refusal but return the send result
-        {CW_CALL(cw_v1_gimbal_api_mode_control(3)), {5}, 0, {"U [cirrow] change mode send fail ret:0 ack: 5\n"}},
-        {CW_CALL(cw_v1_gimbal_api_angle_control(1, 2, 3, 0, 0, 0, 0, 0, 0, 4)), {7}, 0,
+    run({  // mode and angle control log a refusal but return the send result
+        {CALL(cw_v1_gimbal_api_mode_control(3)), {5}, 0, {"U [cirrow] change mode send fail ret:0 ack: 5\n"}},
+        {CALL(cw_v1_gimbal_api_angle_control(1, 2, 3, 0, 0, 0, 0, 0, 0, 4)), {7}, 0,
          {"U cw gimbal angle control send fail ret:0, ack = 7\n"}},
-        {CW_CALL(cw_v1_gimbal_api_angle_control(1, 2, 3, 0, 0, 0, 0, 0, 0, 4)), {0}, 0, {}},
-        {CW_CALL(cw_v1_gimbal_api_query_joint_angle(&g_v[0], &g_v[1], &g_v[2])), {1}, -1001,
+        {CALL(cw_v1_gimbal_api_angle_control(1, 2, 3, 0, 0, 0, 0, 0, 0, 4)), {0}, 0, {}},
+        {CALL(cw_v1_gimbal_api_query_joint_angle(&g_v[0], &g_v[1], &g_v[2])), {1}, -1001,
          {"L1 cw gimbal api query joint angle ack != 0\n"}},
-        {CW_CALL(cw_v1_gimbal_api_waterwave_trigger("START")), {2}, -1001,
+        {CALL(cw_v1_gimbal_api_waterwave_trigger("START")), {2}, -1001,
          {"U cw gimbal api trigger waterwave detect ack != 0\n"}},
-        {CW_CALL(cw_v1_gimbal_api_waterwave_trigger(nullptr)), {0}, 0, {}, Req{4, 61, G, 20000, 1, {0}}},
-        {CW_CALL(cw_v1_gimbal_subscribe_info(1, 2, 3)), {9}, -1001, {"U nav gimbal subscribe result fail 9\n"}},
-        {CW_CALL(cw_v1_gimbal_subscribe_info(1, 2, 3)), {0}, 0, {"U nav gimbal subscribe success\n"}},
-    }, "cw_v1_gimbal_api");
+        {CALL(cw_v1_gimbal_api_waterwave_trigger(nullptr)), {0}, 0, {}, Req{4, 61, G, 20000, 1, {0}}},
+        {CALL(cw_v1_gimbal_subscribe_info(1, 2, 3)), {9}, -1001, {"U nav gimbal subscribe result fail 9\n"}},
+        {CALL(cw_v1_gimbal_subscribe_info(1, 2, 3)), {0}, 0, {"U nav gimbal subscribe success\n"}},
+    }, -5, "cw_protocal/src/api/cw_v1_gimbal_api");
     // clang-format on
 }
 

@@ -81,6 +81,58 @@ std::vector<std::string> usrlog_texts() {
     return out;
 }
 
+Texts lines(const std::string &func, const std::string &file) {
+    Texts out;
+    for (const Line &l : leveled()) {
+        EXPECT_TRUE(func.empty() || l.func == func) << l.func << ": " << l.text;
+        EXPECT_TRUE(file.empty() || l.file == "../cw_basic/cw_communication/" + file) << l.file;
+        out.push_back(both(int(l.level), l.text)[0]);
+    }
+    for (const UsrLine &u : usrlog()) {
+        EXPECT_TRUE(func.empty() || u.func == func) << u.func << ": " << u.text;
+        out.push_back(both(0, u.text)[1]);
+    }
+    return out;
+}
+
+// Built by appending: g++ 12 at -O3 warns (-Wrestrict) inside libstdc++ on "literal" + std::string.
+Texts both(int level, const std::string &text) {
+    return {std::string("L").append(std::to_string(level)).append(" ").append(text), std::string("U ").append(text)};
+}
+
+Req request(size_t i) {
+    const Sent s = sent().at(i);
+    EXPECT_EQ(std::make_pair(s.payload_null, s.resp_null), std::make_pair(s.payload.empty(), s.resp_len == 0));
+    return {s.cmd_set, s.cmd_id, s.receiver, s.timeout, s.resp_len, s.payload};
+}
+
+std::string registrations() {
+    std::string out;
+    std::vector<mbus_ctl_registration_t> regs;
+    for (mbus_ctl_registration_t r; mbus_ctl_registration_get(uint32_t(regs.size()), &r) == 0; regs.push_back(r)) {
+        out += (r.registered ? "+" : "-") + std::to_string(r.cmd_set) + "/" + std::to_string(r.cmd_id) + " ";
+        for (const auto &first : regs) {
+            const bool same = first.registered && first.cmd_set == r.cmd_set && first.cmd_id == r.cmd_id;
+            EXPECT_TRUE(r.registered || !same || first.cb == r.cb) << out;
+        }
+    }
+    return out;
+}
+
+void run(const std::vector<Row> &rows, int32_t fail, const std::string &file) {
+    for (const Row &r : rows) {
+        SCOPED_TRACE(r.call);
+        mbus_ctl_reset();
+        r.answer.empty() ? fail_next(fail) : answer(r.answer);
+        EXPECT_EQ(r.fn(), r.rc);
+        EXPECT_EQ(lines(r.call.substr(0, r.call.find('(')), file), r.lines);
+        ASSERT_EQ(sent().size(), 1u);
+        if (r.req) {
+            EXPECT_EQ(request(), *r.req);
+        }
+    }
+}
+
 void answer(const Bytes &bytes) { mbus_ctl_script_answer(bytes.data(), static_cast<uint32_t>(bytes.size())); }
 
 void fail_next(int32_t result) { mbus_ctl_script_result(result); }

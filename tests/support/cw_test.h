@@ -3,7 +3,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,6 +16,7 @@
 namespace cwt {
 
 using Bytes = std::vector<uint8_t>;
+using Texts = std::vector<std::string>;
 
 // One request as the link saw it, with its payload as a byte vector.
 struct Sent {
@@ -49,6 +53,38 @@ std::vector<UsrLine> usrlog();
 std::vector<std::string> leveled_texts();
 std::vector<std::string> usrlog_texts();
 
+// Both channels: the leveled lines first ("L<level> text"), then the usrlog ("U text"). When
+// `func` is given every line must name it, and when `file` is given every leveled line must come
+// from that source (relative to cw_basic/cw_communication, without extension).
+Texts lines(const std::string &func = "", const std::string &file = "");
+// The same text on both channels, leveled at `level`.
+Texts both(int level, const std::string &text);
+
+// A request: set, id, receiver, timeout, answer length, payload.
+using Req = std::tuple<int, int, int, uint32_t, uint32_t, Bytes>;
+// The i-th request since the last reset (a null payload or answer pointer exactly when empty).
+Req request(size_t i = 0);
+
+// Registrations and unregistrations so far as "+set/id" and "-set/id"; each unregistration must
+// pass the handler its registration passed.
+std::string registrations();
+
+// One call on a clean link: the link fails the send (with the table's failure code) when `answer`
+// is empty and answers `answer` otherwise; then the result, the lines (as lines()) and, when given,
+// the one request sent are compared. Every line names the function that `call` starts with.
+struct Row {
+    std::string call;
+    std::function<int32_t()> fn;
+    Bytes answer;
+    int32_t rc;
+    Texts lines;
+    std::optional<Req> req = {};
+};
+#define CALL(expr) #expr, [] { return expr; }
+// A wrapper whose lines are written by the command `name` it calls.
+#define CALL_AS(name, expr) #name, [] { return expr; }
+void run(const std::vector<Row> &rows, int32_t fail = -5, const std::string &file = "");
+
 // Scripts the next request to be answered with these bytes (result 0), or to fail.
 void answer(const Bytes &bytes);
 void fail_next(int32_t result);
@@ -62,6 +98,10 @@ Bytes le32(uint32_t v);
 Bytes le64(uint64_t v);
 Bytes lef32(float v);
 Bytes cat(std::initializer_list<Bytes> parts);
+template <class T>
+Bytes bytes_of(const T &v) {
+    return Bytes(reinterpret_cast<const uint8_t *>(&v), reinterpret_cast<const uint8_t *>(&v) + sizeof v);
+}
 
 // Captures what the library prints on standard output while alive.
 class StdoutCapture {

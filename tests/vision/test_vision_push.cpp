@@ -10,7 +10,6 @@
 #include "cw_test.h"
 
 using namespace cwt;
-using Texts = std::vector<std::string>;
 
 namespace {
 
@@ -54,21 +53,7 @@ Bytes at(size_t len, std::initializer_list<std::pair<size_t, uint8_t>> bytes) {
 Bytes lapse(uint8_t state, uint8_t code) { return at(19, {{17, state}, {18, code}}); }
 Bytes osd(uint8_t waiting, uint8_t pano, uint8_t qs) { return at(14, {{4, waiting}, {12, pano}, {13, qs}}); }
 
-TEST_F(VisionPush, RegistrationOrderAndUnregistration) {
-    cw_unregister_v1_vison_data();
-    const std::vector<std::tuple<int, int>> ids = {{1, 112}, {1, 115}, {1, 77}, {1, 57},  {1, 149}, {1, 150},
-                                                   {1, 121}, {1, 90},  {1, 84}, {0, 112}, {0, 115}};
-    ASSERT_EQ(mbus_ctl_registration_count(), ids.size());
-    for (uint32_t i = 0; i < ids.size(); ++i) {
-        mbus_ctl_registration_t r, same;
-        mbus_ctl_registration_get(i, &r);
-        mbus_ctl_registration_get(i < 9 ? i : i - 9, &same);
-        EXPECT_EQ(std::make_tuple(r.registered, int{r.cmd_id}, r.cmd_set, r.cb),
-                  std::tuple_cat(ids[i], std::make_tuple(uint8_t{10}, same.cb)));
-    }
-}
-
-TEST_F(VisionPush, ObstacleAvoidanceAndVioResults) {
+TEST_F(VisionPush, RegistrationsObstacleAvoidanceAndVioResults) {
     push(10, 115,
          cat({{0x7E}, le16(0x0102), le16(0x0304), le16(0x0506), le16(0x0708), le16(0x090A), le16(0xFFEE), {0xA5}}));
     const OaResult oa = get(cw_vision_get_oa_result);
@@ -90,6 +75,8 @@ TEST_F(VisionPush, ObstacleAvoidanceAndVioResults) {
     EXPECT_EQ(std::make_tuple(v.flag, v.roll, v.pitch, v.yaw, v.result_count),
               std::make_tuple(7, 2.0f, 3.0f, 4.0f, uint64_t{43}));
     EXPECT_TRUE(usrlog().empty());
+    cw_unregister_v1_vison_data();
+    EXPECT_EQ(registrations(), "+10/112 +10/115 +10/77 +10/57 +10/149 +10/150 +10/121 +10/90 +10/84 -10/112 -10/115 ");
 }
 
 TEST_F(VisionPush, QuickShotProcAndErr) {
@@ -111,21 +98,12 @@ TEST_F(VisionPush, QuickShotProcAndErr) {
 TEST_F(VisionPush, LapseErrStateMachineAndLines) {
     const std::string obstacle = "Lapse Photo return Fail , obstacle occur \n";
     const std::string no_link = "Lapse Photo return no connection! return Fail : 2\n";
-    for (const auto &[before, state, code, after, line] :
-         std::vector<std::tuple<int32_t, uint8_t, uint8_t, int32_t, std::string>>{{0, 2, 0, -1, ""},
-                                                                                  {0, 4, 0, -1, ""},
-                                                                                  {-1, 0, 0, 1, ""},
-                                                                                  {-1, 5, 0, 1, ""},
-                                                                                  {0, 0, 0, 0, ""},
-                                                                                  {0, 1, 0, 0, ""},
-                                                                                  {0, 3, 0, 0, obstacle},
-                                                                                  {-1, 3, 0, -1, ""},
-                                                                                  {-1, 2, 0, -1, ""},
-                                                                                  {1, 0, 0, 1, ""},
-                                                                                  {0, 2, 2, 0, no_link},
-                                                                                  {-1, 0, 2, -1, no_link},
-                                                                                  {-1, 5, 9, -1, "warning"},
-                                                                                  {0, 4, 12, 0, "failure"}}) {
+    // clang-format off
+    for (const auto &[before, state, code, after, line] : std::vector<std::tuple<int32_t, uint8_t, uint8_t, int32_t, std::string>>{
+             {0, 2, 0, -1, ""}, {0, 4, 0, -1, ""}, {-1, 0, 0, 1, ""}, {-1, 5, 0, 1, ""}, {0, 0, 0, 0, ""},
+             {0, 1, 0, 0, ""}, {0, 3, 0, 0, obstacle}, {-1, 3, 0, -1, ""}, {-1, 2, 0, -1, ""}, {1, 0, 0, 1, ""},
+             {0, 2, 2, 0, no_link}, {-1, 0, 2, -1, no_link}, {-1, 5, 9, -1, "warning"}, {0, 4, 12, 0, "failure"}}) {
+        // clang-format on
         fresh();
         set(cw_set_nav_lapse_err, before);
         push(10, 121, lapse(state, code));
@@ -153,10 +131,11 @@ TEST_F(VisionPush, OsdSubmodesNeedTheValidBitAndNoWaiting) {
     const auto submodes = [] { return std::make_pair(get(cw_get_nav_pano_submode), get(cw_get_nav_qs_submode)); };
     cw_set_nav_pano_submode(9);
     cw_set_nav_qs_submode(9);
-    for (const auto &[msg, pano, qs] : std::vector<std::tuple<Bytes, uint8_t, uint8_t>>{{osd(0, 0x0B, 0xFF), 5, 127},
-                                                                                        {osd(0, 0x0A, 0x03), 5, 1},
-                                                                                        {osd(0x80, 0x01, 0x01), 5, 1},
-                                                                                        {osd(0, 0x01, 0x00), 0, 1}}) {
+    // clang-format off
+    for (const auto &[msg, pano, qs] : std::vector<std::tuple<Bytes, uint8_t, uint8_t>>{
+             {osd(0, 0x0B, 0xFF), 5, 127}, {osd(0, 0x0A, 0x03), 5, 1}, {osd(0x80, 0x01, 0x01), 5, 1},
+             {osd(0, 0x01, 0x00), 0, 1}}) {
+        // clang-format on
         push(10, 90, msg);
         EXPECT_EQ(submodes(), std::make_pair(pano, qs));
     }
