@@ -3,6 +3,8 @@
 // the status flags above all), and the registrations.
 #include <cirrow/cirrow.h>
 
+#include <unistd.h>
+
 #include <cstring>
 
 #include "cw_test.h"
@@ -81,6 +83,21 @@ TEST_F(CameraCache, PushesFillTheirItemsWhileRegistered) {
     EXPECT_TRUE(leveled().empty() && usrlog().empty());
 
     EXPECT_EQ(registrations(), "+2/16 +2/128 +2/135 -2/128 -2/135 ");
+}
+
+// The library as shipped fetches the calibration record into the aircraft's factory data directory.
+TEST(CameraFactoryPaths, FetchGoesToTheFactoryDataDirectory) {
+    if (access("/factory_data", F_OK) == 0) {
+        GTEST_SKIP() << "this host has factory data";
+    }
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", (std::string(CW_TEST_TOOL_DIR) + ":" + path).c_str(), 1);
+    setenv("EEPROM_RW_EXIT", "3", 1);
+    float m[9], c[5];
+    EXPECT_EQ(printed([&] { EXPECT_EQ(cw_camera_get_type_intri_480(m, c), 20); }),
+              "eeprom_rw read intri_param /factory_data/cali_res_tmp.bin fail, exit code: 3\n");
+    unsetenv("EEPROM_RW_EXIT");
+    setenv("PATH", path.c_str(), 1);
 }
 
 }  // namespace

@@ -27,8 +27,10 @@ struct Cmd {
     const char *line;  // failure line, formatted with (ret, ack)
     Bytes payload;
 };
-#define R(call, ...) Cmd{CALL(call), __VA_ARGS__}
-#define W(name, call, ...) Cmd{CALL_AS(name, call), __VA_ARGS__}  // a wrapper and its command
+#define R(call, ...) \
+    Cmd { CALL(call), __VA_ARGS__ }
+#define W(name, call, ...) \
+    Cmd { CALL_AS(name, call), __VA_ARGS__ }  // a wrapper and its command
 
 std::string format(const char *fmt, int32_t ret, int ack) {
     char buf[256];
@@ -97,37 +99,28 @@ TEST_F(CameraCommands, EveryCommandsRouteFailureAndRefusal) {
     std::vector<Row> rows;
     for (const Cmd &c : cmds) {
         const bool judged = c.policy == kComb || c.policy == kLogged;
-        rows.push_back({c.name, c.fn, {}, c.policy == kComb || c.policy == kPath ? CW_ERR_ACK : -5,
-                        {format(c.line, -5, 0)}, Req{c.set, c.id, 0x0100, c.timeout, c.resp_len, c.payload}});
-        rows.push_back({c.name, c.fn, refused, c.policy == kComb ? CW_ERR_ACK : 0,
-                        judged ? Texts{format(c.line, 0, 3)} : Texts{}});
-        rows.push_back({c.name, c.fn, Bytes(47, 0), 0, {}});
+        const Req req{c.set, c.id, 0x0100, c.timeout, c.resp_len, c.payload};
+        // clang-format off
+        rows.insert(rows.end(), {
+            {c.name, c.fn, {}, c.policy == kComb || c.policy == kPath ? CW_ERR_ACK : -5, {format(c.line, -5, 0)}, req},
+            {c.name, c.fn, refused, c.policy == kComb ? CW_ERR_ACK : 0, judged ? Texts{format(c.line, 0, 3)} : Texts{}},
+            {c.name, c.fn, Bytes(47, 0), 0, {}}});
+        // clang-format on
     }
+    const std::string top = "U [cirrow] set camera top mode ";
+    // clang-format off
+    rows.insert(rows.end(), {
+        {CALL(cw_v1_camera_api_ping(0x42)), {}, -5, {"U cw ping camera send v1 fail result = -5 255\r\n"},
+         Req{0, 0, 0x0100, kCam, 2, {0x42}}},
+        {CALL(cw_v1_camera_api_ping(0x42)), {3, 9}, 0, {"U cw ping camera success, ack:9\n"}},
+        {CALL(cw_v1_camera_control_zoom(-1, 77, 0x1234)), {0}, 0, {"U cw ctrl camera zoom success, ack:255\n"},
+         Req{2, 184, 0x0100, kCam, 2, {1, 0x4A, 0x34, 0x12}}},  // byte 1 of the answer stays as pre-filled
+        {CALL(cw_v1_camera_set_top_mode(3)), {}, -5, {top + "fail when switch function -5\n"},
+         Req{2, 225, 0x0100, kCam, 1, {3}}},
+        {CALL(cw_v1_camera_set_top_mode(3)), {4}, CW_ERR_ACK, {top + "ack fail when switch function 4\n"}},
+    });
+    // clang-format on
     run(rows);
-}
-
-TEST_F(CameraCommands, PingZoomAndTopMode) {
-    fail_next(-5);
-    answer({3, 9});
-    mbus_ctl_script(0, nullptr, 0);  // answered, nothing copied: byte 1 stays as pre-filled
-    fail_next(-6);
-    answer({4});
-    // Braced lists call in order.
-    EXPECT_EQ(
-        (std::tuple{cw_v1_camera_api_ping(0x42), cw_v1_camera_api_ping(0x42), cw_v1_camera_control_zoom(-1, 77, 0x1234),
-                    cw_v1_camera_set_top_mode(3), cw_v1_camera_set_top_mode(3)}),
-        std::make_tuple(-5, 0, 0, -6, CW_ERR_ACK));
-    EXPECT_EQ(lines(), (Texts{"U cw ping camera send v1 fail result = -5 255\r\n", "U cw ping camera success, ack:9\n",
-                              "U cw ctrl camera zoom success, ack:255\n",
-                              "U [cirrow] set camera top mode fail when switch function -6\n",
-                              "U [cirrow] set camera top mode ack fail when switch function 4\n"}));
-    const auto s = sent();
-    for (auto [i, set, id, resp_len, payload] : {std::tuple{0, 0, 0, 2u, Bytes{0x42}},
-                                                 {2, 2, 184, 2u, Bytes{1, 0x4A, 0x34, 0x12}},
-                                                 {4, 2, 225, 1u, Bytes{3}}}) {
-        EXPECT_EQ(std::tie(s.at(i).cmd_set, s[i].cmd_id, s[i].receiver, s[i].timeout, s[i].resp_len, s[i].payload),
-                  std::make_tuple(set, id, 0x0100, kCam, resp_len, payload));
-    }
 }
 
 TEST_F(CameraCommands, OutParametersOnSuccessOnly) {
@@ -156,13 +149,10 @@ TEST_F(CameraCommands, OutParametersOnSuccessOnly) {
 }
 
 TEST_F(CameraCommands, SwitchModeQueriesFirstAndSendsOnlyWhenTheModeDiffers) {
-    for (auto [name, current, target] : {std::tuple{"VIDEO", 1, -1},
-                                         {"PHOTO", 0, -1},
-                                         {"VIDEO", 0, 1},
-                                         {"PHOTO", 1, 0},
-                                         {"video", 1, 0},
-                                         {nullptr, 1, 0},
-                                         {"other", 0, -1}}) {
+    // clang-format off
+    for (auto [name, current, target] : {std::tuple{"VIDEO", 1, -1}, {"PHOTO", 0, -1}, {"VIDEO", 0, 1}, {"PHOTO", 1, 0},
+                                         {"video", 1, 0}, {nullptr, 1, 0}, {"other", 0, -1}}) {
+        // clang-format on
         mbus_ctl_reset();
         answer({0, uint8_t(current)});
         answer({0});

@@ -51,9 +51,9 @@ void write_file(const fs::path &p, const Bytes &b) {
 // One entry-point call: result, outputs, camera_type, standard output.
 auto load(int32_t (*fn)(float *, float *)) {
     Floats m = kUntouched9, c = kUntouched5;
-    StdoutCapture cap;
-    const int32_t rc = fn(m.data(), c.data());
-    return std::make_tuple(rc, m, c, camera_type, cap.text());
+    int32_t rc = 0;
+    const std::string out = printed([&] { rc = fn(m.data(), c.data()); });
+    return std::make_tuple(rc, m, c, camera_type, out);
 }
 
 class Intrinsics : public LinkTest {
@@ -130,9 +130,8 @@ TEST_F(Intrinsics, ParseConvertsAndPrints) {
     CaliRes res[2] = {};
     res[1].focal_length = 9;  // an entry the record does not hold stays as it was
     uint8_t nr = 0;
-    StdoutCapture cap;
-    EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), res, &nr), 0);
-    const std::string out = cap.text();
+    const std::string out =
+        printed([&] { EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), res, &nr), 0); });
     EXPECT_EQ(std::make_tuple(nr, +res[0].focal_length, res[0].cali_valid, +res[1].focal_length),
               std::make_tuple(1, 240u, 1, 9u));
     EXPECT_EQ(Floats(res[0].main_camera_matrix, res[0].main_camera_matrix + 9),
@@ -173,9 +172,7 @@ TEST_F(Intrinsics, HostileRecordsStayInsideTheirBuffers) {
         } g;
         std::memset(&g, 0xA5, sizeof g);
         uint8_t got_nr = 0;
-        StdoutCapture quiet;
-        EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), g.res, &got_nr), 0);
-        quiet.text();
+        printed([&] { EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), g.res, &got_nr), 0); });
         const int got = (g.res[0].focal_length != 0xA5A5A5A5u) + (g.res[1].focal_length != 0xA5A5A5A5u);
         EXPECT_EQ(std::make_tuple(int(got_nr), got), std::make_tuple(nr, converted)) << file.size();
         const auto untouched = [](const uint8_t *p) {
@@ -234,10 +231,13 @@ TEST_F(Intrinsics, MissingToolAndOverlongCommand) {
     EXPECT_EQ(std::get<4>(load(cw_camera_get_type_intri_480)), kFetch + " fail, exit code: 127\n");
     setenv("PATH", (std::string(CW_TEST_TOOL_DIR) + ":" + path_).c_str(), 1);
     mbus_ctl_reset();
-    StdoutCapture cap;  // 27 + 229 characters do not fit and are not run; 255 do (the tool cannot write there)
-    EXPECT_EQ(cw_camera_read_bin_intri_from_camera(("/" + std::string(228, 'x')).c_str()), -1);
-    EXPECT_EQ(cw_camera_read_bin_intri_from_camera(("/absent/" + std::string(220, 'x')).c_str()), -1);
-    EXPECT_EQ(cap.text(), "eeprom_rw read intri_param /absent/" + std::string(220, 'x') + " fail, exit code: 1\n");
+    // 27 + 229 characters do not fit and are not run; 255 do (the tool cannot write there).
+    const std::string x220(220, 'x'), too_long = std::string("/").append(228, 'x'), absent = "/absent/" + x220;
+    EXPECT_EQ(printed([&] {
+                  EXPECT_EQ(cw_camera_read_bin_intri_from_camera(too_long.c_str()), -1);
+                  EXPECT_EQ(cw_camera_read_bin_intri_from_camera(absent.c_str()), -1);
+              }),
+              "eeprom_rw read intri_param " + absent + " fail, exit code: 1\n");
     EXPECT_EQ(leveled().size(), 2u);
 }
 

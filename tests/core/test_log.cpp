@@ -43,8 +43,8 @@ TEST_F(Log, UsrlogLineFormatAndItsCut) {
     const auto u = usrlog();
     ASSERT_EQ(u.size(), 4u);
     EXPECT_EQ(u[0].raw, " 123456789 USRLOG[short_fn                  :" + first + "]:: value 42\r\n");
-    EXPECT_EQ(u[1].raw, " 123456789 USRLOG[a_function_whose_name_is_longer_than_the_field :" + second +
-                            "]:: no line break");
+    EXPECT_EQ(u[1].raw,
+              " 123456789 USRLOG[a_function_whose_name_is_longer_than_the_field :" + second + "]:: no line break");
     EXPECT_EQ(u[2].raw.rfind("12345678901234 USRLOG[short_fn ", 0), 0u);
     mbus_ctl_dump_t d;
     ASSERT_EQ(mbus_ctl_dump_get(3, &d), 0);

@@ -1,5 +1,6 @@
 // Flight cache fed by the push handlers, the rate-limited log lines, the IMU data group, the
-// local frame around the GPS origin and the data subscription at start-up.
+// local frame around the GPS origin, the data subscription at start-up, and the flight
+// controller's parameters addressed by the hash of their names.
 #include <cirrow/cirrow.h>
 
 #include <cmath>
@@ -154,11 +155,57 @@ TEST_F(FlightCache, SubscriptionAtStartUp) {
     EXPECT_EQ(cw_flight_reset_and_subscribe(), 0);
     EXPECT_EQ(flyctrl_subscribe_init_flag, 1);
     EXPECT_EQ(sent().back().payload, cat({{0, 200, 0, 1, 1}, le32(0x1648B7D9)}));
-    const auto usr = usrlog_texts();
-    EXPECT_EQ(Texts(usr.begin(), usr.begin() + 4),
-              (Texts{"fail to reset the data subscribe -4\n", "reset the data subscribe success 0\n",
-                     "cw flight ds 0 add send fail -6\n", "fail to add subscribe FDI info -6\n"}));
-    EXPECT_EQ(usr.back(), "add subscribe FDI info success 0\n");
+    EXPECT_EQ(lines(), (Texts{"L1 cw flight ds reset send fail -4\n", "L3 cw flight ds reset success\n",
+                              "L3 cw flight ds reset success\n", "U fail to reset the data subscribe -4\n",
+                              "U reset the data subscribe success 0\n", "U cw flight ds 0 add send fail -6\n",
+                              "U fail to add subscribe FDI info -6\n", "U reset the data subscribe success 0\n",
+                              "U ACK RESULT -----  0 ----- 7\n", "U ACK RESULT -----  1 ----- 7\n",
+                              "U ACK RESULT -----  2 ----- 7\n", "U ACK RESULT -----  3 ----- 7\n",
+                              "U ACK RESULT -----  4 ----- 7\n", "U add subscribe FDI info success 0\n"}));
+}
+
+TEST(ParamHash, ReferenceValues) {
+    // The parameter names the library uses are checked with their commands.
+    // Bytes of 128 and more count as unsigned; 2^40 - 1 is taken modulo 2^32 - 5.
+    EXPECT_EQ((std::vector<uint32_t>{get_hash_value("enable_0"), get_hash_value(""), get_hash_value("A"),
+                                     get_hash_value("\xff\x80"), get_hash_value("\xff\xff\xff\xff\xff")}),
+              (std::vector<uint32_t>{1737311780u, 0u, 65u, 0xFF80u, 1279u}));
+}
+
+// A flight controller that accepts every parameter write and reads every parameter as 0x2A.
+int32_t param_peer(void *, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *) {
+    std::memset(resp, 0x2A, resp_len);
+    resp[0] = 0;
+    std::memcpy(resp + 1, req->payload, 4);
+    if (req->cmd_id == 249) {
+        std::memcpy(resp + 5, req->payload + 4, req->payload_len - 4);
+    }
+    return 0;
+}
+
+TEST_F(FlightCache, HeightAndRadiusLimitsInEightSteps) {
+    mbus_ctl_set_peer(0x0306, param_peer, nullptr);
+    EXPECT_EQ(cw_set_height_and_radius_limit_value(0x0178, 0x0203), 0);
+    const Bytes height = le32(57746314u), radius = le32(1113328276u), enabled = le32(1806478126u);
+    // Each request as its id, its answer length and its payload.
+    // clang-format off
+    const std::vector<Bytes> want = {
+        cat({{248, 6}, height}), cat({{248, 6}, radius}), cat({{248, 6}, enabled}), cat({{249, 6}, enabled, {1}}),
+        cat({{249, 7}, height, {0x78, 1}}), cat({{249, 7}, radius, {3, 2}}),
+        cat({{248, 6}, height}), cat({{248, 6}, radius})};
+    // clang-format on
+    std::vector<Bytes> got;
+    for (const Sent &r : sent()) {
+        got.push_back(cat({{r.cmd_id, static_cast<uint8_t>(r.resp_len)}, r.payload}));
+    }
+    EXPECT_EQ(got, want);
+    // Each read and write logs its own line; the limit function adds its two among them.
+    const auto usr = usrlog();
+    ASSERT_EQ(usr.size(), 10u);
+    EXPECT_EQ(std::make_tuple(usr[3].text, usr[4].text, usr[5].text, usr[6].text, usr[6].func),
+              std::make_tuple("[fc_pm]: write finish! current value is 1\n", "open radius limit success\n",
+                              "[fc_pm]: write finish! current value is 120\n", "set height limit to 376 success!\n",
+                              "cw_set_height_and_radius_limit_value"));
 }
 
 }  // namespace

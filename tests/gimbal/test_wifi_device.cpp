@@ -108,9 +108,9 @@ TEST_F(WifiDevice, VersionAndSerialTextsAtTheirLimits) {
         Bytes want = cat({head(tail, std::min(n, 29)), Bytes(32, 0)});
         want[14] = 0;
         EXPECT_EQ(Bytes(want.begin(), want.begin() + 32), bytes_of(g.bsn)) << n;
-        EXPECT_EQ(
-            usrlog_texts(),
-            Texts{"get battery sn send SUCCESS:" + std::string(tail.begin(), tail.begin() + std::min(n, 14)) + "\n"});
+        EXPECT_EQ(lines(), Texts{std::string("U get battery sn send SUCCESS:")
+                                     .append(tail.begin(), tail.begin() + std::min(n, 14))
+                                     .append("\n")});
     }
 }
 
