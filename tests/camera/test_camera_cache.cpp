@@ -34,16 +34,12 @@ auto snapshot() {
 }
 
 TEST_F(CameraCache, UpdatesComeBackAndInitClearsAllButBusyAndTemperature) {
-    cw_camera_update_liveview_resolution(-0.0f, 1.5f);
-    cw_camera_update_aspect_type(0x1234);
-    cw_camera_update_focus_lens(-2.0f);
-    cw_camera_update_focus_status(4);
-    cw_camera_update_piv_mode(5);
-    cw_camera_update_camera_type(6);
-    cw_camera_update_camera_mode_profile(7);
-    cw_camera_update_camera_lens_info(0xFFFF, 2, 0x8001);
-    cw_camera_update_camera_busy_status(1);
-    cw_camera_update_core_board_temp(250);
+    EXPECT_EQ(cw_camera_update_liveview_resolution(-0.0f, 1.5f) | cw_camera_update_aspect_type(0x1234) |
+                  cw_camera_update_focus_lens(-2.0f) | cw_camera_update_focus_status(4) | cw_camera_update_piv_mode(5) |
+                  cw_camera_update_camera_type(6) | cw_camera_update_camera_mode_profile(7) |
+                  cw_camera_update_camera_lens_info(0xFFFF, 2, 0x8001) | cw_camera_update_camera_busy_status(1) |
+                  cw_camera_update_core_board_temp(250),
+              0);
     EXPECT_EQ(snapshot(),
               std::make_tuple(0x80000000u, 0x3FC00000u, 0xC0000000u, 0x34, 4, 5, 6, 7, 0xFFFF, 2, 0x8001, 1, 250));
     EXPECT_EQ(cw_camera_module_init(), 0);

@@ -1,4 +1,7 @@
-// The two diagnostic channels: line formats, the middleware's veto, truncation, site names.
+// The two diagnostic channels (line formats, the middleware's veto, truncation, site names) and
+// the exported send beneath every command.
+#include <cirrow/cirrow.h>
+
 #include <string>
 
 #include "cw_log.h"
@@ -73,11 +76,17 @@ TEST_F(Log, LeveledLineCarriesModuleSourceFunctionAndLineUnlessRefused) {
     EXPECT_EQ(uint32_t(usrlog()[0].line), leveled()[0].line);
 }
 
-TEST(SourceName, RelativePathWithoutExtension) {
-    constexpr auto a = cw::log::source_name("../cw_basic/cw_communication/cw_protocal/src/api/cw_v1_flight_api.cpp");
-    EXPECT_STREQ(a.text.data(), "../cw_basic/cw_communication/cw_protocal/src/api/cw_v1_flight_api");
-    constexpr auto b = cw::log::source_name("../dir.d/noext");
-    EXPECT_STREQ(b.text.data(), "../dir.d/noext");
+TEST_F(Log, SendPassesEveryFieldAndReturnsTheLinkResult) {
+    const uint8_t payload[3] = {0xA1, 0xB2, 0xC3};
+    uint8_t resp[4] = {};
+    const V1Request req = {3, 128, 0x0306, payload, 3, resp, 4, 200000};
+    answer({0x00, 0x11, 0x22, 0x33, 0x44});
+    fail_next(-7);
+    EXPECT_EQ(cw_link_v1_send(&req), 0);
+    EXPECT_EQ(Bytes(resp, resp + 4), (Bytes{0x00, 0x11, 0x22, 0x33}));  // never beyond resp_len
+    EXPECT_EQ(cw_link_v1_send(&req), -7);
+    EXPECT_EQ(request(1), (Req{3, 128, 0x0306, 200000, 4, {0xA1, 0xB2, 0xC3}}));
+    EXPECT_TRUE(lines().empty());  // the wrapper itself logs nothing
 }
 
 }  // namespace
