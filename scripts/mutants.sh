@@ -168,7 +168,13 @@ def tracked_files():
     return [f for f in out.split("\0") if f and not f.startswith("build")]
 
 def mirror():
-    for rel in tracked_files():
+    files = tracked_files()
+    keep = set(files)
+    for d, _, names in os.walk(src):
+        for f in names:
+            if os.path.relpath(os.path.join(d, f), src) not in keep:
+                os.remove(os.path.join(d, f))  # gone from the tree
+    for rel in files:
         a, b = os.path.join(root, rel), os.path.join(src, rel)
         if not os.path.isfile(a):
             continue
@@ -195,10 +201,11 @@ def on_signal(signum, _frame):
 
 signal.signal(signal.SIGTERM, on_signal)
 os.makedirs(build, exist_ok=True)
-# A run cut off before it could undo its mutant: the mirror is refreshed from the tree below.
+# Every run starts from the working tree as it is (and so undoes a mutant left by a killed run).
 mirror()
 if not os.path.exists(os.path.join(obj, "build.ninja")):
-    rc = run(["cmake", "-S", src, "-B", obj, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Mutants",
+    generator = ["-G", "Ninja"] if shutil.which("ninja") else []
+    rc = run(["cmake", "-S", src, "-B", obj] + generator + ["-DCMAKE_BUILD_TYPE=Mutants",
               "-DCMAKE_C_FLAGS_MUTANTS=-O0", "-DCMAKE_CXX_FLAGS_MUTANTS=-O0", "-DCW_WERROR=OFF",
               "-DCW_BUILD_EXAMPLES=OFF", "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON"],
              os.path.join(build, "configure.log"))
@@ -210,12 +217,17 @@ ctest = ["ctest", "--test-dir", obj, "-j", jobs, "--timeout", str(timeout), "--s
          "-E", "^mbus$"]  # the stand-in's own tests do not load the library
 
 def build_and_test(tag):
+    """The mutant's fate, and the test programs that failed."""
     if run(["cmake", "--build", obj, "-j", jobs], os.path.join(build, tag + ".build.log")):
-        return "not compiled"
-    return "killed" if run(ctest, os.path.join(build, tag + ".test.log")) else "survived"
+        return "not compiled", ""
+    log = os.path.join(build, tag + ".test.log")
+    if run(ctest, log) == 0:
+        return "survived", ""
+    failed = re.findall(r"^\s+\d+ - (\S+) \(", read(log), re.M)
+    return "killed", ",".join(failed)
 
 start = time.time()
-base = build_and_test("baseline")
+base, _ = build_and_test("baseline")
 if base != "survived":
     sys.exit("mutants.sh: the unmutated library %s; see %s/baseline.*.log" %
              ("does not build" if base == "not compiled" else "fails its tests", build))
@@ -236,13 +248,14 @@ try:
         write(path, "\n".join(lines))
         t0 = time.time()
         try:
-            fate = build_and_test(mid)
+            fate, by = build_and_test(mid)
         finally:
             restore()
         fates[fate] += 1
         if fate == "survived":
             survivors.append(m)
-        print("%-70s %-12s (%.0f s)" % (describe(m), fate, time.time() - t0), flush=True)
+        print("%-70s %-12s (%.0f s)" % (describe(m), fate + (" by " + by if by else ""), time.time() - t0),
+              flush=True)
         print("      %s" % lines[no - 1].strip(), flush=True)
 except KeyboardInterrupt:
     restore()
