@@ -213,7 +213,7 @@ if not os.path.exists(os.path.join(obj, "build.ninja")):
         sys.exit("mutants.sh: configure failed, see %s/configure.log" % build)
 
 jobs = os.environ.get("MUTANTS_JOBS", "2")
-ctest = ["ctest", "--test-dir", obj, "-j", jobs, "--timeout", str(timeout), "--stop-on-failure",
+ctest = ["ctest", "--test-dir", obj, "-j", jobs, "--timeout", str(timeout), "--stop-on-failure", "--output-on-failure",
          "-E", "^mbus$"]  # the stand-in's own tests do not load the library
 
 def build_and_test(tag):

@@ -38,8 +38,12 @@ TEST(Cell, ReadersNeverSeeATornRecord) {
             }
         });
     });
-    // Two writers: the delivery thread and an application calling an update function.
+    // Two writers: the delivery thread and an application calling an update function. They start
+    // once the readers read.
     run_threads(2, [&](int w) {
+        while (reads.load() == 0) {
+            std::this_thread::yield();
+        }
         for (uint32_t i = 1; i <= 20000; ++i) {
             const uint32_t v = i * 2 + static_cast<uint32_t>(w);
             Record rec;
