@@ -3,9 +3,11 @@
 // the status flags above all), and the registrations.
 #include <cirrow/cirrow.h>
 
+#include <unistd.h>
+
 #include <cstring>
 
-#include "camera_test.h"
+#include "cw_test.h"
 
 using namespace cwt;
 
@@ -32,16 +34,12 @@ auto snapshot() {
 }
 
 TEST_F(CameraCache, UpdatesComeBackAndInitClearsAllButBusyAndTemperature) {
-    cw_camera_update_liveview_resolution(-0.0f, 1.5f);
-    cw_camera_update_aspect_type(0x1234);
-    cw_camera_update_focus_lens(-2.0f);
-    cw_camera_update_focus_status(4);
-    cw_camera_update_piv_mode(5);
-    cw_camera_update_camera_type(6);
-    cw_camera_update_camera_mode_profile(7);
-    cw_camera_update_camera_lens_info(0xFFFF, 2, 0x8001);
-    cw_camera_update_camera_busy_status(1);
-    cw_camera_update_core_board_temp(250);
+    EXPECT_EQ(cw_camera_update_liveview_resolution(-0.0f, 1.5f) | cw_camera_update_aspect_type(0x1234) |
+                  cw_camera_update_focus_lens(-2.0f) | cw_camera_update_focus_status(4) | cw_camera_update_piv_mode(5) |
+                  cw_camera_update_camera_type(6) | cw_camera_update_camera_mode_profile(7) |
+                  cw_camera_update_camera_lens_info(0xFFFF, 2, 0x8001) | cw_camera_update_camera_busy_status(1) |
+                  cw_camera_update_core_board_temp(250),
+              0);
     EXPECT_EQ(snapshot(),
               std::make_tuple(0x80000000u, 0x3FC00000u, 0xC0000000u, 0x34, 4, 5, 6, 7, 0xFFFF, 2, 0x8001, 1, 250));
     EXPECT_EQ(cw_camera_module_init(), 0);
@@ -80,13 +78,22 @@ TEST_F(CameraCache, PushesFillTheirItemsWhileRegistered) {
     EXPECT_EQ(push(2, 135, Bytes(29, 0)), MBUS_ERR_NO_PEER);
     EXPECT_TRUE(leveled().empty() && usrlog().empty());
 
-    std::string regs;
-    std::vector<mbus_v1_cb_t> cbs;
-    for (mbus_ctl_registration_t r; mbus_ctl_registration_get(uint32_t(cbs.size()), &r) == 0; cbs.push_back(r.cb)) {
-        regs += (r.registered ? "+" : "-") + std::to_string(r.cmd_set) + "/" + std::to_string(r.cmd_id) + " ";
+    EXPECT_EQ(registrations(), "+2/16 +2/128 +2/135 -2/128 -2/135 ");
+}
+
+// The library as shipped fetches the calibration record into the aircraft's factory data directory.
+TEST(CameraFactoryPaths, FetchGoesToTheFactoryDataDirectory) {
+    if (access("/factory_data", F_OK) == 0) {
+        GTEST_SKIP() << "this host has factory data";
     }
-    EXPECT_EQ(regs, "+2/16 +2/128 +2/135 -2/128 -2/135 ");
-    EXPECT_EQ(std::make_pair(cbs[3], cbs[4]), std::make_pair(cbs[1], cbs[2]));  // the handlers registered
+    const std::string path = std::getenv("PATH");
+    setenv("PATH", (std::string(CW_TEST_TOOL_DIR) + ":" + path).c_str(), 1);
+    setenv("EEPROM_RW_EXIT", "3", 1);
+    float m[9], c[5];
+    EXPECT_EQ(printed([&] { EXPECT_EQ(cw_camera_get_type_intri_480(m, c), 20); }),
+              "eeprom_rw read intri_param /factory_data/cali_res_tmp.bin fail, exit code: 3\n");
+    unsetenv("EEPROM_RW_EXIT");
+    setenv("PATH", path.c_str(), 1);
 }
 
 }  // namespace

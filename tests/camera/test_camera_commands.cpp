@@ -3,9 +3,7 @@
 // tests that refuse before sending.
 #include <cirrow/cirrow.h>
 
-#include <functional>
-
-#include "camera_test.h"
+#include "cw_test.h"
 
 using namespace cwt;
 
@@ -20,7 +18,7 @@ constexpr uint32_t kCam = 2000000;
 // Combined: any failure -1001. Logged: the send result, a refusal only logged. Path: -1001 on a
 // failed send, the answer not judged.
 enum Policy { kComb, kLogged, kSendOnly, kPath };
-struct Row {
+struct Cmd {
     std::string name;  // of the function writing the lines
     std::function<int32_t()> fn;
     uint8_t set, id;
@@ -29,14 +27,10 @@ struct Row {
     const char *line;  // failure line, formatted with (ret, ack)
     Bytes payload;
 };
-#define R(call, ...)                            \
-    Row {                                       \
-#call, [] { return call; }, __VA_ARGS__ \
-    }
-#define W(name, call, ...)                      \
-    Row {                                       \
-#name, [] { return call; }, __VA_ARGS__ \
-    }  // a wrapper and its command
+#define R(call, ...) \
+    Cmd { CALL(call), __VA_ARGS__ }
+#define W(name, call, ...) \
+    Cmd { CALL_AS(name, call), __VA_ARGS__ }  // a wrapper and its command
 
 std::string format(const char *fmt, int32_t ret, int ack) {
     char buf[256];
@@ -56,7 +50,7 @@ TEST_F(CameraCommands, EveryCommandsRouteFailureAndRefusal) {
     const char *lens = "U [cirrow] set focus fail ret:%d ack: %d\n";
     const char *shut = "U switch exposure mode fail result = %d ack = %d\n";
     const char *store = "U [cirrow] set camera storage path fail result = %d ack = %d\n";
-    const std::vector<Row> rows = {
+    const std::vector<Cmd> cmds = {
         R(cw_v1_camera_api_query_camera_mode(&g_u8), 2, 17, kCam, 2, kComb, query, {}),
         W(cw_v1_camera_api_query_camera_mode, cw_camera_get_workmode(&g_u8), 2, 17, kCam, 2, kComb, query, {}),
         R(cw_v1_camera_api_send_heartbeat(), 0, 14, 0, 0, kSendOnly, beat, {}),
@@ -99,58 +93,34 @@ TEST_F(CameraCommands, EveryCommandsRouteFailureAndRefusal) {
           {13, 0xAA, 2, 3, 4, 5}),
         R(cw_v1_camera_api_take_photo(9), 2, 1, 5000000, 1, kComb, "U [cirrow] take photo fail ret: %d ack: %d\n", {9}),
     };
+    // Each command after a failed send, a refusal and an acceptance.
     Bytes refused(47, 0);
     refused[0] = 3;
-    for (const Row &r : rows) {
-        const std::string name = r.name.substr(0, r.name.find('('));
-        const Texts on_refusal = r.policy == kComb || r.policy == kLogged ? Texts{format(r.line, 0, 3)} : Texts{};
-        for (auto [fail, rc, want] :
-             {std::tuple{true, r.policy == kComb || r.policy == kPath ? CW_ERR_ACK : -5, Texts{format(r.line, -5, 0)}},
-              std::tuple{false, r.policy == kComb ? CW_ERR_ACK : 0, on_refusal}}) {
-            SCOPED_TRACE(r.name + (fail ? ", failed send" : ", refused"));
-            mbus_ctl_reset();
-            fail ? fail_next(-5) : answer(refused);
-            EXPECT_EQ(r.fn(), rc);
-            const auto s = sent();
-            ASSERT_EQ(s.size(), 1u);
-            EXPECT_EQ(std::tie(s[0].cmd_set, s[0].cmd_id, s[0].receiver, s[0].timeout, s[0].resp_len, s[0].payload),
-                      std::make_tuple(r.set, r.id, 0x0100, r.timeout, r.resp_len, r.payload));
-            EXPECT_EQ(std::make_pair(s[0].payload_null, s[0].resp_null),
-                      std::make_pair(r.payload.empty(), !r.resp_len));
-            EXPECT_EQ(lines(), want);
-            if (!want.empty()) {
-                EXPECT_EQ(leveled().empty() ? usrlog().at(0).func : leveled()[0].func, name);
-            }
-        }
-        mbus_ctl_reset();
-        answer(Bytes(47, 0));
-        EXPECT_EQ(r.fn(), 0);
-        EXPECT_EQ(lines(), Texts{});
+    std::vector<Row> rows;
+    for (const Cmd &c : cmds) {
+        const bool judged = c.policy == kComb || c.policy == kLogged;
+        const Req req{c.set, c.id, 0x0100, c.timeout, c.resp_len, c.payload};
+        // clang-format off
+        rows.insert(rows.end(), {
+            {c.name, c.fn, {}, c.policy == kComb || c.policy == kPath ? CW_ERR_ACK : -5, {format(c.line, -5, 0)}, req},
+            {c.name, c.fn, refused, c.policy == kComb ? CW_ERR_ACK : 0, judged ? Texts{format(c.line, 0, 3)} : Texts{}},
+            {c.name, c.fn, Bytes(47, 0), 0, {}}});
+        // clang-format on
     }
-}
-
-TEST_F(CameraCommands, PingZoomAndTopMode) {
-    fail_next(-5);
-    answer({3, 9});
-    mbus_ctl_script(0, nullptr, 0);  // answered, nothing copied: byte 1 stays as pre-filled
-    fail_next(-6);
-    answer({4});
-    // Braced lists call in order.
-    EXPECT_EQ(
-        (std::tuple{cw_v1_camera_api_ping(0x42), cw_v1_camera_api_ping(0x42), cw_v1_camera_control_zoom(-1, 77, 0x1234),
-                    cw_v1_camera_set_top_mode(3), cw_v1_camera_set_top_mode(3)}),
-        std::make_tuple(-5, 0, 0, -6, CW_ERR_ACK));
-    EXPECT_EQ(lines(), (Texts{"U cw ping camera send v1 fail result = -5 255\r\n", "U cw ping camera success, ack:9\n",
-                              "U cw ctrl camera zoom success, ack:255\n",
-                              "U [cirrow] set camera top mode fail when switch function -6\n",
-                              "U [cirrow] set camera top mode ack fail when switch function 4\n"}));
-    const auto s = sent();
-    for (auto [i, set, id, resp_len, payload] : {std::tuple{0, 0, 0, 2u, Bytes{0x42}},
-                                                 {2, 2, 184, 2u, Bytes{1, 0x4A, 0x34, 0x12}},
-                                                 {4, 2, 225, 1u, Bytes{3}}}) {
-        EXPECT_EQ(std::tie(s.at(i).cmd_set, s[i].cmd_id, s[i].receiver, s[i].timeout, s[i].resp_len, s[i].payload),
-                  std::make_tuple(set, id, 0x0100, kCam, resp_len, payload));
-    }
+    const std::string top = "U [cirrow] set camera top mode ";
+    // clang-format off
+    rows.insert(rows.end(), {
+        {CALL(cw_v1_camera_api_ping(0x42)), {}, -5, {"U cw ping camera send v1 fail result = -5 255\r\n"},
+         Req{0, 0, 0x0100, kCam, 2, {0x42}}},
+        {CALL(cw_v1_camera_api_ping(0x42)), {3, 9}, 0, {"U cw ping camera success, ack:9\n"}},
+        {CALL(cw_v1_camera_control_zoom(-1, 77, 0x1234)), {0}, 0, {"U cw ctrl camera zoom success, ack:255\n"},
+         Req{2, 184, 0x0100, kCam, 2, {1, 0x4A, 0x34, 0x12}}},  // byte 1 of the answer stays as pre-filled
+        {CALL(cw_v1_camera_set_top_mode(3)), {}, -5, {top + "fail when switch function -5\n"},
+         Req{2, 225, 0x0100, kCam, 1, {3}}},
+        {CALL(cw_v1_camera_set_top_mode(3)), {4}, CW_ERR_ACK, {top + "ack fail when switch function 4\n"}},
+    });
+    // clang-format on
+    run(rows);
 }
 
 TEST_F(CameraCommands, OutParametersOnSuccessOnly) {
@@ -179,13 +149,10 @@ TEST_F(CameraCommands, OutParametersOnSuccessOnly) {
 }
 
 TEST_F(CameraCommands, SwitchModeQueriesFirstAndSendsOnlyWhenTheModeDiffers) {
-    for (auto [name, current, target] : {std::tuple{"VIDEO", 1, -1},
-                                         {"PHOTO", 0, -1},
-                                         {"VIDEO", 0, 1},
-                                         {"PHOTO", 1, 0},
-                                         {"video", 1, 0},
-                                         {nullptr, 1, 0},
-                                         {"other", 0, -1}}) {
+    // clang-format off
+    for (auto [name, current, target] : {std::tuple{"VIDEO", 1, -1}, {"PHOTO", 0, -1}, {"VIDEO", 0, 1}, {"PHOTO", 1, 0},
+                                         {"video", 1, 0}, {nullptr, 1, 0}, {"other", 0, -1}}) {
+        // clang-format on
         mbus_ctl_reset();
         answer({0, uint8_t(current)});
         answer({0});

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "camera_test.h"
+#include "cw_test.h"
 
 using namespace cwt;
 using Floats = std::vector<float>;
@@ -48,12 +48,14 @@ void write_file(const fs::path &p, const Bytes &b) {
     std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char *>(b.data()), std::streamsize(b.size()));
 }
 
-// One entry-point call: result, outputs, camera_type, standard output.
+// One entry-point call: result, outputs, camera_type, standard output. Nothing lands past the outputs.
 auto load(int32_t (*fn)(float *, float *)) {
-    Floats m = kUntouched9, c = kUntouched5;
-    StdoutCapture cap;
-    const int32_t rc = fn(m.data(), c.data());
-    return std::make_tuple(rc, m, c, camera_type, cap.text());
+    Floats m(10, -7.0f), c(6, -7.0f);
+    int32_t rc = 0;
+    const std::string out = printed([&] { rc = fn(m.data(), c.data()); });
+    EXPECT_EQ(std::make_pair(m.back(), c.back()), std::make_pair(-7.0f, -7.0f));
+    m.pop_back(), c.pop_back();
+    return std::make_tuple(rc, m, c, camera_type, out);
 }
 
 class Intrinsics : public LinkTest {
@@ -99,7 +101,7 @@ TEST_F(Intrinsics, EachEntryPointTakesItsEntryOrFallsBack) {
         if (!t.warning.empty()) {
             want.push_back(t.warning);
         }
-        want.push_back("L3 camera type: " + std::to_string(want_type));
+        want.push_back(std::string("L3 camera type: ").append(std::to_string(want_type)));
         if (t.taken < 0) {  // then the text files: none here
             EXPECT_EQ(std::tie(rc, m, c, type), std::make_tuple(20, kUntouched9, kUntouched5, 0));
             want.insert(want.end(), {"L3 load camera intri in tundra\n", "L1 load main_camera_param failed\n"});
@@ -111,7 +113,8 @@ TEST_F(Intrinsics, EachEntryPointTakesItsEntryOrFallsBack) {
         }
         want.insert(want.end(), {"U system call return : 0\n", "U read intri from camera success.\n"});
         if (t.taken >= 0) {
-            want.push_back("U [AT_GIMBAL_CALI] --- foucs_num is " + std::to_string(t.nr) + "\n");
+            want.push_back(
+                std::string("U [AT_GIMBAL_CALI] --- foucs_num is ").append(std::to_string(t.nr)).append("\n"));
         }
         EXPECT_EQ(lines(), want);
         EXPECT_EQ(out.rfind(kFetch + " successful\np_param_header.version:3\n", 0), 0u) << out;
@@ -121,35 +124,26 @@ TEST_F(Intrinsics, EachEntryPointTakesItsEntryOrFallsBack) {
               "cw_camera_get_type_intri_480 ../cw_basic/cw_communication/cw_application/camera/src/cw_camera");
 }
 
-TEST_F(Intrinsics, ParseConvertsAndPrints) {
-    Bytes rec = cat({record(1, {}), {0, 0, 1}, le16(240)});
-    for (float v : {500.0f, 501.0f, 320.0f, 240.0f, 0.1f, 0.2f, 0.3f, 0.4f, 0.5f}) {
-        rec = cat({rec, lef32(v)});
-    }
-    write_file(kTmp, rec);
+TEST_F(Intrinsics, ParsePrintsTheRecordAndFailsOnAMissingFile) {
+    write_file(kTmp, record(1, {{1, 240, 0.1f}}));
     CaliRes res[2] = {};
     res[1].focal_length = 9;  // an entry the record does not hold stays as it was
     uint8_t nr = 0;
-    StdoutCapture cap;
-    EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), res, &nr), 0);
-    const std::string out = cap.text();
-    EXPECT_EQ(std::make_tuple(nr, +res[0].focal_length, res[0].cali_valid, +res[1].focal_length),
-              std::make_tuple(1, 240u, 1, 9u));
-    EXPECT_EQ(Floats(res[0].main_camera_matrix, res[0].main_camera_matrix + 9),
-              (Floats{500, 0, 320, 0, 501, 240, 0, 0, 1}));
-    EXPECT_EQ(Floats(res[0].main_camera_coeff, res[0].main_camera_coeff + 5), (Floats{0.1f, 0.2f, 0.4f, 0.5f, 0.3f}));
-    const std::string m = "cali_res[0].main_camera_matrix:", k = "cali_res[0].main_camera_coeff:";
-    EXPECT_EQ(out.substr(0, out.find("cali_res[1]")),
-              "p_param_header.version:3\np_param_header.cali_width:4000\np_param_header.cali_height:3000\n"
-              "p_param_header.total_size:96\np_param_header.cali_finish:1\np_param_header.nr_param:1\n"
-              "cali_res[0].focal_length:240\n" +
-                  m + "500.000000\n" + m + "320.000000\n" + m + "501.000000\n" + m + "240.000000\n" + k + "0.100000\n" +
-                  k + "0.200000\n" + k + "0.400000\n" + k + "0.500000\n" + k + "0.300000\ncali_res[0].cali_valid:1\n");
-    EXPECT_EQ(out.substr(out.find("cali_res[1]")).rfind("cali_res[1].focal_length:9\n", 0), 0u);
+    const std::string out =
+        printed([&] { EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), res, &nr), 0); });
+    std::string want =
+        "p_param_header.version:3\np_param_header.cali_width:4000\np_param_header.cali_height:3000\n"
+        "p_param_header.total_size:96\np_param_header.cali_finish:1\np_param_header.nr_param:1\n"
+        "cali_res[0].focal_length:240\n";
+    for (const char *v : {"matrix:10.000000", "matrix:5.000000", "matrix:10.100000", "matrix:4.000000",
+                          "coeff:0.100000", "coeff:0.200000", "coeff:0.400000", "coeff:0.500000", "coeff:0.300000"}) {
+        want.append("cali_res[0].main_camera_").append(v).append("\n");
+    }
+    want.append("cali_res[0].cali_valid:1\ncali_res[1].focal_length:9\n");
+    EXPECT_EQ(out.substr(0, want.size()), want);
     EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 6 + 2 * 11);
-
     EXPECT_EQ(cw_camera_read_camera_intri_from_bin("/absent/x.bin", res, &nr), 1);
-    EXPECT_EQ(lines(), (Texts{"L1 open file : /absent/x.bin failed\n", "U open file : /absent/x.bin failed\n"}));
+    EXPECT_EQ(lines("cw_camera_read_camera_intri_from_bin"), both(1, "open file : /absent/x.bin failed\n"));
 }
 
 TEST_F(Intrinsics, HostileRecordsStayInsideTheirBuffers) {
@@ -173,9 +167,7 @@ TEST_F(Intrinsics, HostileRecordsStayInsideTheirBuffers) {
         } g;
         std::memset(&g, 0xA5, sizeof g);
         uint8_t got_nr = 0;
-        StdoutCapture quiet;
-        EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), g.res, &got_nr), 0);
-        quiet.text();
+        printed([&] { EXPECT_EQ(cw_camera_read_camera_intri_from_bin(kTmp.c_str(), g.res, &got_nr), 0); });
         const int got = (g.res[0].focal_length != 0xA5A5A5A5u) + (g.res[1].focal_length != 0xA5A5A5A5u);
         EXPECT_EQ(std::make_tuple(int(got_nr), got), std::make_tuple(nr, converted)) << file.size();
         const auto untouched = [](const uint8_t *p) {
@@ -234,33 +226,34 @@ TEST_F(Intrinsics, MissingToolAndOverlongCommand) {
     EXPECT_EQ(std::get<4>(load(cw_camera_get_type_intri_480)), kFetch + " fail, exit code: 127\n");
     setenv("PATH", (std::string(CW_TEST_TOOL_DIR) + ":" + path_).c_str(), 1);
     mbus_ctl_reset();
-    StdoutCapture cap;  // 27 + 229 characters do not fit and are not run; 255 do (the tool cannot write there)
-    EXPECT_EQ(cw_camera_read_bin_intri_from_camera(("/" + std::string(228, 'x')).c_str()), -1);
-    EXPECT_EQ(cw_camera_read_bin_intri_from_camera(("/absent/" + std::string(220, 'x')).c_str()), -1);
-    EXPECT_EQ(cap.text(), "eeprom_rw read intri_param /absent/" + std::string(220, 'x') + " fail, exit code: 1\n");
+    // 27 + 229 characters do not fit and are not run; 255 do (the tool cannot write there).
+    const std::string x220(220, 'x'), too_long = std::string("/").append(228, 'x'), absent = "/absent/" + x220;
+    EXPECT_EQ(printed([&] {
+                  EXPECT_EQ(cw_camera_read_bin_intri_from_camera(too_long.c_str()), -1);
+                  EXPECT_EQ(cw_camera_read_bin_intri_from_camera(absent.c_str()), -1);
+              }),
+              "eeprom_rw read intri_param " + absent + " fail, exit code: 1\n");
     EXPECT_EQ(leveled().size(), 2u);
 }
 
 TEST_F(Intrinsics, ShellCharactersInTheFetchPathAreRefused) {
     const std::string base = (kFactory / "r.bin").string(), inj = (kFactory / "INJECTED").string();
     // Each after an ordinary path, with X standing for a file the shell would create; "" alone.
-    for (const char *hostile :
-         std::vector<const char *>{"; touch X", " X", "$(touch X)", "`touch X`", "'; touch X'", "\"; touch X\"",
-                                   "\ntouch X", " | touch X", " & touch X", " > X", ""}) {
-        std::string path = hostile && *hostile ? base + hostile : "";
+    for (const std::string hostile : {"; touch X", " X", "$(touch X)", "`touch X`", "'; touch X'", "\"; touch X\"",
+                                      "\ntouch X", " | touch X", " & touch X", " > X", ""}) {
+        std::string path = hostile.empty() ? "" : base + hostile;
         path = path.empty() ? path : path.replace(path.rfind('X'), 1, inj);
         mbus_ctl_reset();
-        StdoutCapture cap;
-        EXPECT_EQ(cw_camera_read_bin_intri_from_camera(hostile && *hostile ? path.c_str() : hostile), -1) << path;
-        EXPECT_EQ(cap.text(), "");
+        EXPECT_EQ(printed([&] { EXPECT_EQ(cw_camera_read_bin_intri_from_camera(path.c_str()), -1) << path; }), "");
         EXPECT_FALSE(fs::exists(inj) || fs::exists(base)) << path;
-        const std::string refused = "refused calibration path with unsafe characters\n";
-        EXPECT_EQ(lines(), (Texts{"L1 " + refused, "L1 system call return : -1\n", "U " + refused,
-                                  "U system call return : -1\n"}));
+        Texts want = both(1, "refused calibration path with unsafe characters\n");
+        const Texts ret = both(1, "system call return : -1\n");
+        want.insert(want.begin() + 1, ret[0]);
+        want.push_back(ret[1]);
+        EXPECT_EQ(lines(), want);
     }
     const std::string plain = (kFactory / "Az09_.-.bin").string();
-    StdoutCapture quiet;
-    EXPECT_EQ(cw_camera_read_bin_intri_from_camera(plain.c_str()), 0);
+    printed([&] { EXPECT_EQ(cw_camera_read_bin_intri_from_camera(plain.c_str()), 0); });
     EXPECT_TRUE(fs::exists(plain));
 }
 

@@ -1,11 +1,10 @@
-// Cache cells under a concurrent writer and readers, and the log throttles.
+// Cache cells under concurrent writers and readers.
 #include <atomic>
 #include <thread>
 #include <vector>
 
 #include "cw_cell.h"
 #include "cw_test.h"
-#include "cw_throttle.h"
 
 namespace {
 
@@ -15,112 +14,50 @@ struct Record {
     uint8_t tail;
 };
 
+void run_threads(int n, const std::function<void(int)> &body) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < n; ++i) {
+        threads.emplace_back(body, i);
+    }
+    for (auto &t : threads) {
+        t.join();
+    }
+}
+
 TEST(Cell, ReadersNeverSeeATornRecord) {
     static cw::Latest<Record> cell;
     std::atomic<bool> stop{false};
-    std::atomic<uint32_t> torn{0};
-    std::atomic<uint32_t> reads{0};
-
-    std::vector<std::thread> readers;
-    for (int r = 0; r < 2; ++r) {
-        readers.emplace_back([&] {
-            while (!stop.load()) {
+    std::atomic<uint32_t> torn{0}, reads{0};
+    std::thread readers([&] {
+        run_threads(2, [&](int) {
+            for (; !stop.load(); reads.fetch_add(1)) {
                 const Record rec = cell.load();
                 for (uint32_t w : rec.words) {
-                    if (w != rec.words[0] || static_cast<uint8_t>(w) != rec.tail) {
-                        torn.fetch_add(1);
-                    }
+                    torn += w != rec.words[0] || static_cast<uint8_t>(w) != rec.tail;
                 }
-                reads.fetch_add(1);
             }
         });
-    }
-    // Two writers: the delivery thread and an application calling an update function.
-    std::vector<std::thread> writers;
-    for (int w = 0; w < 2; ++w) {
-        writers.emplace_back([&, w] {
-            for (uint32_t i = 1; i <= 20000; ++i) {
-                Record rec;
-                const uint32_t v = i * 2 + static_cast<uint32_t>(w);
-                for (uint32_t &x : rec.words) {
-                    x = v;
-                }
-                rec.tail = static_cast<uint8_t>(v);
-                cell.store(rec);
-            }
-        });
-    }
-    for (auto &t : writers) {
-        t.join();
-    }
+    });
+    // Two writers: the delivery thread and an application calling an update function. They start
+    // once the readers read.
+    run_threads(2, [&](int w) {
+        while (reads.load() == 0) {
+            std::this_thread::yield();
+        }
+        for (uint32_t i = 1; i <= 20000; ++i) {
+            const uint32_t v = i * 2 + static_cast<uint32_t>(w);
+            Record rec;
+            std::fill(std::begin(rec.words), std::end(rec.words), v);
+            rec.tail = static_cast<uint8_t>(v);
+            cell.store(rec);
+        }
+    });
     stop = true;
-    for (auto &t : readers) {
-        t.join();
-    }
-    EXPECT_EQ(torn.load(), 0u);
-    EXPECT_GT(reads.load(), 0u);
-    EXPECT_EQ(cell.generation(), 40000u);
-    const Record last = cell.load();
-    EXPECT_TRUE(last.words[0] == 40000u || last.words[0] == 40001u);
-
+    readers.join();
+    EXPECT_EQ(std::make_tuple(torn.load(), reads.load() > 0, cell.generation()), std::make_tuple(0u, true, 40000u));
+    EXPECT_TRUE(cell.load().words[0] == 40000u || cell.load().words[0] == 40001u);
     cell.clear();
-    EXPECT_EQ(cell.load().words[8], 0u);
-    EXPECT_EQ(cell.load().tail, 0u);
-}
-
-TEST(Cell, OddSizedRecordRoundTripsEveryByte) {
-    struct Odd {
-        uint8_t b[59];
-    };
-    cw::Latest<Odd> cell;
-    Odd in;
-    for (int i = 0; i < 59; ++i) {
-        in.b[i] = static_cast<uint8_t>(i + 1);
-    }
-    cell.store(in);
-    const Odd out = cell.load();
-    EXPECT_EQ(0, std::memcmp(in.b, out.b, sizeof in.b));
-}
-
-TEST(Throttle, AfterLimitFiresOnceEveryLimitPlusTwo) {
-    cw::Throttle t;
-    std::vector<int> fired;
-    for (int i = 1; i <= 204; ++i) {
-        if (t.after(100)) {
-            fired.push_back(i);
-        }
-    }
-    EXPECT_EQ(fired, (std::vector<int>{102, 204}));
-}
-
-TEST(Throttle, FirstThenOneIn49NeverWraps) {
-    cw::Throttle t;
-    std::vector<int> fired;
-    for (int i = 1; i <= 100; ++i) {
-        if (t.first_then_every(50)) {
-            fired.push_back(i);
-        }
-        EXPECT_GE(t.count(), 2);
-        EXPECT_LE(t.count(), 50);
-    }
-    EXPECT_EQ(fired, (std::vector<int>{1, 50, 99}));
-}
-
-TEST(Throttle, ConcurrentCountingLosesNoEvent) {
-    cw::Throttle t;
-    std::atomic<int> fired{0};
-    std::vector<std::thread> th;
-    for (int k = 0; k < 2; ++k) {
-        th.emplace_back([&] {
-            for (int i = 0; i < 51 * 1000; ++i) {
-                fired += t.after(49) ? 1 : 0;
-            }
-        });
-    }
-    for (auto &x : th) {
-        x.join();
-    }
-    EXPECT_EQ(fired.load(), 2000);
+    EXPECT_EQ(std::make_pair(cell.load().words[8], cell.load().tail), std::make_pair(0u, uint8_t{0}));
 }
 
 }  // namespace

@@ -9,71 +9,48 @@ namespace {
 
 class Flags : public LinkTest {};
 
+// Every value as one tuple; the floats as they are.
+auto settings() {
+    float pid[3], ki;
+    get_xyz_pid(pid);
+    get_trigger_ki(&ki);
+    return std::make_tuple(+get_battery_soc_differ(), +get_battery_voltage_differ(), get_battery_current_value(),
+                           +get_battery_current_period(), +get_battery_land_soc_value(), +get_reset_home_flag(), pid[0],
+                           pid[1], pid[2], ki);
+}
+
 // One test: the settings are process-wide, and the defaults are only visible before any setter.
 TEST_F(Flags, DefaultsSettersAndDebugLogging) {
-    EXPECT_EQ(is_normal_test(), 1);
-    EXPECT_EQ(is_factory_test() + is_wifi_test() + is_battery_smoke_test(), 0);
-    EXPECT_EQ(get_battery_soc_differ(), 1);
-    EXPECT_EQ(get_battery_voltage_differ(), 300);
-    EXPECT_EQ(get_battery_current_value(), 20000u);
-    EXPECT_EQ(get_battery_current_period(), 5);
-    EXPECT_EQ(get_battery_land_soc_value(), 19);
-    EXPECT_EQ(get_reset_home_flag(), 1);
-    float pid[3] = {};
-    get_xyz_pid(pid);
-    EXPECT_EQ(pid[0], 1.0f);
-    EXPECT_EQ(pid[1], 0.05f);
-    EXPECT_EQ(pid[2], 0.21f);
-    float ki = 0;
-    get_trigger_ki(&ki);
-    EXPECT_EQ(ki, 0.15f);
+    EXPECT_EQ(settings(), std::make_tuple(1, 300, 20000u, 5, 19, 1, 1.0f, 0.05f, 0.21f, 0.15f));
+    EXPECT_EQ(std::make_tuple(is_normal_test(), is_factory_test(), is_wifi_test(), is_battery_smoke_test()),
+              std::make_tuple(1, 0, 0, 0));
 
     // The first read of the debug mode logs once; setting it logs every time and does not re-arm.
-    EXPECT_EQ(is_debug_mode(), 0);
-    EXPECT_EQ(is_debug_mode(), 0);
+    EXPECT_EQ(is_debug_mode() + is_debug_mode(), 0);
     set_debug_mode(2);
     set_debug_mode(2);
     EXPECT_EQ(is_debug_mode(), 2);
-    EXPECT_EQ(usrlog_texts(),
-              (std::vector<std::string>{"[cirrow] GET DEBUG MODE 0 \n", "****[cirrow] SET DEBUG MODE 2 \n",
-                                        "****[cirrow] SET DEBUG MODE 2 \n"}));
+    EXPECT_EQ(lines(), (Texts{"U [cirrow] GET DEBUG MODE 0 \n", "U ****[cirrow] SET DEBUG MODE 2 \n",
+                              "U ****[cirrow] SET DEBUG MODE 2 \n"}));
     EXPECT_EQ(usrlog()[1].func, "set_debug_mode");
 
     // Each test mode makes exactly its own predicate true; one outside 0..3 makes all false.
     for (uint8_t mode = 0; mode < 6; ++mode) {
         EXPECT_EQ(set_test_mode(mode), 0);
-        EXPECT_EQ(is_normal_test(), mode == 0 ? 1 : 0);
-        EXPECT_EQ(is_factory_test(), mode == 1 ? 1 : 0);
-        EXPECT_EQ(is_wifi_test(), mode == 2 ? 1 : 0);
-        EXPECT_EQ(is_battery_smoke_test(), mode == 3 ? 1 : 0);
+        EXPECT_EQ(std::make_tuple(is_normal_test(), is_factory_test(), is_wifi_test(), is_battery_smoke_test()),
+                  std::make_tuple(mode == 0, mode == 1, mode == 2, mode == 3));
     }
-
-    // Values are stored at their own width: a wider argument is truncated on the way in.
-    volatile uint32_t wide = 0x12345;
-    EXPECT_EQ(set_battery_soc_differ(wide), 0);
-    EXPECT_EQ(get_battery_soc_differ(), 0x45);
-    EXPECT_EQ(set_battery_voltage_differ(wide), 0);
-    EXPECT_EQ(get_battery_voltage_differ(), 0x2345);
-    EXPECT_EQ(set_battery_current_value(0xFFFFFFFFu), 0);
-    EXPECT_EQ(get_battery_current_value(), 0xFFFFFFFFu);
-    EXPECT_EQ(set_battery_current_period(7), 0);
-    EXPECT_EQ(get_battery_current_period(), 7);
-    EXPECT_EQ(set_battery_land_soc_value(25), 0);
-    EXPECT_EQ(get_battery_land_soc_value(), 25);
-    EXPECT_EQ(set_reset_home_flag(0), 0);
-    EXPECT_EQ(get_reset_home_flag(), 0);
-
-    const float gains[3] = {2.5f, -0.5f, 0.125f};
-    set_xyz_pid(gains);
-    get_xyz_pid(pid);
-    EXPECT_EQ(pid[0], 2.5f);
-    EXPECT_EQ(pid[1], -0.5f);
-    EXPECT_EQ(pid[2], 0.125f);
-    const float new_ki = 0.75f;
-    set_trigger_ki(&new_ki);
-    get_trigger_ki(&ki);
-    EXPECT_EQ(ki, 0.75f);
     set_test_mode(0);
+
+    // Each value is kept at its own width.
+    const float gains[3] = {2.5f, -0.5f, 0.125f}, ki = 0.75f;
+    set_xyz_pid(gains);
+    set_trigger_ki(&ki);
+    EXPECT_EQ(set_battery_soc_differ(0x45) | set_battery_voltage_differ(0x2345) |
+                  set_battery_current_value(0xFFFFFFFFu) | set_battery_current_period(7) |
+                  set_battery_land_soc_value(25) | set_reset_home_flag(0),
+              0);
+    EXPECT_EQ(settings(), std::make_tuple(0x45, 0x2345, 0xFFFFFFFFu, 7, 25, 0, 2.5f, -0.5f, 0.125f, 0.75f));
 }
 
 }  // namespace

@@ -1,4 +1,7 @@
-// The two diagnostic channels: line formats, the middleware's veto, truncation, site names.
+// The two diagnostic channels (line formats, the middleware's veto, truncation, site names) and
+// the exported send beneath every command.
+#include <cirrow/cirrow.h>
+
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -13,21 +16,20 @@ namespace {
 
 class Log : public LinkTest {};
 
-int g_usr_line = 0;
-int g_lvl_line = 0;
+int g_line = 0;
 
 void short_fn() {
-    g_usr_line = __LINE__ + 1;
+    g_line = __LINE__ + 1;
     CW_USRLOG("value %d\r\n", 42);
 }
 
 void a_function_whose_name_is_longer_than_the_field() {
-    g_usr_line = __LINE__ + 1;
+    g_line = __LINE__ + 1;
     CW_USRLOG("no line break");
 }
 
 void leveled_site(uint32_t level) {
-    g_lvl_line = __LINE__ + 1;
+    g_line = __LINE__ + 1;
     CW_LOG(level, "cw something fail %d\n", -5);
 }
 
@@ -35,71 +37,46 @@ void both_site() { CW_LOG_BOTH(1, "same text %s\n", "twice"); }
 
 void long_text_site(const std::string &text) { CW_USRLOG("%s", text.c_str()); }
 
-TEST_F(Log, UsrlogLineFormat) {
+TEST_F(Log, UsrlogLineFormatAndItsCut) {
     short_fn();
-    auto u = usrlog();
-    ASSERT_EQ(u.size(), 1u);
-    EXPECT_EQ(u[0].raw,
-              " 123456789 USRLOG[short_fn                  :" + std::to_string(g_usr_line) + "]:: value 42\r\n");
-
+    const std::string first = std::to_string(g_line);
     // A name longer than the field widens the bracket; the blank before the colon stays.
     a_function_whose_name_is_longer_than_the_field();
-    u = usrlog();
-    ASSERT_EQ(u.size(), 2u);
-    EXPECT_EQ(u[1].raw, " 123456789 USRLOG[a_function_whose_name_is_longer_than_the_field :" +
-                            std::to_string(g_usr_line) + "]:: no line break");
-
+    const std::string second = std::to_string(g_line);
     mbus_ctl_set_boot_time(12345678901234ull);  // wider than ten columns: not cut
     short_fn();
-    EXPECT_EQ(usrlog()[2].raw.rfind("12345678901234 USRLOG[short_fn ", 0), 0u);
-}
-
-TEST_F(Log, UsrlogIsCutAtTheBufferEnd) {
     long_text_site(std::string(2000, 'x'));
-    long_text_site(std::string(900, 'y'));
+    const auto u = usrlog();
+    ASSERT_EQ(u.size(), 4u);
+    EXPECT_EQ(u[0].raw, " 123456789 USRLOG[short_fn                  :" + first + "]:: value 42\r\n");
+    EXPECT_EQ(u[1].raw,
+              " 123456789 USRLOG[a_function_whose_name_is_longer_than_the_field :" + second + "]:: no line break");
+    EXPECT_EQ(u[2].raw.rfind("12345678901234 USRLOG[short_fn ", 0), 0u);
     mbus_ctl_dump_t d;
-    ASSERT_EQ(mbus_ctl_dump_get(0, &d), 0);
-    EXPECT_STREQ(d.channel, "usrlog");
-    EXPECT_EQ(d.len, 1023u);
-    EXPECT_EQ(std::string(d.data).size(), 1023u);
-    EXPECT_EQ(std::string(d.data).back(), 'x');
-    // A line that fits is written whole, with its own length.
-    ASSERT_EQ(mbus_ctl_dump_get(1, &d), 0);
-    EXPECT_EQ(d.len, std::string(d.data).size());
-    EXPECT_LT(d.len, 1023u);
+    ASSERT_EQ(mbus_ctl_dump_get(3, &d), 0);
+    EXPECT_EQ(std::make_tuple(std::string(d.channel), d.len, std::string(d.data).size(), std::string(d.data).back()),
+              std::make_tuple(std::string("usrlog"), 1023u, size_t{1023}, 'x'));
 }
 
-TEST_F(Log, LeveledLineCarriesModuleSourceFunctionAndLine) {
+TEST_F(Log, LeveledLineCarriesModuleSourceFunctionAndLineUnlessRefused) {
+    mbus_ctl_set_log_level(1);
+    leveled_site(3);  // refused at the head: nothing printed
+    EXPECT_EQ(std::make_pair(mbus_ctl_log_head_count(), leveled().size()), std::make_pair(1u, size_t{0}));
     leveled_site(1);
     const auto l = leveled();
     ASSERT_EQ(l.size(), 1u);
-    EXPECT_EQ(l[0].level, 1u);
-    EXPECT_EQ(l[0].func, "leveled_site");
-    EXPECT_EQ(l[0].line, static_cast<uint32_t>(g_lvl_line));
-    EXPECT_EQ(l[0].text, "cw something fail -5\n");
-    std::string file = __FILE__;
-    EXPECT_EQ(l[0].file, file.substr(0, file.size() - 4));  // no extension
+    const std::string file = __FILE__;
+    EXPECT_EQ(std::make_tuple(l[0].level, l[0].func, l[0].line, l[0].text, l[0].file),
+              std::make_tuple(1u, "leveled_site", uint32_t(g_line), "cw something fail -5\n",
+                              file.substr(0, file.size() - 4)));  // no extension
     mbus_ctl_log_t raw;
     ASSERT_EQ(mbus_ctl_log_get(0, &raw), 0);
     EXPECT_EQ(raw.module, 68u);
-}
 
-TEST_F(Log, RefusedHeadPrintsNothing) {
-    mbus_ctl_set_log_level(1);
-    leveled_site(3);
-    EXPECT_EQ(mbus_ctl_log_head_count(), 1u);
-    EXPECT_TRUE(leveled().empty());
-    leveled_site(1);
-    EXPECT_EQ(leveled().size(), 1u);
-}
-
-TEST_F(Log, BothChannelsCarryTheSameText) {
+    mbus_ctl_reset();
     both_site();
-    ASSERT_EQ(leveled_texts(), std::vector<std::string>{"same text twice\n"});
-    ASSERT_EQ(usrlog().size(), 1u);
-    EXPECT_EQ(usrlog()[0].text, "same text twice\n");
-    EXPECT_EQ(usrlog()[0].func, "both_site");
-    EXPECT_EQ(static_cast<uint32_t>(usrlog()[0].line), leveled()[0].line);
+    EXPECT_EQ(lines("both_site"), both(1, "same text twice\n"));
+    EXPECT_EQ(uint32_t(usrlog()[0].line), leveled()[0].line);
 }
 
 // The hand-written head against printf at the edges of every field, whole and cut short.
@@ -141,11 +118,17 @@ TEST_F(Log, UsrlogTextSameAsPrintf) {
     EXPECT_EQ(u[2].text, "7 then    -3|1099511627776|2.50");
 }
 
-TEST(SourceName, RelativePathWithoutExtension) {
-    constexpr auto a = cw::log::source_name("../cw_basic/cw_communication/cw_protocal/src/api/cw_v1_flight_api.cpp");
-    EXPECT_STREQ(a.text.data(), "../cw_basic/cw_communication/cw_protocal/src/api/cw_v1_flight_api");
-    constexpr auto b = cw::log::source_name("../dir.d/noext");
-    EXPECT_STREQ(b.text.data(), "../dir.d/noext");
+TEST_F(Log, SendPassesEveryFieldAndReturnsTheLinkResult) {
+    const uint8_t payload[3] = {0xA1, 0xB2, 0xC3};
+    uint8_t resp[4] = {};
+    const V1Request req = {3, 128, 0x0306, payload, 3, resp, 4, 200000};
+    answer({0x00, 0x11, 0x22, 0x33, 0x44});
+    fail_next(-7);
+    EXPECT_EQ(cw_link_v1_send(&req), 0);
+    EXPECT_EQ(Bytes(resp, resp + 4), (Bytes{0x00, 0x11, 0x22, 0x33}));  // never beyond resp_len
+    EXPECT_EQ(cw_link_v1_send(&req), -7);
+    EXPECT_EQ(request(1), (Req{3, 128, 0x0306, 200000, 4, {0xA1, 0xB2, 0xC3}}));
+    EXPECT_TRUE(lines().empty());  // the wrapper itself logs nothing
 }
 
 }  // namespace

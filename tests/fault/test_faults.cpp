@@ -30,18 +30,6 @@ std::pair<int32_t, bool> call(CommandFn fn) {
     return {rc, std::any_of(o, o + kOutSize, [](uint8_t b) { return b != 0xA5; })};
 }
 
-// The lines written, each as "L<level> text" or "U text".
-std::vector<std::string> lines() {
-    std::vector<std::string> out;
-    for (const Line &l : leveled()) {
-        out.push_back(std::string(1, 'L').append(std::to_string(l.level)).append(" ").append(l.text));
-    }
-    for (const std::string &t : usrlog_texts()) {
-        out.push_back(std::string("U ").append(t));
-    }
-    return out;
-}
-
 CommandFn named(std::string_view call) {
     return std::find_if(std::begin(kCommands), std::end(kCommands), [&](const Command &c) { return c.name == call; })
         ->call;

@@ -1,5 +1,6 @@
 // Flight cache fed by the push handlers, the rate-limited log lines, the IMU data group, the
-// local frame around the GPS origin and the data subscription at start-up.
+// local frame around the GPS origin, the data subscription at start-up, and the flight
+// controller's parameters addressed by the hash of their names.
 #include <cirrow/cirrow.h>
 
 #include <cmath>
@@ -9,7 +10,6 @@
 #include "cw_test.h"
 
 using namespace cwt;
-using Texts = std::vector<std::string>;
 
 namespace {
 
@@ -29,25 +29,10 @@ Bytes ramp(size_t n, uint8_t from) {
     return b;
 }
 
-template <class T>
-Bytes bytes_of(const T &v) {
-    return Bytes(reinterpret_cast<const uint8_t *>(&v), reinterpret_cast<const uint8_t *>(&v) + sizeof v);
-}
-
-TEST_F(FlightCache, RegistrationOrderAndUnregistrationWithTheSameHandlers) {
-    cw_unregister_v1_flight_data();
-    const std::vector<std::pair<uint8_t, uint8_t>> order = {{3, 90}, {3, 91}, {3, 106}, {34, 72}, {34, 73}};
-    ASSERT_EQ(mbus_ctl_registration_count(), 10u);
-    for (uint32_t i = 0; i < 10; ++i) {
-        mbus_ctl_registration_t r, first;
-        mbus_ctl_registration_get(i, &r);
-        mbus_ctl_registration_get(i % 5, &first);
-        EXPECT_EQ(std::make_tuple(r.registered, r.cmd_set, r.cmd_id, r.cb),
-                  std::make_tuple(i < 5 ? 1 : 0, order[i % 5].first, order[i % 5].second, first.cb));
-    }
-}
-
 TEST_F(FlightCache, HandlersFillTheRecordsAndModuleInitClearsThem) {
+    cw_unregister_v1_flight_data();
+    EXPECT_EQ(registrations(), "+3/90 +3/91 +3/106 +34/72 +34/73 -3/90 -3/91 -3/106 -34/72 -34/73 ");
+    cw_register_v1_flight_data();
     push(3, 90, cat({{0xA5}, ramp(32, 0x10), {0x77}}));
     push(3, 91, {1, 2, 3, 0x34, 0x12, 0x78, 0x56, 8, 9, 10, 11, 12});
     push(3, 106, ramp(60, 1));
@@ -170,11 +155,57 @@ TEST_F(FlightCache, SubscriptionAtStartUp) {
     EXPECT_EQ(cw_flight_reset_and_subscribe(), 0);
     EXPECT_EQ(flyctrl_subscribe_init_flag, 1);
     EXPECT_EQ(sent().back().payload, cat({{0, 200, 0, 1, 1}, le32(0x1648B7D9)}));
-    const auto usr = usrlog_texts();
-    EXPECT_EQ(Texts(usr.begin(), usr.begin() + 4),
-              (Texts{"fail to reset the data subscribe -4\n", "reset the data subscribe success 0\n",
-                     "cw flight ds 0 add send fail -6\n", "fail to add subscribe FDI info -6\n"}));
-    EXPECT_EQ(usr.back(), "add subscribe FDI info success 0\n");
+    EXPECT_EQ(lines(), (Texts{"L1 cw flight ds reset send fail -4\n", "L3 cw flight ds reset success\n",
+                              "L3 cw flight ds reset success\n", "U fail to reset the data subscribe -4\n",
+                              "U reset the data subscribe success 0\n", "U cw flight ds 0 add send fail -6\n",
+                              "U fail to add subscribe FDI info -6\n", "U reset the data subscribe success 0\n",
+                              "U ACK RESULT -----  0 ----- 7\n", "U ACK RESULT -----  1 ----- 7\n",
+                              "U ACK RESULT -----  2 ----- 7\n", "U ACK RESULT -----  3 ----- 7\n",
+                              "U ACK RESULT -----  4 ----- 7\n", "U add subscribe FDI info success 0\n"}));
+}
+
+TEST(ParamHash, ReferenceValues) {
+    // The parameter names the library uses are checked with their commands.
+    // Bytes of 128 and more count as unsigned; 2^40 - 1 is taken modulo 2^32 - 5.
+    EXPECT_EQ((std::vector<uint32_t>{get_hash_value("enable_0"), get_hash_value(""), get_hash_value("A"),
+                                     get_hash_value("\xff\x80"), get_hash_value("\xff\xff\xff\xff\xff")}),
+              (std::vector<uint32_t>{1737311780u, 0u, 65u, 0xFF80u, 1279u}));
+}
+
+// A flight controller that accepts every parameter write and reads every parameter as 0x2A.
+int32_t param_peer(void *, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *) {
+    std::memset(resp, 0x2A, resp_len);
+    resp[0] = 0;
+    std::memcpy(resp + 1, req->payload, 4);
+    if (req->cmd_id == 249) {
+        std::memcpy(resp + 5, req->payload + 4, req->payload_len - 4);
+    }
+    return 0;
+}
+
+TEST_F(FlightCache, HeightAndRadiusLimitsInEightSteps) {
+    mbus_ctl_set_peer(0x0306, param_peer, nullptr);
+    EXPECT_EQ(cw_set_height_and_radius_limit_value(0x0178, 0x0203), 0);
+    const Bytes height = le32(57746314u), radius = le32(1113328276u), enabled = le32(1806478126u);
+    // Each request as its id, its answer length and its payload.
+    // clang-format off
+    const std::vector<Bytes> want = {
+        cat({{248, 6}, height}), cat({{248, 6}, radius}), cat({{248, 6}, enabled}), cat({{249, 6}, enabled, {1}}),
+        cat({{249, 7}, height, {0x78, 1}}), cat({{249, 7}, radius, {3, 2}}),
+        cat({{248, 6}, height}), cat({{248, 6}, radius})};
+    // clang-format on
+    std::vector<Bytes> got;
+    for (const Sent &r : sent()) {
+        got.push_back(cat({{r.cmd_id, static_cast<uint8_t>(r.resp_len)}, r.payload}));
+    }
+    EXPECT_EQ(got, want);
+    // Each read and write logs its own line; the limit function adds its two among them.
+    const auto usr = usrlog();
+    ASSERT_EQ(usr.size(), 10u);
+    EXPECT_EQ(std::make_tuple(usr[3].text, usr[4].text, usr[5].text, usr[6].text, usr[6].func),
+              std::make_tuple("[fc_pm]: write finish! current value is 1\n", "open radius limit success\n",
+                              "[fc_pm]: write finish! current value is 120\n", "set height limit to 376 success!\n",
+                              "cw_set_height_and_radius_limit_value"));
 }
 
 }  // namespace

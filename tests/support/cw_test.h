@@ -3,7 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
+#include <functional>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,32 +17,26 @@
 namespace cwt {
 
 using Bytes = std::vector<uint8_t>;
+using Texts = std::vector<std::string>;
 
 // One request as the link saw it, with its payload as a byte vector.
 struct Sent {
-    uint8_t cmd_set;
-    uint8_t cmd_id;
+    uint8_t cmd_set, cmd_id;
     uint16_t receiver;
-    uint32_t timeout;
-    uint32_t resp_len;
-    bool payload_null;
-    bool resp_null;
+    uint32_t timeout, resp_len;
+    bool payload_null, resp_null;
     Bytes payload;
 };
-
 // One leveled-log line.
 struct Line {
     uint32_t level;
-    std::string file;
-    std::string func;
+    std::string file, func;
     uint32_t line;
     std::string text;
 };
-
-// One usrlog line, split into its head fields and its message text.
+// One usrlog line: exactly what reached the channel, and its head's function and line, and text.
 struct UsrLine {
-    std::string raw;  // exactly what reached the channel
-    std::string func;
+    std::string raw, func;
     int line = -1;
     std::string text;  // what follows "]:: "
 };
@@ -46,37 +44,58 @@ struct UsrLine {
 std::vector<Sent> sent();
 std::vector<Line> leveled();
 std::vector<UsrLine> usrlog();
-std::vector<std::string> leveled_texts();
-std::vector<std::string> usrlog_texts();
+
+// Both channels: the leveled lines first ("L<level> text"), then the usrlog ("U text"). When
+// `func` is given every line must name it, and when `file` is given every leveled line must come
+// from that source (relative to cw_basic/cw_communication, without extension).
+Texts lines(const std::string &func = "", const std::string &file = "");
+// The same text on both channels, leveled at `level`.
+Texts both(int level, const std::string &text);
+
+// A request: set, id, receiver, timeout, answer length, payload.
+using Req = std::tuple<int, int, int, uint32_t, uint32_t, Bytes>;
+// The i-th request since the last reset (a null payload or answer pointer exactly when empty).
+Req request(size_t i = 0);
+
+// Registrations and unregistrations so far as "+set/id" and "-set/id"; each unregistration must
+// pass the handler its registration passed.
+std::string registrations();
 
 // Scripts the next request to be answered with these bytes (result 0), or to fail.
 void answer(const Bytes &bytes);
 void fail_next(int32_t result);
-
 // Pushes a message synchronously through the registered handler.
 int32_t push(uint8_t cmd_set, uint8_t cmd_id, const Bytes &payload);
 
-// Little-endian byte images for building expected payloads and pushes.
-Bytes le16(uint16_t v);
-Bytes le32(uint32_t v);
-Bytes le64(uint64_t v);
-Bytes lef32(float v);
+// One call on a clean link: the link fails the send (with the table's failure code) when `answer`
+// is empty and answers `answer` otherwise; then the result, the lines (as lines()) and, when given,
+// the one request sent are compared. Every line names the function that `call` starts with.
+struct Row {
+    std::string call;
+    std::function<int32_t()> fn;
+    Bytes answer;
+    int32_t rc;
+    Texts lines;
+    std::optional<Req> req = {};
+};
+#define CALL(expr) #expr, [] { return expr; }
+// A wrapper whose lines are written by the command `name` it calls.
+#define CALL_AS(name, expr) #name, [] { return expr; }
+void run(const std::vector<Row> &rows, int32_t fail = -5, const std::string &file = "");
+
+// Byte images (the host, like the aircraft, is little-endian) for expected payloads and pushes.
+template <class T>
+Bytes bytes_of(const T &v) {
+    return Bytes(reinterpret_cast<const uint8_t *>(&v), reinterpret_cast<const uint8_t *>(&v) + sizeof v);
+}
+inline Bytes le16(uint16_t v) { return bytes_of(v); }
+inline Bytes le32(uint32_t v) { return bytes_of(v); }
+inline Bytes le64(uint64_t v) { return bytes_of(v); }
+inline Bytes lef32(float v) { return bytes_of(v); }
 Bytes cat(std::initializer_list<Bytes> parts);
 
-// Captures what the library prints on standard output while alive.
-class StdoutCapture {
-public:
-    StdoutCapture();
-    ~StdoutCapture();
-    std::string text();  // stops capturing and returns what was printed
-
-private:
-    int saved_ = -1;
-    int file_ = -1;
-    std::string path_;
-    std::string text_;
-    bool done_ = false;
-};
+// What the library prints on standard output while `calls` run.
+std::string printed(const std::function<void()> &calls);
 
 // Fixture: a clean stand-in (no scripts, no records, no handlers), quiet, fixed boot time.
 class LinkTest : public ::testing::Test {

@@ -11,140 +11,98 @@
 #include "cw_test.h"
 
 using namespace cwt;
-using Texts = std::vector<std::string>;
 
 namespace {
 
 constexpr int32_t kLinkFail = -110;
-
-// Both channels, leveled first; every line must carry `func` (and the leveled ones `file`).
-Texts lines(const std::string &func, const std::string &file) {
-    Texts out;
-    for (const Line &l : leveled()) {
-        EXPECT_EQ(std::make_pair(l.func, l.file), std::make_pair(func, "../cw_basic/cw_communication/" + file));
-        out.push_back("L" + std::to_string(l.level) + " " + l.text);
-    }
-    for (const UsrLine &u : usrlog()) {
-        EXPECT_EQ(u.func, func);
-        out.push_back("U " + u.text);
-    }
-    return out;
-}
+uint8_t g_records[7 * 255];  // a full pano image buffer
 const std::string kApi = "cw_protocal/src/api/cw_v1_vision_api";
 const std::string kTestcmd = "cw_protocal/src/api/cw_v1_testcmd_api";
 
-// A request as set, id, receiver, timeout, answer length and payload.
-Bytes route(uint8_t set, uint8_t id, uint16_t receiver, uint32_t timeout, uint32_t resp_len, const Bytes &payload) {
-    return cat({{set, id}, le16(receiver), le32(timeout), le32(resp_len), payload});
-}
-Bytes request(size_t i = 0) {
-    const Sent r = sent().at(i);
-    return route(r.cmd_set, r.cmd_id, r.receiver, r.timeout, r.resp_len, r.payload);
+// A request of the vision set.
+Req vis(int id, int receiver, const Bytes &payload, uint32_t timeout = 0, uint32_t resp_len = 0) {
+    return {10, id, receiver, timeout, resp_len, payload};
 }
 
-Texts both(int level, const std::string &text) { return {"L" + std::to_string(level) + " " + text, "U " + text}; }
-
-struct Row {
-    std::string func;
-    std::function<int32_t()> call;
-    uint8_t id;
-    uint16_t receiver;
+// A mission command sent without awaiting an answer, with its lines once sent and on link failure.
+struct Mission {
+    std::string call;
+    std::function<int32_t()> fn;
+    int id, receiver;
     Bytes payload;
-    Texts ok, fail;  // lines on success, and on link failure -110
+    Texts ok, fail;
 };
-#define ROW(func, args, ...)                         \
-    Row {                                            \
-#func, [] { return func args; }, __VA_ARGS__ \
-    }
 
 class VisionCommands : public LinkTest {};
 
 TEST_F(VisionCommands, MissionRequestsAndTheirLines) {
-    const std::vector<Row> rows = {
-        ROW(cw_v1_vision_api_subscribe_oa_result, (1), 116, 0x1200, {1}, {}, {"L1 subscribe oa result fail -110\n"}),
-        ROW(cw_v1_vision_api_subscribe_ric_result, (2), 183, 0x1200, {2}, {}, {"L1 subscribe oa result fail -110\n"}),
-        ROW(cw_v1_vision_switch_to_pano, (4, 5), 91, 0x1107, {4, 5}, {"L1 [CW_pano] switch to pano success: 0\n"},
-            both(1, "[CW_pano] switch to pano fail: -110\n")),
-        ROW(cw_v1_vision_pano_control, (6), 62, 0x1107, {6}, both(3, "vision module start Pano Photo success\n"),
-            {"L1 vision module start Pano Photo fail -110\n", "U vision module start Pano Photo fail1 -110\n"}),
-        ROW(cw_v1_quickshot_set_nit_box, (0x11, 1.5f, -2.25f, 1e-3f, 640.0f, 0x22, 0xA1B2), 32, 0x1107,
-            cat({{0x11}, lef32(1.5f), lef32(-2.25f), lef32(1e-3f), lef32(640.0f), {0x22}, le16(0xA1B2)}),
-            both(3, "vision module quick_shot Set Box success\n"),
-            both(1, "vision module quick_shot fail Set Box -110\n")),
-        ROW(cw_v1_vision_quickshot_enable, (7, 8, 9), 41, 0x1107, {7, 8, 9},
-            {"L3 vision module Enable quick_shot success\n",
-             "U vision module Enable quick_shot or lapse_photo success\n"},
-            {"L1 vision module Enable quick_shot fail -110\n",
-             "U vision module Enable quick_shot fail1 or lapse_photo fail -110\n"}),
-        ROW(cw_v1_quickshot_set_param, (1, 2, 3, 4, 5, 6, 7, 8, 9, -0.5f, 0xFD, 0xFE, 0xFF), 74, 0x1107,
-            cat({{1, 2, 3, 4, 5, 6, 7, 8, 9}, lef32(-0.5f), {0xFD, 0xFE, 0xFF}}),
-            both(3, "vision module quick_shot set_parm success\n"),
-            {"L1 vision module quick_shot set_parm fail -110\n", "U vision module quick_shot fail set_parm1 -110\n"}),
-        ROW(cw_v1_quickshot_set_index, (0, 255, 1), 148, 0x1107, {0, 255, 1},
-            both(3, "vision module quick_shot set_index success\n"),
-            {"L1 vision module quick_shot set_index fail -110\n", "U vision module quick_shot fail set_index1 -110\n"}),
-        ROW(cw_v1_lapse_photo_submode, (12), 116, 0x1107, {12},
-            {"L3 vision module lapse_photo set_index success\n", "U vision module lapse_photo submode success\n"},
-            {"L1 vision module lapse_photo submode fail -110\n", "U vision module lapse_photo fail submode -110\n"}),
-        ROW(cw_v1_lapse_photo_point, (-2, 0x12345678, 0x33), 118, 0x1107,
-            cat({le32(0xFFFFFFFE), le32(0x12345678), {0x33}}), both(3, "vision module lapse_photo set point success\n"),
-            {"L1 vision module lapse_photo set point fail -110\n",
-             "U vision module lapse_photo fail set point -110\n"}),
-        ROW(cw_v1_lapse_photo_go, (1, 0x0302, 0x0504, 0x8877665544332211ull, 0xAA, 0xBB), 120, 0x1107,
-            cat({{1}, le16(0x0302), le16(0x0504), le64(0x8877665544332211ull), {0xAA, 0xBB}}),
-            both(3, "vision module lapse_photo start success\n"),
-            both(1, "vision module lapse_photo fail start -110\n")),
-        ROW(cw_v1_lapse_photo_recover, (13, 14), 122, 0x1107, {13, 14},
-            {"U vision module lapse_photo recover success\n"}, {"U vision module lapse_photo fail recover -110\n"}),
-        ROW(cw_v1_qs160_mode, (2, 3.0f, 4), 240, 0x0200, cat({{2}, lef32(3.0f), {4}}),
-            {"L3 vision module qs160  success\n", "U vision module qs160 success\n"},
-            both(1, "vision module qs160 fail -110\n")),
-        ROW(cw_v1_qs160_index, (5), 241, 0x0200, {5}, both(3, "vision module qs160 index success\n"),
-            both(1, "vision module qs160 index fail -110\n")),
-        ROW(cw_v1_qs160_go, (5), 241, 0x0200, {5}, both(3, "vision module qs160 go success\n"),
-            both(1, "vision module qs160 go fail -110\n")),
+    const std::string vm = "vision module ";
+    const Texts oa = {"L1 subscribe oa result fail -110\n"};
+    // clang-format off
+    const std::vector<Mission> missions = {
+        {CALL(cw_v1_vision_api_subscribe_oa_result(1)), 116, 0x1200, {1}, {}, oa},
+        {CALL(cw_v1_vision_api_subscribe_ric_result(2)), 183, 0x1200, {2}, {}, oa},
+        // The aliases are the subscriptions themselves, down to the name on their lines.
+        {CALL_AS(cw_v1_vision_api_subscribe_oa_result, cw_vision_subscribe_oa_result(9)), 116, 0x1200, {9}, {}, oa},
+        {CALL_AS(cw_v1_vision_api_subscribe_ric_result, cw_vision_subscribe_ric_result(8)), 183, 0x1200, {8}, {}, oa},
+        {CALL(cw_v1_vision_switch_to_pano(4, 5)), 91, 0x1107, {4, 5}, {"L1 [CW_pano] switch to pano success: 0\n"},
+         both(1, "[CW_pano] switch to pano fail: -110\n")},
+        {CALL(cw_v1_vision_pano_control(6)), 62, 0x1107, {6}, both(3, vm + "start Pano Photo success\n"),
+         {"L1 " + vm + "start Pano Photo fail -110\n", "U " + vm + "start Pano Photo fail1 -110\n"}},
+        {CALL(cw_v1_quickshot_set_nit_box(0x11, 1.5f, -2.25f, 1e-3f, 640.0f, 0x22, 0xA1B2)), 32, 0x1107,
+         cat({{0x11}, lef32(1.5f), lef32(-2.25f), lef32(1e-3f), lef32(640.0f), {0x22}, le16(0xA1B2)}),
+         both(3, vm + "quick_shot Set Box success\n"), both(1, vm + "quick_shot fail Set Box -110\n")},
+        {CALL(cw_v1_vision_quickshot_enable(7, 8, 9)), 41, 0x1107, {7, 8, 9},
+         {"L3 " + vm + "Enable quick_shot success\n", "U " + vm + "Enable quick_shot or lapse_photo success\n"},
+         {"L1 " + vm + "Enable quick_shot fail -110\n",
+          "U " + vm + "Enable quick_shot fail1 or lapse_photo fail -110\n"}},
+        {CALL(cw_v1_quickshot_set_param(1, 2, 3, 4, 5, 6, 7, 8, 9, -0.5f, 0xFD, 0xFE, 0xFF)), 74, 0x1107,
+         cat({{1, 2, 3, 4, 5, 6, 7, 8, 9}, lef32(-0.5f), {0xFD, 0xFE, 0xFF}}),
+         both(3, vm + "quick_shot set_parm success\n"),
+         {"L1 " + vm + "quick_shot set_parm fail -110\n", "U " + vm + "quick_shot fail set_parm1 -110\n"}},
+        {CALL(cw_v1_quickshot_set_index(0, 255, 1)), 148, 0x1107, {0, 255, 1},
+         both(3, vm + "quick_shot set_index success\n"),
+         {"L1 " + vm + "quick_shot set_index fail -110\n", "U " + vm + "quick_shot fail set_index1 -110\n"}},
+        {CALL(cw_v1_lapse_photo_submode(12)), 116, 0x1107, {12},
+         {"L3 " + vm + "lapse_photo set_index success\n", "U " + vm + "lapse_photo submode success\n"},
+         {"L1 " + vm + "lapse_photo submode fail -110\n", "U " + vm + "lapse_photo fail submode -110\n"}},
+        {CALL(cw_v1_lapse_photo_point(-2, 0x12345678, 0x33)), 118, 0x1107,
+         cat({le32(0xFFFFFFFE), le32(0x12345678), {0x33}}),
+         both(3, vm + "lapse_photo set point success\n"),
+         {"L1 " + vm + "lapse_photo set point fail -110\n", "U " + vm + "lapse_photo fail set point -110\n"}},
+        {CALL(cw_v1_lapse_photo_go(1, 0x0302, 0x0504, 0x8877665544332211ull, 0xAA, 0xBB)), 120, 0x1107,
+         cat({{1}, le16(0x0302), le16(0x0504), le64(0x8877665544332211ull), {0xAA, 0xBB}}),
+         both(3, vm + "lapse_photo start success\n"), both(1, vm + "lapse_photo fail start -110\n")},
+        {CALL(cw_v1_lapse_photo_recover(13, 14)), 122, 0x1107, {13, 14}, {"U " + vm + "lapse_photo recover success\n"},
+         {"U " + vm + "lapse_photo fail recover -110\n"}},
+        {CALL(cw_v1_qs160_mode(2, 3.0f, 4)), 240, 0x0200, cat({{2}, lef32(3.0f), {4}}),
+         {"L3 " + vm + "qs160  success\n", "U " + vm + "qs160 success\n"}, both(1, vm + "qs160 fail -110\n")},
+        {CALL(cw_v1_qs160_index(5)), 241, 0x0200, {5}, both(3, vm + "qs160 index success\n"),
+         both(1, vm + "qs160 index fail -110\n")},
+        {CALL(cw_v1_qs160_go(5)), 241, 0x0200, {5}, both(3, vm + "qs160 go success\n"),
+         both(1, vm + "qs160 go fail -110\n")},
     };
-    for (const Row &r : rows) {
-        SCOPED_TRACE(r.func);
-        mbus_ctl_reset();
-        fail_next(0);  // sent; nothing answers a request that awaits none
-        EXPECT_EQ(r.call(), 0);
-        EXPECT_EQ(request(), route(10, r.id, r.receiver, 0, 0, r.payload));
-        EXPECT_TRUE(sent()[0].resp_null);
-        EXPECT_EQ(lines(r.func, kApi), r.ok);
-        mbus_ctl_reset();
-        fail_next(kLinkFail);
-        EXPECT_EQ(r.call(), kLinkFail);
-        EXPECT_EQ(lines(r.func, kApi), r.fail);
+    // clang-format on
+    std::vector<Row> rows;
+    for (const Mission &m : missions) {
+        rows.push_back({m.call, m.fn, {0}, 0, m.ok, vis(m.id, m.receiver, m.payload)});
+        rows.push_back({m.call, m.fn, {}, kLinkFail, m.fail});
     }
-    // The aliases are the subscriptions themselves, down to the name on their lines.
-    mbus_ctl_reset();
-    fail_next(kLinkFail);
-    fail_next(kLinkFail);
-    EXPECT_EQ(cw_vision_subscribe_oa_result(9) + cw_vision_subscribe_ric_result(8), 2 * kLinkFail);
-    EXPECT_EQ(cat({request(0), request(1)}),
-              cat({route(10, 116, 0x1200, 0, 0, {9}), route(10, 183, 0x1200, 0, 0, {8})}));
-    EXPECT_EQ(leveled()[1].func, "cw_v1_vision_api_subscribe_ric_result");
-}
-
-TEST_F(VisionCommands, PanoImageBufferAtItsBounds) {
-    Bytes records(7 * 255);
-    for (size_t i = 0; i < records.size(); ++i) {
-        records[i] = static_cast<uint8_t>(i * 7 + 3);
+    // The pano image buffer at its bounds: a one-byte answer buffer, not awaited.
+    for (size_t i = 0; i < sizeof g_records; ++i) {
+        g_records[i] = static_cast<uint8_t>(i * 7 + 3);
     }
-    for (uint8_t n : {0, 255}) {
-        mbus_ctl_reset();
-        fail_next(0);
-        EXPECT_EQ(cw_v1_pano_image_buf(0xA1B2C3D4, 0x5E, n, n ? records.data() : nullptr), 0);
-        const Bytes payload = cat({le32(0xA1B2C3D4), {0x5E, 0, 0, n}, Bytes(records.begin(), records.begin() + 7 * n)});
-        EXPECT_EQ(payload.size(), n ? 1793u : 8u);
-        EXPECT_EQ(request(), route(10, 155, 0x1107, 0, 1, payload));  // a one-byte answer buffer, not awaited
-        EXPECT_EQ(lines("cw_v1_pano_image_buf", kApi), both(3, "send image buf success\n"));
-    }
-    mbus_ctl_reset();
-    fail_next(kLinkFail);
-    EXPECT_EQ(cw_v1_pano_image_buf(1, 2, 1, records.data()), kLinkFail);
-    EXPECT_EQ(lines("cw_v1_pano_image_buf", kApi), both(1, "send image buf failed -110\n"));
+    const Bytes full = cat({le32(0xA1B2C3D4), {0x5E, 0, 0, 255}, Bytes(g_records, g_records + sizeof g_records)});
+    // clang-format off
+    rows.insert(rows.end(), {
+        {CALL(cw_v1_pano_image_buf(0xA1B2C3D4, 0x5E, 0, nullptr)), {0}, 0, both(3, "send image buf success\n"),
+         vis(155, 0x1107, cat({le32(0xA1B2C3D4), {0x5E, 0, 0, 0}}), 0, 1)},
+        {CALL(cw_v1_pano_image_buf(0xA1B2C3D4, 0x5E, 255, g_records)), {0}, 0, both(3, "send image buf success\n"),
+         vis(155, 0x1107, full, 0, 1)},
+        {CALL(cw_v1_pano_image_buf(1, 2, 1, g_records)), {}, kLinkFail, both(1, "send image buf failed -110\n")},
+    });
+    // clang-format on
+    run(rows, kLinkFail, kApi);
 }
 
 int32_t slow_ack(void *ctx, const mbus_ctl_request_t *, uint8_t *resp, uint32_t, uint32_t *delay_us) {
@@ -155,22 +113,24 @@ int32_t slow_ack(void *ctx, const mbus_ctl_request_t *, uint8_t *resp, uint32_t,
 }
 
 // The started flag lives as long as the process and nothing clears it: its whole life is one test.
-TEST_F(VisionCommands, AutotestStartedFlagAcrossFailuresARaceAStopAndAStart) {
-    const std::string start = "cw_v1_testcmd_api_vision_start_autotest";
-    const Bytes start_request = route(16, 27, 0x1107, 200000, 1, {1});
-    fail_next(kLinkFail);
-    EXPECT_EQ(cw_v1_testcmd_api_vision_start_autotest(), kLinkFail);
-    EXPECT_EQ(request(), start_request);
-    EXPECT_EQ(lines(start, kTestcmd),
-              (Texts{"L1 vision module start autotest fail -110\n", "U ==navigation autotest closed! \n",
-                     "U vision module start autotest fail1 -110\n"}));
-    mbus_ctl_reset();
-    answer({2});
-    EXPECT_EQ(cw_v1_testcmd_api_vision_start_autotest(), CW_ERR_ACK);
-    EXPECT_EQ(request(), start_request);
-    EXPECT_EQ(lines(start, kTestcmd),
-              (Texts{"L1 vision module start autotest fail 2\n", "U ==navigation autotest closed! \n",
-                     "U vision module start autotest fail2 2\n"}));
+TEST_F(VisionCommands, AutotestStartedFlagAcrossFailuresARaceAStopAndAStartAndTheDistanceLimit) {
+    const Req start = {16, 27, 0x1107, 200000, 1, {1}};
+    // clang-format off
+    run({
+        {CALL(cw_v1_testcmd_api_vision_start_autotest()), {}, kLinkFail,
+         {"L1 vision module start autotest fail -110\n", "U ==navigation autotest closed! \n",
+          "U vision module start autotest fail1 -110\n"}, start},
+        {CALL(cw_v1_testcmd_api_vision_start_autotest()), {2}, CW_ERR_ACK,
+         {"L1 vision module start autotest fail 2\n", "U ==navigation autotest closed! \n",
+          "U vision module start autotest fail2 2\n"}, start},
+        {CALL(cw_v1_autotest_stop_distance_limit()), {0x05, 0x00}, 0, {"U autotest close distance limit success! \n"},
+         Req{3, 218, 0x0306, 200000, 2, cat({{0x07}, Bytes(8, 0x00), Bytes(14, 0x01)})}},
+        {CALL(cw_v1_autotest_stop_distance_limit()), {0x00, 0x03}, CW_ERR_ACK,
+         both(1, "autotest close distance limit fail 3\n")},
+        {CALL(cw_v1_autotest_stop_distance_limit()), {}, kLinkFail,
+         both(1, "autotest close distance limit fail -110\n")},
+    }, kLinkFail, kTestcmd);
+    // clang-format on
 
     // Three starts at once: one request, and all of them succeed.
     mbus_ctl_reset();
@@ -185,42 +145,25 @@ TEST_F(VisionCommands, AutotestStartedFlagAcrossFailuresARaceAStopAndAStart) {
         t.join();
     }
     EXPECT_EQ(std::make_pair(results, asked.load()), std::make_pair(std::vector<int32_t>{0, 0, 0}, 1));
-    EXPECT_EQ(lines(start, kTestcmd),
+    EXPECT_EQ(lines("cw_v1_testcmd_api_vision_start_autotest", kTestcmd),
               (Texts{"L3 vision module start autotest success\n", "U ==navigation autotest closed! \n",
                      "U vision module start autotest success\n", "U ===vision module already start autotest! \n",
                      "U ===vision module already start autotest! \n"}));
 
     // Stop sends whatever the flag says, and leaves it set.
-    const std::string stop = "cw_v1_testcmd_api_vision_stop_autotest";
-    mbus_ctl_reset();
-    answer({1});
-    EXPECT_EQ(cw_v1_testcmd_api_vision_stop_autotest(), CW_ERR_ACK);
-    EXPECT_EQ(lines(stop, kTestcmd),
-              (Texts{"L1 vision module stop autotest fail 1\n", "U vision module stop autotest fail2 1\n"}));
-    mbus_ctl_reset();
-    answer({0});
-    EXPECT_EQ(cw_v1_testcmd_api_vision_stop_autotest(), 0);
-    EXPECT_EQ(request(), route(16, 27, 0x1107, 200000, 1, {0}));
-    EXPECT_EQ(lines(stop, kTestcmd), both(3, "vision module stop autotest success\n"));
+    // clang-format off
+    run({
+        {CALL(cw_v1_testcmd_api_vision_stop_autotest()), {1}, CW_ERR_ACK,
+         {"L1 vision module stop autotest fail 1\n", "U vision module stop autotest fail2 1\n"}},
+        {CALL(cw_v1_testcmd_api_vision_stop_autotest()), {0}, 0, both(3, "vision module stop autotest success\n"),
+         Req{16, 27, 0x1107, 200000, 1, {0}}},
+    }, kLinkFail, kTestcmd);
+    // clang-format on
     mbus_ctl_reset();
     EXPECT_EQ(cw_v1_testcmd_api_vision_start_autotest(), 0);
     EXPECT_TRUE(sent().empty());
-    EXPECT_EQ(lines(start, kTestcmd), (Texts{"U ===vision module already start autotest! \n"}));
-}
-
-TEST_F(VisionCommands, DistanceLimitJudgesAnswerByteOne) {
-    const std::string func = "cw_v1_autotest_stop_distance_limit";
-    const Bytes expected = route(3, 218, 0x0306, 200000, 2, cat({{0x07}, Bytes(8, 0x00), Bytes(14, 0x01)}));
-    for (const auto &[ans, rc, texts] : std::vector<std::tuple<Bytes, int32_t, Texts>>{
-             {{0x05, 0x00}, 0, {"U autotest close distance limit success! \n"}},
-             {{0x00, 0x03}, CW_ERR_ACK, both(1, "autotest close distance limit fail 3\n")},
-             {{}, kLinkFail, both(1, "autotest close distance limit fail -110\n")}}) {
-        mbus_ctl_reset();
-        ans.empty() ? fail_next(kLinkFail) : answer(ans);
-        EXPECT_EQ(cw_v1_autotest_stop_distance_limit(), rc);
-        EXPECT_EQ(request(), expected);
-        EXPECT_EQ(lines(func, kTestcmd), texts);
-    }
+    EXPECT_EQ(lines("cw_v1_testcmd_api_vision_start_autotest", kTestcmd),
+              (Texts{"U ===vision module already start autotest! \n"}));
 }
 
 // ---- Marker ----
