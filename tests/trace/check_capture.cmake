@@ -15,8 +15,8 @@ foreach(want
     "#2     ANS  3/248   <- 0x0306 flight.param_read              rc=0 len=6 result=0 hash=305419896 value=42"
     "#3     FAIL 3/21    <- 0x0306 flight.ds_reset                rc=-110 \\(timeout\\)"
     "#4     REQ  10/32   -> 0x1107 vision.qs_set_box              len=20 value0=1 box=\\[0.25,0.5,0.75,1\\] value1=2 value2=300"
-    "#5     PUSH 3/91    <-        flight.fc_state                len=12 byte0=1 byte1=2 byte2=3 word3=4660 word5=0"
-    "#6     DROP 4/5     <-        gimbal.info                    len=8 no-handler field0=513")
+    "#5     PUSH 3/91    <-        flight.fc_state                len=12 phase=1 control=2 submode=3 height_dm=4660 speed_cms=0"
+    "#6     DROP 4/5     <-        gimbal.info                    len=8 no-handler joint=\\[513)
   if(NOT trace MATCHES "${want}")
     message(FATAL_ERROR "text trace lacks: ${want}\n${trace}")
   endif()
@@ -33,7 +33,7 @@ endif()
 execute_process(COMMAND ${TSHARK} -n -X lua_script:${LUA} -r ${OUT}/capture.pcap -T fields -E separator=|
     -e cirrow.seq -e cirrow.dir -e cirrow.msg -e cirrow.result -e cirrow.req.flight.submode_set.submode
     -e cirrow.ans.flight.param_read.value -e cirrow.ans.flight.param_read.hash -e cirrow.req.vision.qs_set_box.box
-    -e cirrow.req.vision.qs_set_box.value2 -e cirrow.push.flight.fc_state.word3
+    -e cirrow.req.vision.qs_set_box.value2 -e cirrow.push.flight.fc_state.height_dm
   OUTPUT_VARIABLE decoded ERROR_VARIABLE err RESULT_VARIABLE rc)
 file(READ ${EXPECTED} expected)
 if(NOT rc EQUAL 0 OR NOT decoded STREQUAL expected)
