@@ -24,7 +24,10 @@ void say(const char *fmt, ...) {
     }
     va_list ap;
     va_start(ap, fmt);
-    std::fputs("sim: ", stderr);
+    std::fputs(mbus::config().readable ? mbus::kReadableIndent : "sim: ", stderr);
+    if (mbus::config().readable) {
+        std::fputs("aircraft  ", stderr);
+    }
     std::vfprintf(stderr, fmt, ap);
     va_end(ap);
 }
