@@ -203,9 +203,10 @@ private:
             enter(kDescend, t);
         }
     }
-    void switch_oa(double, const Req &r, Bytes &) { oa_ = r.in.getu(at(row("flight.switch_oa", Dir::Request), "on_off")) != 0;
+    void switch_oa(double, const Req &r, Bytes &) {
+        oa_ = r.in.getu(at(row("flight.switch_oa", Dir::Request), "on_off")) != 0;
     }
-    void heartbeat(double, const Req &r, Bytes &) { 
+    void heartbeat(double, const Req &r, Bytes &) {
         flytest_ = static_cast<uint8_t>(r.in.getu(at(row("flight.heartbeat", Dir::Request), "value")));
     }
 

@@ -54,7 +54,7 @@ inline constexpr uint8_t kTestLand = 31;
 // ---- vision processor
 inline constexpr const trace::Message &kPanoStatus = row("vision.pano_status");
 inline constexpr const trace::Message &kPanoResult = row("vision.pano_result");
-inline constexpr const trace::Message &kNavOsd = row("vision.nav_osd");  // modes: submode << 1 | valid
+inline constexpr const trace::Message &kNavOsd = row("vision.nav_osd");      // modes: submode << 1 | valid
 inline constexpr const trace::Message &kQsResult = row("vision.qs_result");  // 0, 1 flying, 2 and above failed
 inline constexpr const trace::Message &kQsIndex = row("vision.qs_index");
 inline constexpr const trace::Message &kQsFinished = row("vision.qs_finished");

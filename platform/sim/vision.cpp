@@ -145,7 +145,7 @@ private:
         }
     }
 
-    void switch_to_pano(double, const Req &r, Bytes &) { 
+    void switch_to_pano(double, const Req &r, Bytes &) {
         pano_mode_ = r.in.getu(at(row("vision.switch_to_pano", Dir::Request), "value0")) & 0x7F;
     }
     void pano_control(double t, const Req &r, Bytes &) {
@@ -169,7 +169,7 @@ private:
             start(Mission::QuickShot, t, "quick shot");
         }
     }
-    void qs_enable(double, const Req &r, Bytes &) { 
+    void qs_enable(double, const Req &r, Bytes &) {
         qs_mode_ = r.in.getu(at(row("vision.qs_enable", Dir::Request), "value0")) & 0x7F;
     }
     void lapse_go(double t, const Req &, Bytes &) {
