@@ -3,7 +3,8 @@
 # developer does.
 #   scripts/check_install.sh [build-dir]          host build (default build): install; build the
 #       examples with find_package(cirrow 1.0) and with pkg-config, and the README's C example
-#       with `pkg-config --cflags --libs cirrow`; run them against the installed stand-in; check
+#       with `pkg-config --cflags --libs cirrow`; run them against the installed stand-in (the
+#       README example with the virtual aircraft answering, directly and through cirrow-sim); check
 #       that find_package(cirrow 2.0) is refused and that the runtime component is the library only
 #   scripts/check_install.sh --aircraft build-dir  cross build: install and check that the prefix
 #       holds the library, its headers and package files, and no host tool
@@ -81,12 +82,16 @@ awk '/^```c$/ { on = 1; next } on && /^```$/ { exit } on' "$root/README.md" > "$
 # shellcheck disable=SC2046
 "$cc" -std=c11 -Wall -Wextra -Werror "$tmp/app.c" -o "$tmp/app" $(pkg-config --cflags --libs cirrow) \
       -Wl,-rpath,"$libdir"
-# The example exits 1 when no model answered; 0 when one did. Either way it must have loaded,
-# linked against the installed library and sent its request.
-status=0
-"$tmp/app" > "$tmp/app.out" || status=$?
-[ $status -le 1 ] || fail "the README example failed with status $status"
-grep -q '^take control: ' "$tmp/app.out" || fail "the README example printed nothing"
+# With the virtual aircraft answering (MBUS_SIM=1, or the installed launcher) the example exits 0.
+MBUS_SIM=1 "$tmp/app" > "$tmp/app.out" || fail "the README example failed with MBUS_SIM=1 (status $?)"
+grep -q '^take control: 0$' "$tmp/app.out" || fail "the README example: $(cat "$tmp/app.out")"
+"$prefix/bin/cirrow-sim" -- "$tmp/app" > "$tmp/app_sim.out" 2> "$tmp/app_sim.err" ||
+    fail "the README example failed under the installed cirrow-sim"
+grep -q '^link summary: 2 requests (0 failed)' "$tmp/app_sim.err" || fail "cirrow-sim printed no link summary"
+# The host tools beside the stand-in: trace header, dissector, scenario examples.
+for f in include/cirrow-platform/mbus_trace.h share/cirrow/cirrow.lua share/cirrow/scenarios/fault.toml; do
+    [ -f "$prefix/$f" ] || fail "$f is not installed"
+done
 # The headers compile as C++ too.
 # shellcheck disable=SC2046
 printf '#include <cirrow/cirrow.h>\n' | ${CXX:-c++} -std=c++17 -Wall -Wextra -Werror -x c++ -fsyntax-only \

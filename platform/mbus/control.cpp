@@ -48,6 +48,11 @@ mbus::Config read_config() {
         refuse("MBUS_QUIET=%s: must be 0 or 1", quiet);
     }
     c.quiet = quiet != nullptr && std::strcmp(quiet, "1") == 0;
+    const char *echo = std::getenv("MBUS_ECHO");
+    if (echo != nullptr && *echo != '\0' && std::strcmp(echo, "raw") != 0 && std::strcmp(echo, "readable") != 0) {
+        refuse("MBUS_ECHO=%s: must be raw or readable", echo);
+    }
+    c.readable = echo != nullptr && std::strcmp(echo, "readable") == 0;
     return c;
 }
 

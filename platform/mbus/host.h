@@ -114,7 +114,13 @@ struct Taken {
 struct Config {
     uint32_t log_level = 3;
     bool quiet = false;
+    // MBUS_ECHO=readable: the echo as a person follows a run (each library line once, by function,
+    // indented under the application's own output); raw (the default): as the library wrote it.
+    bool readable = false;
 };
+
+// The indent of the readable echo's lines, under an application's "[  1.23 s] " timestamps.
+inline constexpr const char *kReadableIndent = "           ";
 const Config &config();
 
 // The virtual aircraft as the link sees it: a peer for every receiver without one of its own, and

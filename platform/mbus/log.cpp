@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "host.h"
 
@@ -23,6 +24,41 @@ struct Head {
     char func[128];
 };
 thread_local Head t_head{};
+
+// The readable echo: the text of the last leveled line echoed on this thread, so that its usrlog
+// twin (the library writes many lines to both) is not echoed again.
+thread_local char t_last[256];
+
+void echo_leveled(FILE *f, const char *head, const char *text) {
+    if (!mbus::config().readable) {
+        std::fprintf(f, "%s%s", head ? head : "", text);
+        return;
+    }
+    copy_text(t_last, sizeof t_last, text);
+    const size_t n = std::strlen(text);
+    std::fprintf(f, "%slibrary  %s: %s%s", mbus::kReadableIndent, t_head.func, text,
+                 n > 0 && text[n - 1] == '\n' ? "" : "\n");
+}
+
+// A usrlog line "<boot time> USRLOG[<function> :<line>]:: <text>" as "library  <function>: <text>".
+void echo_usrlog(FILE *f, const char *data, uint32_t len) {
+    const std::string_view line(data, len);
+    const size_t open = line.find("USRLOG[");
+    const size_t close = line.find("]:: ");
+    if (!mbus::config().readable || open == std::string_view::npos || close == std::string_view::npos || close < open) {
+        std::fwrite(data, 1, len, f);
+        return;
+    }
+    std::string_view func = line.substr(open + 7, close - open - 7);
+    func = func.substr(0, func.find(' '));
+    const std::string_view text = line.substr(close + 4);
+    if (text == t_last) {
+        t_last[0] = '\0';
+        return;
+    }
+    std::fprintf(f, "%slibrary  %.*s: %.*s%s", mbus::kReadableIndent, static_cast<int>(func.size()), func.data(),
+                 static_cast<int>(text.size()), text.data(), text.ends_with('\n') ? "" : "\n");
+}
 
 // The sink behind an echoed channel: the file named by env, opened on first use, else stderr.
 FILE *sink(FILE *&f, const char *env) {
@@ -78,7 +114,7 @@ int32_t mbus_log_print(uint32_t module, uint32_t level, const char *head, const 
     s.logs.add(Line{module, level, t_head.line, t_head.file, t_head.func, text});
     if (s.echo.load()) {
         FILE *f = sink(s.log_sink, "MBUS_LOG_FILE");
-        std::fprintf(f, "%s%s", head ? head : "", text);
+        echo_leveled(f, head, text);
         std::fflush(f);
     }
     return 0;
@@ -94,7 +130,7 @@ int32_t mbus_dump_write(const char *channel, const char *data, uint32_t len) {
     s.dumps.add(std::move(d));
     if (s.echo.load() && data != nullptr && len > 0) {
         FILE *f = sink(s.usr_sink, "MBUS_USRLOG_FILE");
-        std::fwrite(data, 1, len, f);
+        echo_usrlog(f, data, len);
         std::fflush(f);
     }
     return 0;

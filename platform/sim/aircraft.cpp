@@ -24,16 +24,19 @@ void say(const char *fmt, ...) {
     }
     va_list ap;
     va_start(ap, fmt);
-    std::fputs("sim: ", stderr);
+    std::fputs(mbus::config().readable ? mbus::kReadableIndent : "sim: ", stderr);
+    if (mbus::config().readable) {
+        std::fputs("aircraft  ", stderr);
+    }
     std::vfprintf(stderr, fmt, ap);
     va_end(ap);
 }
 
 void Model::answer(double t, const Req &r, Bytes &out) {
-    if (r.set == 0 && r.id == layout::kPingId) {
+    if (is(r, layout::kPing)) {
         out.u8(0, r.in.get8(0));  // echoed: the flight controller's base heartbeat checks it
         out.u8(1, r.in.get8(0));
-    } else if (r.set == 0 && r.id == layout::kVersionId) {
+    } else if (is(r, layout::kVersionReq)) {
         version(out);
     } else {
         command(t, r, out);
@@ -48,7 +51,7 @@ void Model::tick(double t, Out &out) {
             continue;
         }
         if (t >= s.next) {
-            Bytes m = out.add(s.msg);
+            Bytes m = out.add(*s.msg);
             fill(s, t, m);
             s.next = std::max(s.next + 1.0 / s.hz, t);
         }
@@ -184,9 +187,9 @@ private:
                         e.set >= 0 ? " to one command" : "");
                 }
                 for (Model::Stream &s : models_[i]->streams) {
-                    if (e.sets_rate && (e.push.empty() || e.push == s.msg.name)) {
+                    if (e.sets_rate && (e.push.empty() || e.push == s.msg->name)) {
                         s.hz = e.hz;
-                        say("t=%.1f s: %s pushes at %.1f Hz\n", t, s.msg.name, e.hz);
+                        say("t=%.1f s: %s pushes at %.1f Hz\n", t, s.msg->name, e.hz);
                     }
                 }
             }
@@ -229,7 +232,7 @@ std::vector<ModuleNames> module_names() {
     for (Model *m : build_models()) {
         names.push_back({m->name(), {}});
         for (const Model::Stream &s : m->streams) {
-            names.back().pushes.emplace_back(s.msg.name);
+            names.back().pushes.emplace_back(s.msg->name);
         }
         delete m;
     }

@@ -1,6 +1,7 @@
 // The main camera: work mode, photos and video, formats, storage, focus, exposure and zoom, with
 // the status, data and lens messages it pushes.
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include "model.h"
@@ -11,6 +12,8 @@ namespace {
 
 using namespace layout;
 
+constexpr const trace::Message &kZoom = row("camera.zoom", Dir::Request);
+
 enum WorkMode : uint8_t { kPhoto = 0, kVideo = 1 };
 constexpr double kPhotoS = 0.4;  // busy while a photo is taken
 constexpr uint8_t kWrongMode = 3;
@@ -18,10 +21,10 @@ constexpr uint8_t kBusy = 4;
 
 class Camera : public Model {
 public:
-    Camera() : Model("camera") { streams = {{kCameraData, 1}, {kCameraStatus, 2}, {kCameraLens, 1}}; }
+    Camera() : Model("camera") { streams = {{&kCameraData, 1}, {&kCameraStatus, 2}, {&kCameraLens, 1}}; }
     bool serves(uint16_t receiver) const override { return receiver == kCamera; }
     int result_at(const Req &r) const override {
-        return (r.set == 2 && r.id == 184) || (r.set == 0 && r.id == kPingId) ? 1 : 0;  // zoom and ping: byte 1
+        return is(r, kZoom) || is(r, kPing) ? 1 : 0;  // zoom and ping: byte 1
     }
 
 protected:
@@ -31,16 +34,16 @@ protected:
     }
     void step(double, Out &) override {}
     void fill(const Stream &s, double t, Bytes &m) override {
-        if (s.msg.id == kCameraData.id) {
-            m.u8(31, 3);  // camera type
-        } else if (s.msg.id == kCameraStatus.id) {
-            m.u8(0, busy(t) ? kCameraBusy : 0);
-            m.u8(57, mode_);
-            m.u8(61, static_cast<uint8_t>(std::min(62.0, 41 + t / 10)));  // core board temperature
+        if (s.msg == &kCameraData) {
+            m.put(at(kCameraData, "camera_type"), 3);
+        } else if (s.msg == &kCameraStatus) {
+            m.put(at(kCameraStatus, "status_flags"), busy(t) ? kCameraBusy : 0);
+            m.put(at(kCameraStatus, "mode_profile"), mode_);
+            m.put(at(kCameraStatus, "core_board_temp"), std::trunc(std::min(62.0, 41 + t / 10)));
         } else {
-            m.u16(23, zoom_);
-            m.u16(25, focal());
-            m.u16(27, focus_);
+            m.put(at(kCameraLens, "lens"), zoom_, 0);
+            m.put(at(kCameraLens, "lens"), focal(), 1);
+            m.put(at(kCameraLens, "lens"), focus_, 2);
         }
     }
 
@@ -48,9 +51,11 @@ private:
     bool busy(double t) const { return t < busy_until_ || recording_; }
     uint32_t focal() const { return 450u + zoom_ / 4; }  // tenths of a millimetre
 
-    void query_mode(double, const Req &, Bytes &out) { out.u8(1, mode_); }
+    void query_mode(double, const Req &, Bytes &out) {
+        out.put(at(row("camera.query_mode", Dir::Answer), "mode"), mode_);
+    }
     void switch_mode(double t, const Req &r, Bytes &) {
-        mode_ = r.in.get8(0) == kVideo ? kVideo : kPhoto;
+        mode_ = r.in.getu(at(row("camera.switch_mode", Dir::Request), "mode")) == kVideo ? kVideo : kPhoto;
         say("t=%.1f s: camera in %s mode\n", t, mode_ == kVideo ? "video" : "photo");
     }
     void take_photo(double t, const Req &, Bytes &out) {
@@ -67,25 +72,34 @@ private:
             out.u8(0, kWrongMode);
             return;
         }
-        recording_ = r.in.get8(0) == 1;
+        recording_ = r.in.getu(at(row("camera.take_video", Dir::Request), "start")) == 1;
         say("t=%.1f s: camera %s recording\n", t, recording_ ? "starts" : "stops");
     }
     void get_path(double, const Req &, Bytes &out) {
         char name[10];
         std::snprintf(name, sizeof name, "P%04u.JPG", photos_);
-        out.text(1, name, 9);
+        out.text(at(row("camera.get_path", Dir::Answer), "path").offset, name, 9);
     }
-    void get_focus_mode(double, const Req &, Bytes &out) { out.u8(1, focus_mode_); }
-    void set_focus_mode(double, const Req &r, Bytes &) { focus_mode_ = r.in.get8(0); }
+    void get_focus_mode(double, const Req &, Bytes &out) {
+        out.put(at(row("camera.get_focus_mode", Dir::Answer), "mode"), focus_mode_);
+    }
+    void set_focus_mode(double, const Req &r, Bytes &) {
+        focus_mode_ = static_cast<uint8_t>(r.in.getu(at(row("camera.set_focus_mode", Dir::Request), "mode")));
+    }
     void get_status(double t, const Req &, Bytes &out) {
-        out.u8(1, recording_ ? 2 : busy(t) ? 1 : 0);
-        out.u8(kStatusDetailAt, static_cast<uint8_t>(photos_));
+        constexpr const trace::Message &status = row("camera.get_status", Dir::Answer);
+        out.put(at(status, "state"), recording_ ? 2 : busy(t) ? 1 : 0);
+        out.put(at(status, "detail"), photos_ & 0xFF);
     }
-    void focal_length(double, const Req &, Bytes &out) { out.u16(kFocalAt, focal()); }
-    void set_focus(double, const Req &r, Bytes &) { focus_ = static_cast<uint16_t>(r.in.get(0, 2)); }
+    void focal_length(double, const Req &, Bytes &out) {
+        out.put(at(row("camera.curr_focus_len", Dir::Answer), "focal"), focal());
+    }
+    void set_focus(double, const Req &r, Bytes &) {
+        focus_ = static_cast<uint16_t>(r.in.getu(at(row("camera.focus", Dir::Request), "focus")));
+    }
     void zoom(double t, const Req &r, Bytes &out) {
-        zoom_ = static_cast<uint16_t>(r.in.get(2, 2));
-        out.u8(1, 0);
+        zoom_ = static_cast<uint16_t>(r.in.getu(at(row("camera.zoom", Dir::Request), "zoom")));
+        out.put(at(row("camera.zoom", Dir::Answer), "ack"), 0);
         say("t=%.1f s: camera zoom %u\n", t, zoom_);
     }
 

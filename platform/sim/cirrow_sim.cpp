@@ -2,7 +2,8 @@
 //
 //   cirrow-sim [--speed X] [scenario.toml] -- ./my_app [args...]
 //
-// It sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED) and replaces itself with the
+// It sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED; MBUS_ECHO=readable and
+// MBUS_TRACE_SUMMARY=1 unless they are set) and replaces itself with the
 // application, which must be linked with the stand-in (-lmbus). The stand-in checks the scenario
 // when the application loads it, before main runs.
 #include <unistd.h>
@@ -43,6 +44,8 @@ int main(int argc, char **argv) {
         return usage();
     }
     setenv("MBUS_SIM", "1", 1);
+    setenv("MBUS_ECHO", "readable", 0);  // the run as a person follows it, unless chosen otherwise
+    setenv("MBUS_TRACE_SUMMARY", "1", 0);
     execvp(argv[i + 1], argv + i + 1);
     std::fprintf(stderr, "cirrow-sim: cannot run %s: %s\n", argv[i + 1], std::strerror(errno));
     return 127;

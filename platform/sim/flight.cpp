@@ -14,6 +14,13 @@ namespace {
 
 using namespace layout;
 
+constexpr const trace::Message &kParamRead = row("flight.param_read", Dir::Answer);
+constexpr const trace::Message &kParamWrite = row("flight.param_write", Dir::Answer);
+constexpr const trace::Message &kImuCali = row("flight.imu_cali_rt", Dir::Answer);
+constexpr const trace::Message &kIdentity = row("flight.identity", Dir::Answer);
+constexpr const trace::Message &kBagAdd = row("flight.ds_bag_add", Dir::Request);
+constexpr const trace::Message &kAdvControl = row("flight.adv_control", Dir::Request);
+
 uint32_t hash_of(const char *name) {
     uint64_t h = 0;
     for (const auto *p = reinterpret_cast<const unsigned char *>(name); *p != 0; ++p) {
@@ -40,7 +47,7 @@ struct Param {
 class Flight : public Model {
 public:
     Flight() : Model("flight") {
-        streams = {{kMotorState, 10}, {kFcState, 10}, {kFcSensor, 5}};
+        streams = {{&kMotorState, 10}, {&kFcState, 10}, {&kFcSensor, 5}};
         for (const Param &p : std::initializer_list<Param>{{"g_config.flying_limit.max_height_0", {120, 0}},
                                                            {"g_config.flying_limit.max_radius_0", {0xF4, 0x01}},
                                                            {"g_config.flying_limit.radius_limit_enabled_0", {0}},
@@ -94,30 +101,31 @@ protected:
 
     void fill(const Stream &s, double t, Bytes &m) override {
         const bool spinning = phase_ != kGround;
-        if (s.msg.id == kMotorState.id) {
-            m.u8(0, static_cast<uint8_t>((spinning ? (phase_ == kSpinUp ? 1 : 2) : 0) | 4 << 4));
+        if (s.msg == &kMotorState) {
+            // state: low nibble stopped, starting or spinning, high nibble the motor count
+            m.put(at(kMotorState, "state"), (spinning ? (phase_ == kSpinUp ? 1 : 2) : 0) | 4 << 4);
             for (size_t i = 0; i < 4; ++i) {
-                m.u16(1 + 2 * i, spinning ? static_cast<uint32_t>(6000 + 800 * height_ + 40 * i) : 0);
-                m.u16(17 + 2 * i, spinning ? 350 : 0);  // motor currents, centiamperes
+                m.put(at(kMotorState, "speeds"), spinning ? 6000 + 800 * height_ + 40.0 * i : 0, i);
+                m.put(at(kMotorState, "currents"), spinning ? 350 : 0, i);  // centiamperes
             }
-            m.u8(33, spinning ? 1 : 0);
-        } else if (s.msg.id == kFcState.id) {
-            m.u8(0, phase_);
-            m.u8(1, control_ ? 1 : 0);
-            m.u8(2, submode_);
-            m.u16(3, static_cast<uint32_t>(std::lround(height_ * 10)));
-            m.u16(5, static_cast<uint32_t>(std::lround(std::hypot(north_, east_) * 10)));
-            m.u8(7, oa_ ? 1 : 0);
-            m.u8(8, phase_);
-            m.u8(9, mode_);
-            m.u8(10, flytest_);
-            m.u8(11, battery(t));
+            m.put(at(kMotorState, "spinning"), spinning ? 1 : 0);
+        } else if (s.msg == &kFcState) {
+            m.put(at(kFcState, "phase"), phase_);
+            m.put(at(kFcState, "control"), control_ ? 1 : 0);
+            m.put(at(kFcState, "submode"), submode_);
+            m.put(at(kFcState, "height_dm"), height_ * 10);
+            m.put(at(kFcState, "speed_cms"), std::hypot(north_, east_) * 10);
+            m.put(at(kFcState, "oa"), oa_ ? 1 : 0);
+            m.put(at(kFcState, "flight_state"), phase_);
+            m.put(at(kFcState, "mode"), mode_);
+            m.put(at(kFcState, "flytest"), flytest_);
+            m.put(at(kFcState, "battery"), battery(t));
         } else {
-            m.u16(0, static_cast<uint32_t>(std::lround(height_ * 100)));
-            m.u16(2, battery(t));
-            m.u8(4, 14);  // satellites
-            m.f32(5, static_cast<float>(north_));
-            m.f32(9, static_cast<float>(east_));
+            m.put(at(kFcSensor, "height_cm"), height_ * 100);
+            m.put(at(kFcSensor, "battery"), battery(t));
+            m.put(at(kFcSensor, "satellites"), 14);
+            m.put(at(kFcSensor, "north"), north_);
+            m.put(at(kFcSensor, "east"), east_);
         }
     }
 
@@ -165,26 +173,28 @@ private:
     void ds_bag_add(double t, const Req &r, Bytes &out) {
         subscribed_ = true;
         out.u8(0, 0);
-        out.u8(1, r.in.get8(0));
-        out.u8(4, r.in.get8(4));
-        say("t=%.1f s: flight controller streams bag %u at rate %u\n", t, r.in.get8(0), r.in.get(1, 2));
+        const auto bag = r.in.getu(at(kBagAdd, "bag"));
+        out.put(at(row("flight.ds_bag_add", Dir::Answer), "bag"), bag);
+        out.put(at(row("flight.ds_bag_add", Dir::Answer), "count"), r.in.getu(at(kBagAdd, "count")));
+        say("t=%.1f s: flight controller streams bag %u at rate %u\n", t, bag, r.in.getu(at(kBagAdd, "rate")));
     }
     void control_enable(double, const Req &r, Bytes &out) {
-        control_ = r.in.get8(0) == 1;
+        control_ = r.in.getu(at(row("flight.control_enable", Dir::Request), "mode")) == 1;
         out.u8(0, 0);
     }
     void submode(double, const Req &r, Bytes &out) {
-        mode_ = r.in.get8(0);
-        submode_ = r.in.get8(1);
+        constexpr const trace::Message &req = row("flight.submode_set", Dir::Request);
+        mode_ = static_cast<uint8_t>(r.in.getu(at(req, "mode")));
+        submode_ = static_cast<uint8_t>(r.in.getu(at(req, "submode")));
         out.u8(0, 0);
     }
     void adv_control(double, const Req &r, Bytes &) {
         for (size_t i = 0; i < 3; ++i) {
-            vel_[i] = r.in.getf(2 + 4 * i);
+            vel_[i] = r.in.get(at(kAdvControl, "values"), i);
         }
     }
     void function_control(double t, const Req &r, Bytes &) {
-        const uint8_t f = r.in.get8(0);
+        const uint32_t f = r.in.getu(at(row("flight.function_control", Dir::Request), "function"));
         if (f == kTakeOff && phase_ == kGround) {
             target_ = std::min(kTakeOffHeight, limit(kHeightName, 120));
             enter(kSpinUp, t);
@@ -193,30 +203,35 @@ private:
             enter(kDescend, t);
         }
     }
-    void switch_oa(double, const Req &r, Bytes &) { oa_ = r.in.get8(0) != 0; }
-    void heartbeat(double, const Req &r, Bytes &) { flytest_ = r.in.get8(1); }
+    void switch_oa(double, const Req &r, Bytes &) {
+        oa_ = r.in.getu(at(row("flight.switch_oa", Dir::Request), "on_off")) != 0;
+    }
+    void heartbeat(double, const Req &r, Bytes &) {
+        flytest_ = static_cast<uint8_t>(r.in.getu(at(row("flight.heartbeat", Dir::Request), "value")));
+    }
 
     // Parameters: a known name answers its value; a one-byte write to any other key starts a
     // calibration step, whose progress (0 to 100) reads of that key then return.
     void param_read(double t, const Req &r, Bytes &out) {
-        const uint32_t key = r.in.get(0, 4);
-        out.u32(1, key);
+        const uint32_t key = r.in.getu(at(row("flight.param_read", Dir::Request), "hash"));
+        out.put(at(kParamRead, "hash"), key);
         if (const auto c = steps_.find(key); c != steps_.end()) {
-            out.u8(kParamValueAt, progress(c->second, t));
+            out.put(at(kParamRead, "value"), progress(c->second, t));
         } else if (const auto p = params_.find(key); p != params_.end()) {
-            out.u8(kParamValueAt, p->second.value.empty() ? 0 : p->second.value[0]);
+            out.put(at(kParamRead, "value"), p->second.value.empty() ? 0 : p->second.value[0]);
         } else {
-            out.u8(0, 2);  // no such parameter
+            out.put(at(kParamRead, "result"), 2);  // no such parameter
             return;
         }
-        out.u8(0, 0);
+        out.put(at(kParamRead, "result"), 0);
     }
     void param_write(double t, const Req &r, Bytes &out) {
-        const uint32_t key = r.in.get(0, 4);
-        const size_t n = r.in.size() - std::min<size_t>(4, r.in.size());
-        std::vector<uint8_t> v(r.in.data() + 4, r.in.data() + 4 + n);
-        out.u8(0, 0);
-        out.u32(1, key);
+        constexpr const trace::Field &in_value = at(row("flight.param_write", Dir::Request), "value");
+        const uint32_t key = r.in.getu(at(row("flight.param_write", Dir::Request), "hash"));
+        const size_t n = r.in.size() - std::min<size_t>(in_value.offset, r.in.size());
+        std::vector<uint8_t> v(r.in.data() + in_value.offset, r.in.data() + in_value.offset + n);
+        out.put(at(kParamWrite, "result"), 0);
+        out.put(at(kParamWrite, "hash"), key);
         if (auto p = params_.find(key); p != params_.end()) {
             p->second.value = v;
             say("t=%.1f s: flight parameter %s = %u\n", t, p->second.name, value(p->second.name));
@@ -227,7 +242,7 @@ private:
             params_[key] = {"(unnamed)", v};
         }
         for (size_t i = 0; i < n; ++i) {
-            out.u8(kParamValueAt + i, v[i]);
+            out.u8(at(kParamWrite, "value").offset + i, v[i]);
         }
     }
     static uint8_t progress(double started, double t) {
@@ -235,29 +250,32 @@ private:
     }
     void cali_rt(double, const Req &, Bytes &out) {
         for (size_t i = 0; i < sizeof kImuCaliHeader; ++i) {
-            out.u8(i, kImuCaliHeader[i]);
+            out.u8(at(kImuCali, "header").offset + i, kImuCaliHeader[i]);
         }
-        out.f32(6, 0.012f);
-        out.f32(10, -0.004f);
+        out.put(at(kImuCali, "value0"), 0.012);
+        out.put(at(kImuCali, "value1"), -0.004);
         for (size_t i = 0; i < 7; ++i) {
-            out.f32(18 + 4 * i, 0.001f * static_cast<float>(i + 1));
+            out.put(at(kImuCali, "values2_8"), 0.001 * static_cast<double>(i + 1), i);
         }
     }
     void identity(double t, const Req &r, Bytes &out) {
-        out.u8(0, r.in.get8(0));
-        out.u8(1, 0);
-        if (r.in.size() == kDistanceLimitLen) {
+        constexpr const trace::Message &write = row("flight.identity_write", Dir::Request);
+        const auto op = r.in.getu(at(write, "op"));
+        out.put(at(kIdentity, "op"), op);
+        out.put(at(kIdentity, "result"), 0);
+        if (r.in.size() == row("flight.distance_limit", Dir::Request).len) {
             unlimited_ = true;
             say("t=%.1f s: flight controller distance limit lifted\n", t);
-        } else if (r.in.get8(0) == kIdentityWrite) {
-            identity_ = r.in.get8(9);
+        } else if (op == kIdentityWrite) {
+            identity_ = r.in.get8(at(write, "data").offset + 6);  // the identity byte, last of the data
         }
-        out.u8(2, 1);
-        out.u8(3, identity_);
+        out.put(at(kIdentity, "len"), 1);
+        out.put(at(kIdentity, "value"), identity_);
     }
     void serial(double, const Req &, Bytes &out) {
+        constexpr const trace::Field &sn = at(row("common.get_sn", Dir::Answer), "sn");
         out.u8(0, 0);
-        out.text(kSnAt, "CWF22A00004217", kSnLen);
+        out.text(sn.offset, "CWF22A00004217", sn.count);
     }
 
     static constexpr const char *kHeightName = "g_config.flying_limit.max_height_0";

@@ -18,7 +18,7 @@ constexpr double kWaveS = 0.8;
 
 class Gimbal : public Model {
 public:
-    Gimbal() : Model("gimbal") { streams = {{kGimbalCtrl, 10}, {kGimbalInfo, 10}}; }
+    Gimbal() : Model("gimbal") { streams = {{&kGimbalCtrl, 10}, {&kGimbalInfo, 10}}; }
     bool serves(uint16_t receiver) const override { return receiver == kGimbal; }
 
 protected:
@@ -39,10 +39,10 @@ protected:
         if (wave_at_ > 0 && t >= wave_at_) {
             wave_at_ = 0;
             Bytes m = out.add(kGimbalWv);
-            m.u16(0, 62);
-            m.u16(2, 18);
-            m.u16(4, 7);
-            m.u8(6, 1);  // waves seen
+            m.put(at(kGimbalWv, "scores"), 62, 0);
+            m.put(at(kGimbalWv, "scores"), 18, 1);
+            m.put(at(kGimbalWv, "scores"), 7, 2);
+            m.put(at(kGimbalWv, "waves"), 1);
             say("t=%.1f s: gimbal water-wave detection done\n", t);
         }
     }
@@ -50,30 +50,31 @@ protected:
     bool flowing(const Stream &) const override { return subscribed_; }
 
     void fill(const Stream &s, double t, Bytes &m) override {
-        for (size_t i = 0; i < 3; ++i) {
-            const auto v = static_cast<uint32_t>(
-                static_cast<int32_t>(std::lround(s.msg.id == kGimbalCtrl.id ? target_[i] : angle_[i])));
-            m.u16(2 * i, v);
+        const bool ctrl = s.msg == &kGimbalCtrl;
+        for (size_t i = 0; i < 3; ++i) {  // tenths of a degree: pitch, roll, yaw
+            m.put(ctrl ? at(kGimbalCtrl, "target") : at(kGimbalInfo, "joint"), ctrl ? target_[i] : angle_[i], i);
         }
-        if (s.msg.id == kGimbalCtrl.id) {
-            m.u8(6, mode_);
-            m.u8(7, driving_ ? kFlagsDrive : 0);
+        if (ctrl) {
+            m.put(at(kGimbalCtrl, "mode"), mode_);
+            m.put(at(kGimbalCtrl, "flags"), driving_ ? kFlagsDrive : 0);
         } else {
-            m.u16(6, mode_);
-            m.u32(8, static_cast<uint32_t>(t * 1000));
-            m.u32(12, 1);
+            m.put(at(kGimbalInfo, "mode"), mode_);
+            m.put(at(kGimbalInfo, "time_ms"), std::trunc(t * 1000));
+            m.put(at(kGimbalInfo, "status"), 1);
         }
     }
 
 private:
     void mode(double t, const Req &r, Bytes &) {
-        mode_ = r.in.get8(0);
+        mode_ = static_cast<uint8_t>(r.in.getu(at(row("gimbal.mode_control", Dir::Request), "mode")));
         say("t=%.1f s: gimbal mode %u\n", t, mode_);
     }
     void angle(double t, const Req &r, Bytes &) {
-        driving_ = (r.in.get8(kAngleFlagsAt) & kFlagsDrive) != 0;  // clear: control released
+        constexpr const trace::Message &req = row("gimbal.angle_control", Dir::Request);
+        driving_ = (r.in.getu(at(req, "flags")) & kFlagsDrive) != 0;  // clear: control released
+        constexpr const trace::Field *angles[] = {&at(req, "angle0"), &at(req, "angle1"), &at(req, "angle2")};
         for (size_t i = 0; i < 3 && driving_; ++i) {
-            target_[i] = static_cast<int16_t>(r.in.get(2 * i, 2));
+            target_[i] = r.in.get(*angles[i]);
         }
         rate_[0] = rate_[1] = rate_[2] = 0;
         if (driving_) {
@@ -82,7 +83,8 @@ private:
         }
     }
     void rate(double, const Req &r, Bytes &) {
-        if (r.in.get8(kRateFlagsAt) == kFlagsResetYaw) {
+        constexpr const trace::Message &req = row("gimbal.rate_control", Dir::Request);
+        if (r.in.getu(at(req, "flags")) == kFlagsResetYaw) {
             driving_ = true;
             target_[0] = angle_[0];
             target_[1] = angle_[1];
@@ -90,14 +92,16 @@ private:
             return;
         }
         driving_ = false;
+        constexpr const trace::Field *rates[] = {&at(req, "rate0"), &at(req, "rate1"), &at(req, "rate2")};
         for (size_t i = 0; i < 3; ++i) {
-            rate_[i] = static_cast<int16_t>(r.in.get(2 * i, 2));
+            rate_[i] = r.in.get(*rates[i]);
         }
     }
     void query(double, const Req &, Bytes &out) {
-        out.u32(kJointAt, static_cast<uint32_t>(std::lround(angle_[0])));
-        out.u32(kJointAt + 4, static_cast<uint32_t>(std::lround(angle_[2])));
-        out.u32(kJointAt + 8, static_cast<uint32_t>(std::lround(angle_[1])));
+        constexpr const trace::Message &ans = row("gimbal.query_joint_angle", Dir::Answer);
+        out.put(at(ans, "first"), angle_[0]);
+        out.put(at(ans, "second"), angle_[1]);
+        out.put(at(ans, "third"), angle_[2]);
     }
     void wave(double t, const Req &, Bytes &) { wave_at_ = t + kWaveS; }
     void subscribe(double, const Req &, Bytes &) { subscribed_ = true; }

@@ -44,6 +44,16 @@ public:
         }
         return v;
     }
+    // A field of the link's message table (element i), left alone or read as 0 when out of range.
+    void put(const trace::Field &f, double v, size_t i = 0) {
+        if (fits(f, i)) {
+            trace::put(f, p_, v, i);
+        }
+    }
+    double get(const trace::Field &f, size_t i = 0) const { return fits(f, i) ? trace::get(f, p_, i) : 0; }
+    uint32_t getu(const trace::Field &f, size_t i = 0) const {
+        return fits(f, i) ? static_cast<uint32_t>(trace::get_uint(f, p_, i)) : 0;
+    }
     float getf(size_t at) const {
         const uint32_t b = get(at, 4);
         float v;
@@ -52,6 +62,7 @@ public:
     }
 
 private:
+    bool fits(const trace::Field &f, size_t i) const { return f.offset + (i + 1) * trace::type_size(f.type) <= n_; }
     void le(size_t at, uint32_t v, size_t width) {
         for (size_t i = 0; i < width; ++i) {
             u8(at + i, static_cast<uint8_t>(v >> (8 * i)));
@@ -76,12 +87,16 @@ struct Pushed {
     std::vector<uint8_t> bytes;
 };
 
+// Whether a request is the table row's command.
+inline bool is(const Req &r, const trace::Message &m) { return r.set == m.set && r.id == m.id; }
+
 class Out {
 public:
     // A zero-filled message of the push's length, to be filled and sent after the tick.
-    Bytes add(const layout::Push &p) {
-        items.push_back({p.set, p.id, std::vector<uint8_t>(p.len, 0)});
-        return Bytes(items.back().bytes.data(), p.len);
+    Bytes add(const trace::Message &m) {
+        const size_t len = layout::push_len(m);
+        items.push_back({m.set, m.id, std::vector<uint8_t>(len, 0)});
+        return Bytes(items.back().bytes.data(), len);
     }
     std::vector<Pushed> items;
 };
@@ -93,7 +108,7 @@ class Model {
 public:
     // One periodic message: its rate (changed by scenarios) and when it is next due.
     struct Stream {
-        layout::Push msg;
+        const trace::Message *msg;
         double hz;
         double next = 0;
     };
@@ -122,7 +137,7 @@ protected:
     virtual void fill(const Stream &s, double t, Bytes &m) = 0;
     virtual void version(Bytes &out) const {
         out.u8(0, 0);
-        out.u32(layout::kVersionAt, 0x01020300);  // 1.2.3.0
+        out.put(layout::kVersion, 0x01020300);  // 1.2.3.0
     }
 
 private:

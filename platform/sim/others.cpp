@@ -12,22 +12,19 @@ using namespace layout;
 
 class Rc : public Model {
 public:
-    Rc() : Model("rc") { streams = {{kRcButtons, 5}, {kRcSticks, 20}}; }
+    Rc() : Model("rc") { streams = {{&kRcButtons, 5}, {&kRcSticks, 20}}; }
     bool serves(uint16_t) const override { return false; }
 
 protected:
     void command(double, const Req &, Bytes &) override {}
     void step(double, Out &) override {}
     void fill(const Stream &s, double t, Bytes &m) override {
-        if (s.msg.id == kRcSticks.id) {
+        if (s.msg == &kRcSticks) {
             for (size_t i = 0; i < 4; ++i) {
-                m.u16(2 * i, static_cast<uint32_t>(1024 + std::lround(6 * std::sin(t * 3 + static_cast<double>(i)))));
+                m.put(at(kRcSticks, "sticks"), 1024 + 6 * std::sin(t * 3 + static_cast<double>(i)), i);
             }
         } else {
-            m.u16(0, 0);
-            m.u16(2, 1);  // flight-mode switch in position 1
-            m.u8(4, 0);
-            m.u8(5, 0);
+            m.put(at(kRcButtons, "mode_switch"), 1);  // flight-mode switch in position 1
         }
     }
 };
@@ -42,10 +39,11 @@ public:
 protected:
     void command(double t, const Req &r, Bytes &out) override {
         out.u8(0, 0);
-        if (r.set == 7 && r.id == 43) {
-            say("t=%.1f s: Wi-Fi on channel %u\n", t, r.in.get(1, 2));
-        } else if (r.set == 7 && (r.id == 65 || r.id == 66)) {
-            say("t=%.1f s: Wi-Fi %s\n", t, r.id == 65 ? "on" : "off");
+        constexpr const trace::Message &channel = row("wifi.set_channel", Dir::Request);
+        if (is(r, channel)) {
+            say("t=%.1f s: Wi-Fi on channel %u\n", t, r.in.getu(at(channel, "channel")));
+        } else if (is(r, row("wifi.open", Dir::Request)) || is(r, row("wifi.close", Dir::Request))) {
+            say("t=%.1f s: Wi-Fi %s\n", t, is(r, row("wifi.open", Dir::Request)) ? "on" : "off");
         }
     }
     void step(double, Out &) override {}
@@ -63,18 +61,21 @@ protected:
     void command(double t, const Req &r, Bytes &out) override {
         out.u8(0, 0);
         const double soc = std::max(5.0, 96 - t / 20);
-        if (r.id == 2) {
-            out.u16(1, static_cast<uint32_t>(15200 + soc * 20));             // millivolts
-            out.u16(3, static_cast<uint32_t>(static_cast<int32_t>(-4200)));  // milliamperes, discharging
-            out.u8(5, static_cast<uint8_t>(soc));
-            out.u8(6, 31);  // temperature
-        } else if (r.id == 3) {
+        constexpr const trace::Message &info = row("battery.dynamic_info", Dir::Answer);
+        constexpr const trace::Message &cells = row("battery.cell_voltage", Dir::Answer);
+        constexpr const trace::Message &sn = row("battery.sn", Dir::Answer);
+        if (is(r, info)) {
+            out.put(at(info, "voltage_mv"), std::trunc(15200 + soc * 20));
+            out.put(at(info, "current_ma"), -4200);  // discharging
+            out.put(at(info, "charge"), std::trunc(soc));
+            out.put(at(info, "temperature"), 31);
+        } else if (is(r, cells)) {
             for (size_t i = 0; i < 4; ++i) {
-                out.u16(1 + 2 * i, static_cast<uint32_t>(3800 + soc * 5 - static_cast<double>(i)));
+                out.put(at(cells, "cells_mv"), std::trunc(3800 + soc * 5 - static_cast<double>(i)), i);
             }
-        } else if (r.id == 4) {
-            out.u8(kBatterySnLenAt, 12);
-            out.text(3, "BT2205A01234", 12);
+        } else if (is(r, sn)) {
+            out.put(at(sn, "len"), 12);
+            out.text(at(sn, "sn").offset, "BT2205A01234", 12);
         }
     }
     void step(double, Out &) override {}
@@ -83,25 +84,26 @@ protected:
 
 class QuickTest : public Model {
 public:
-    QuickTest() : Model("quicktest") { streams = {{kQtProc, 1}, {kQtMsg, 5}}; }
+    QuickTest() : Model("quicktest") { streams = {{&kQtProc, 1}, {&kQtMsg, 5}}; }
     bool serves(uint16_t receiver) const override { return receiver == kQuickTest; }
     int result_at(const Req &) const override { return -1; }
 
 protected:
     void command(double t, const Req &r, Bytes &) override {
-        if (r.set == 34 && r.id == 72) {
-            on_ = r.in.get8(0) == 1;
+        constexpr const trace::Message &sw = row("quicktest.switch", Dir::Request);
+        if (is(r, sw)) {
+            on_ = r.in.getu(at(sw, "on_off")) == 1;
             say("t=%.1f s: quick-test service %s\n", t, on_ ? "on" : "off");
         }
     }
     void step(double, Out &) override {}
     bool flowing(const Stream &) const override { return on_; }
     void fill(const Stream &s, double, Bytes &m) override {
-        if (s.msg.id == kQtProc.id) {
-            m.u8(0, 3);  // running
+        if (s.msg == &kQtProc) {
+            m.put(at(kQtProc, "state"), 3);  // running
         } else {
-            m.u8(0, 1);  // heartbeat
-            m.u8(1, 1);
+            m.put(at(kQtMsg, "kind"), 1);  // heartbeat
+            m.put(at(kQtMsg, "state"), 1);
         }
     }
 

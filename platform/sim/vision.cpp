@@ -11,6 +11,8 @@ namespace {
 
 using namespace layout;
 
+constexpr const trace::Message &kQsBox = row("vision.qs_set_box", Dir::Request);
+
 enum class Mission { None, Pano, QuickShot, Lapse };
 
 constexpr uint8_t kPanoShots = 8;
@@ -23,7 +25,7 @@ constexpr uint8_t kLapseShots = 5;
 
 class Vision : public Model {
 public:
-    Vision() : Model("vision") { streams = {{kNavOsd, 2}, {kPanoStatus, 5}, {kOa, 10}, {kQsIndex, 2}}; }
+    Vision() : Model("vision") { streams = {{&kNavOsd, 2}, {&kPanoStatus, 5}, {&kOa, 10}, {&kQsIndex, 2}}; }
     bool serves(uint16_t receiver) const override {
         return receiver == kVision || receiver == kVisionResult || receiver == kQs160;
     }
@@ -43,7 +45,7 @@ protected:
             case Mission::Pano:
                 shots_ = static_cast<uint8_t>(std::min<double>(kPanoShots, (t - since_) / kPanoShotS));
                 if (shots_ == kPanoShots) {
-                    out.add(kPanoResult).u8(0, 0);
+                    out.add(kPanoResult).put(at(kPanoResult, "code"), 0);
                     finish(t, "panorama");
                 }
                 break;
@@ -53,7 +55,7 @@ protected:
             case Mission::Lapse:
                 if (t - since_ >= kLapseShotS * (shots_ + 1)) {
                     Bytes m = out.add(kLapseResult);
-                    m.u8(17, ++shots_ < kLapseShots ? kLapseShooting : kLapseDone);
+                    m.put(at(kLapseResult, "state"), ++shots_ < kLapseShots ? kLapseShooting : kLapseDone);
                     if (shots_ == kLapseShots) {
                         finish(t, "lapse photo");
                     }
@@ -65,49 +67,49 @@ protected:
         if (vio_at_ > 0 && t >= vio_at_) {
             vio_at_ = 0;
             Bytes m = out.add(kVio);
-            m.u32(0, 1);
-            m.f32(4, 0.21f);
-            m.f32(8, -0.35f);
-            m.f32(12, 1.5f);
+            m.put(at(kVio, "flag"), 1);
+            m.put(at(kVio, "roll"), 0.21);
+            m.put(at(kVio, "pitch"), -0.35);
+            m.put(at(kVio, "yaw"), 1.5);
             say("t=%.1f s: vision self-test: VIO calibrated\n", t);
         }
     }
 
     bool flowing(const Stream &s) const override {
-        if (s.msg.id == kPanoStatus.id) {
+        if (s.msg == &kPanoStatus) {
             return mission_ == Mission::Pano || pano_done_;
         }
-        if (s.msg.id == kOa.id) {
+        if (s.msg == &kOa) {
             return oa_subscribed_ || autotest_;
         }
-        if (s.msg.id == kQsIndex.id) {
+        if (s.msg == &kQsIndex) {
             return mission_ == Mission::QuickShot;
         }
         return true;
     }
 
     void fill(const Stream &s, double t, Bytes &m) override {
-        if (s.msg.id == kNavOsd.id) {
-            m.u8(4, 0);
-            m.u8(12, mission_ == Mission::Pano ? static_cast<uint8_t>(pano_mode_ << 1 | 1) : 0);
-            m.u8(13, mission_ == Mission::QuickShot ? static_cast<uint8_t>(qs_mode_ << 1 | 1) : 0);
-        } else if (s.msg.id == kPanoStatus.id) {
-            m.u8(1, pano_mode_);
-            m.u8(2, mission_ == Mission::Pano ? 1 : 2);
-            m.u32(3, mission_id_);
-            m.u8(7, kPanoShots);
-            m.u8(8, shots_);
-            m.u8(9, static_cast<uint8_t>(shots_ * 100 / kPanoShots));
+        if (s.msg == &kNavOsd) {
+            m.put(at(kNavOsd, "waiting"), 0);
+            m.put(at(kNavOsd, "pano_mode"), mission_ == Mission::Pano ? pano_mode_ << 1 | 1 : 0);
+            m.put(at(kNavOsd, "qs_mode"), mission_ == Mission::QuickShot ? qs_mode_ << 1 | 1 : 0);
+        } else if (s.msg == &kPanoStatus) {
+            m.put(at(kPanoStatus, "mode"), pano_mode_);
+            m.put(at(kPanoStatus, "mission_state"), mission_ == Mission::Pano ? 1 : 2);
+            m.put(at(kPanoStatus, "mission_id"), mission_id_);
+            m.put(at(kPanoStatus, "total_pic_cnt"), kPanoShots);
+            m.put(at(kPanoStatus, "cur_pic_cnt"), shots_);
+            m.put(at(kPanoStatus, "camera_progress"), shots_ * 100 / kPanoShots);
             pano_done_ = false;  // the final status goes out once
-        } else if (s.msg.id == kOa.id) {
-            m.u8(0, 1);
-            for (size_t i = 0; i < 6; ++i) {
-                m.u16(1 + 2 * i, static_cast<uint32_t>(500 + 300 * std::sin(t + static_cast<double>(i))));
+        } else if (s.msg == &kOa) {
+            m.put(at(kOa, "state"), 1);
+            for (size_t i = 0; i < 6; ++i) {  // distances, centimetres
+                m.put(at(kOa, "values"), std::trunc(500 + 300 * std::sin(t + static_cast<double>(i))), i);
             }
-            m.u8(13, 0x41);
+            m.put(at(kOa, "flags"), 0x41);
         } else {
-            m.u8(0, 1);
-            m.u8(1, 0);
+            m.put(at(kQsIndex, "count"), 1);
+            m.put(at(kQsIndex, "index"), 0);
         }
     }
 
@@ -131,47 +133,52 @@ private:
         const double since = t - since_;
         if (qs_stage_ == 0 && since >= kQsStartS) {
             qs_stage_ = 1;
-            out.add(kQsFinished).u8(0, 1);
+            out.add(kQsFinished).put(at(kQsFinished, "active"), 1);
         } else if (qs_stage_ == 1 && (since >= kQsStartS + kQsS || (!box_ok_ && since >= kQsStartS + 0.5))) {
             qs_stage_ = 2;
-            out.add(kQsResult).u8(8, box_ok_ ? 0 : kQsTargetLost);
-            out.add(kQsFinished).u8(0, 0);
+            out.add(kQsResult).put(at(kQsResult, "code"), box_ok_ ? 0 : kQsTargetLost);
+            out.add(kQsFinished).put(at(kQsFinished, "active"), 0);
             finish(t, box_ok_ ? "quick shot" : "quick shot: target lost");
         } else if (qs_stage_ == 1 && since >= kQsStartS + 1.0 * (reports_ + 1)) {
             ++reports_;
-            out.add(kQsResult).u8(8, 1);  // still flying
+            out.add(kQsResult).put(at(kQsResult, "code"), 1);  // still flying
         }
     }
 
-    void switch_to_pano(double, const Req &r, Bytes &) { pano_mode_ = r.in.get8(0) & 0x7F; }
+    void switch_to_pano(double, const Req &r, Bytes &) {
+        pano_mode_ = r.in.getu(at(row("vision.switch_to_pano", Dir::Request), "value0")) & 0x7F;
+    }
     void pano_control(double t, const Req &r, Bytes &) {
-        if (r.in.get8(0) != 0 && mission_ == Mission::None) {
+        const bool go = r.in.getu(at(row("vision.pano_control", Dir::Request), "value")) != 0;
+        if (go && mission_ == Mission::None) {
             start(Mission::Pano, t, "panorama");
-        } else if (r.in.get8(0) == 0 && mission_ == Mission::Pano) {
+        } else if (!go && mission_ == Mission::Pano) {
             finish(t, "panorama (stopped)");
         }
     }
     void qs_box(double t, const Req &r, Bytes &) {
-        float box[4];
+        double box[4];
         for (size_t i = 0; i < 4; ++i) {
-            box[i] = r.in.getf(kBoxAt + 4 * i);
+            box[i] = r.in.get(at(kQsBox, "box"), i);
         }
-        box_ok_ = box[2] > 0.01f && box[3] > 0.01f && box[0] >= 0 && box[1] >= 0 && box[0] + box[2] <= 1.0f &&
-                  box[1] + box[3] <= 1.0f;
+        box_ok_ = box[2] > 0.01 && box[3] > 0.01 && box[0] >= 0 && box[1] >= 0 && box[0] + box[2] <= 1.0 &&
+                  box[1] + box[3] <= 1.0;
         if (mission_ == Mission::None) {
             qs_stage_ = 0;
             reports_ = 0;
             start(Mission::QuickShot, t, "quick shot");
         }
     }
-    void qs_enable(double, const Req &r, Bytes &) { qs_mode_ = r.in.get8(0) & 0x7F; }
+    void qs_enable(double, const Req &r, Bytes &) {
+        qs_mode_ = r.in.getu(at(row("vision.qs_enable", Dir::Request), "value0")) & 0x7F;
+    }
     void lapse_go(double t, const Req &, Bytes &) {
         if (mission_ == Mission::None) {
             start(Mission::Lapse, t, "lapse photo");
         }
     }
     void autotest(double t, const Req &r, Bytes &) {
-        autotest_ = r.in.get8(0) == 1;
+        autotest_ = r.in.getu(at(row("vision.autotest", Dir::Request), "start")) == 1;
         if (autotest_) {
             vio_at_ = t + 1.0;
         }
