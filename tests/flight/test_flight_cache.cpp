@@ -112,9 +112,12 @@ TEST_F(FlightCache, ImuDataGroupFromTheDataManager) {
     EXPECT_EQ(cw_flight_get_imu_data_group(&g), 0);
     EXPECT_EQ(std::make_pair(bytes_of(g), mbus_ctl_dm_outstanding()), std::make_pair(data, before));
     mbus_ctl_dm_fail_take(-61);
+    g = {};  // not written when the take fails, written before a failed return
     EXPECT_EQ(cw_flight_get_imu_data_group(&g), -61);
+    EXPECT_EQ(bytes_of(g), Bytes(136, 0));
     mbus_ctl_dm_fail_return(-7);
     EXPECT_EQ(cw_flight_get_imu_data_group(&g), -7);
+    EXPECT_EQ(bytes_of(g), data);
     const auto lev = leveled();
     ASSERT_EQ(lev.size(), 2u);
     EXPECT_EQ(

@@ -1,5 +1,5 @@
-// The library touches the heap only for requests whose length depends on the arguments, and
-// gives every such block back. Everything else (commands, handlers, getters, logging) runs on
+// The library touches the heap only for requests whose length depends on the arguments, gives
+// every such block back, and fails such a request cleanly when the heap fails. Everything else (commands, handlers, getters, logging) runs on
 // the stack.
 #include <cirrow/cirrow.h>
 
@@ -110,6 +110,21 @@ TEST_F(Heap, OnlyVariableLengthRequestsTakeABlockAndGiveItBack) {
         EXPECT_EQ(std::make_pair(heap_calls().allocs, heap_calls().frees), std::make_pair(c.blocks, c.blocks))
             << c.what;
     }
+    // When the heap fails, a variable-length request fails with its command's line and is not sent.
+#if defined(CW_HAVE_flight) && defined(CW_HAVE_vision)
+    // clang-format off
+    for (auto [fn, line] : std::initializer_list<std::pair<int32_t (*)(), const char *>>{
+             {[] { return cw_v1_flight_api_ds_bag_add(1, 10, 2, items); }, "U cw flight ds 1 add send fail -1002\n"},
+             {[] { return nav_v1_flight_api_write_pm(&hash, value, 4); }, "U [fc_pm]: nav flight write pm fail -1002\n"},
+             {[] { return cw_v1_pano_image_buf(1, 2, 2, records); }, "U send image buf failed -1002\n"}}) {
+        // clang-format on
+        mbus_ctl_reset();
+        heap_fail_next(1);
+        EXPECT_EQ(fn(), CW_ERR_NOMEM) << line;
+        heap_fail_next(0);
+        EXPECT_EQ(std::make_pair(lines().back(), mbus_ctl_request_count()), std::make_pair(std::string(line), 0u));
+    }
+#endif
 }
 
 }  // namespace
