@@ -30,7 +30,8 @@ class VisionCommands : public LinkTest {};
 // failures are the fault table's.
 TEST_F(VisionCommands, MissionRequestsAndTheirLines) {
     const std::string vm = "vision module ";
-    const auto ok = [](std::string call, std::function<int32_t()> fn, Texts lines, int id, int receiver, Bytes payload) {
+    const auto ok = [](std::string call, std::function<int32_t()> fn, Texts lines, int id, int receiver,
+                       Bytes payload) {
         return Row{std::move(call), std::move(fn), {0}, 0, std::move(lines), vis(id, receiver, payload)};
     };
     for (size_t i = 0; i < sizeof g_records; ++i) {
