@@ -1,15 +1,12 @@
 /* A second, minimal implementation of the middleware interface, in C: the library must work
  * against any library that provides these functions, not only against the host stand-in. It
- * answers every request with its own receiver's low byte and keeps the last log line. */
-#include <stdarg.h>
+ * answers every request with its own receiver's low byte and keeps the last usrlog line. */
 #include <stdio.h>
 #include <string.h>
 
 #include "mbus.h"
 
-char alt_last_print[256];
 char alt_last_dump[1024];
-uint32_t alt_last_dump_len;
 
 int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, const uint8_t *payload,
                           uint32_t payload_len, uint8_t *resp, uint32_t resp_len, uint32_t timeout) {
@@ -45,19 +42,14 @@ int32_t mbus_log_gen_head(uint32_t module, uint32_t level, char *head, uint32_t 
     return 0;
 }
 int32_t mbus_log_print(uint32_t module, uint32_t level, const char *head, const char *fmt, ...) {
-    (void)module, (void)level;
-    int n = snprintf(alt_last_print, sizeof alt_last_print, "%s", head);
-    va_list ap;
-    va_start(ap, fmt);
-    vsnprintf(alt_last_print + n, sizeof alt_last_print - (size_t)n, fmt, ap);
-    va_end(ap);
+    (void)module, (void)level, (void)head, (void)fmt;
     return 0;
 }
 void mbus_osal_get_boot_time(uint64_t *boot_time) { *boot_time = 42; }
 int32_t mbus_dump_write(const char *channel, const char *data, uint32_t len) {
     (void)channel;
-    alt_last_dump_len = len < sizeof alt_last_dump - 1 ? len : (uint32_t)sizeof alt_last_dump - 1;
-    memcpy(alt_last_dump, data, alt_last_dump_len);
-    alt_last_dump[alt_last_dump_len] = 0;
+    const uint32_t n = len < sizeof alt_last_dump - 1 ? len : (uint32_t)sizeof alt_last_dump - 1;
+    memcpy(alt_last_dump, data, n);
+    alt_last_dump[n] = 0;
     return 0;
 }

@@ -42,10 +42,10 @@ TEST_F(Flags, DefaultsSettersAndDebugLogging) {
     }
     set_test_mode(0);
 
-    // Each value is kept at its own width.
-    const float gains[3] = {2.5f, -0.5f, 0.125f}, ki = 0.75f;
-    set_xyz_pid(gains);
+    // Each value is kept at its own width, and each setter writes only its own.
+    const float gains[4] = {2.5f, -0.5f, 0.125f, 9.0f}, ki = 0.75f;
     set_trigger_ki(&ki);
+    set_xyz_pid(gains);
     EXPECT_EQ(set_battery_soc_differ(0x45) | set_battery_voltage_differ(0x2345) |
                   set_battery_current_value(0xFFFFFFFFu) | set_battery_current_period(7) |
                   set_battery_land_soc_value(25) | set_reset_home_flag(0),

@@ -1,5 +1,4 @@
-// The two diagnostic channels (line formats, the middleware's veto, truncation, site names) and
-// the exported send beneath every command.
+// The two diagnostic channels: line formats, the middleware's veto, truncation, site names.
 #include <cirrow/cirrow.h>
 
 #include <climits>
@@ -18,16 +17,9 @@ class Log : public LinkTest {};
 
 int g_line = 0;
 
-void short_fn() {
-    g_line = __LINE__ + 1;
-    CW_USRLOG("value %d\r\n", 42);
-}
-
-void a_function_whose_name_is_longer_than_the_field() {
-    g_line = __LINE__ + 1;
-    CW_USRLOG("no line break");
-}
-
+// Each site notes its own line number.
+void short_fn() { g_line = __LINE__, CW_USRLOG("value %d\r\n", 42); }
+void a_function_whose_name_is_longer_than_the_field() { g_line = __LINE__, CW_USRLOG("no line break"); }
 void leveled_site(uint32_t level) {
     g_line = __LINE__ + 1;
     CW_LOG(level, "cw something fail %d\n", -5);
@@ -116,19 +108,6 @@ TEST_F(Log, UsrlogTextSameAsPrintf) {
     EXPECT_EQ(u[0].text, "-2147483648 0 4294967295 abcdef 0 str z % end");
     EXPECT_EQ(u[1].text, "[(null)]");
     EXPECT_EQ(u[2].text, "7 then    -3|1099511627776|2.50");
-}
-
-TEST_F(Log, SendPassesEveryFieldAndReturnsTheLinkResult) {
-    const uint8_t payload[3] = {0xA1, 0xB2, 0xC3};
-    uint8_t resp[4] = {};
-    const V1Request req = {3, 128, 0x0306, payload, 3, resp, 4, 200000};
-    answer({0x00, 0x11, 0x22, 0x33, 0x44});
-    fail_next(-7);
-    EXPECT_EQ(cw_link_v1_send(&req), 0);
-    EXPECT_EQ(Bytes(resp, resp + 4), (Bytes{0x00, 0x11, 0x22, 0x33}));  // never beyond resp_len
-    EXPECT_EQ(cw_link_v1_send(&req), -7);
-    EXPECT_EQ(request(1), (Req{3, 128, 0x0306, 200000, 4, {0xA1, 0xB2, 0xC3}}));
-    EXPECT_TRUE(lines().empty());  // the wrapper itself logs nothing
 }
 
 }  // namespace

@@ -33,10 +33,10 @@ TEST_F(FlightCache, HandlersFillTheRecordsAndModuleInitClearsThem) {
     cw_unregister_v1_flight_data();
     EXPECT_EQ(registrations(), "+3/90 +3/91 +3/106 +34/72 +34/73 -3/90 -3/91 -3/106 -34/72 -34/73 ");
     cw_register_v1_flight_data();
-    push(3, 90, cat({{0xA5}, ramp(32, 0x10), {0x77}}));
-    push(3, 91, {1, 2, 3, 0x34, 0x12, 0x78, 0x56, 8, 9, 10, 11, 12});
-    push(3, 106, ramp(60, 1));
-    push(34, 73, {1, 0x42, 0x07, 3, 4, 5});
+    EXPECT_EQ(push(3, 90, cat({{0xA5}, ramp(32, 0x10), {0x77}})) |
+                  push(3, 91, {1, 2, 3, 0x34, 0x12, 0x78, 0x56, 8, 9, 10, 11, 12}) | push(3, 106, ramp(60, 1)) |
+                  push(34, 73, {1, 0x42, 0x07, 3, 4, 5}),
+              0);
     push(34, 73, {2, 0x99, 0x99, 9, 9, 9});  // not a heartbeat: dropped
     FcMotorState m;
     FcState s;
@@ -112,9 +112,12 @@ TEST_F(FlightCache, ImuDataGroupFromTheDataManager) {
     EXPECT_EQ(cw_flight_get_imu_data_group(&g), 0);
     EXPECT_EQ(std::make_pair(bytes_of(g), mbus_ctl_dm_outstanding()), std::make_pair(data, before));
     mbus_ctl_dm_fail_take(-61);
+    g = {};  // not written when the take fails, written before a failed return
     EXPECT_EQ(cw_flight_get_imu_data_group(&g), -61);
+    EXPECT_EQ(bytes_of(g), Bytes(136, 0));
     mbus_ctl_dm_fail_return(-7);
     EXPECT_EQ(cw_flight_get_imu_data_group(&g), -7);
+    EXPECT_EQ(bytes_of(g), data);
     const auto lev = leveled();
     ASSERT_EQ(lev.size(), 2u);
     EXPECT_EQ(

@@ -19,7 +19,8 @@ std::atomic<uint32_t> g_allocs{0};
 std::atomic<uint32_t> g_frees{0};
 std::atomic<uint32_t> g_fail{0};
 
-// Counts one allocation by the library; false when it is to fail.
+// Counts one allocation by the library; false when it is to fail. The allocation functions below
+// fail the library's allocations while a failure is pending.
 [[maybe_unused]] bool granted() {
     ++g_allocs;
     uint32_t n = g_fail.load();
@@ -51,25 +52,14 @@ void *__libc_calloc(size_t, size_t);
 void *__libc_realloc(void *, size_t);
 void __libc_free(void *);
 
-void *malloc(size_t n) {
-    if (from_library(__builtin_return_address(0)) && !granted()) {
-        return nullptr;
-    }
-    return __libc_malloc(n);
-}
+void *malloc(size_t n) { return from_library(__builtin_return_address(0)) && !granted() ? nullptr : __libc_malloc(n); }
 
 void *calloc(size_t n, size_t size) {
-    if (from_library(__builtin_return_address(0)) && !granted()) {
-        return nullptr;
-    }
-    return __libc_calloc(n, size);
+    return from_library(__builtin_return_address(0)) && !granted() ? nullptr : __libc_calloc(n, size);
 }
 
 void *realloc(void *p, size_t n) {
-    if (from_library(__builtin_return_address(0)) && !granted()) {
-        return nullptr;
-    }
-    return __libc_realloc(p, n);
+    return from_library(__builtin_return_address(0)) && !granted() ? nullptr : __libc_realloc(p, n);
 }
 
 void free(void *p) {

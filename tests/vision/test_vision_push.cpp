@@ -91,10 +91,10 @@ TEST_F(VisionPush, QuickShotProcErrSubmodesAndTargets) {
     // The submodes need the valid bit and no waiting.
     cw_set_nav_pano_submode(9);
     cw_set_nav_qs_submode(9);
-    for (const auto &[msg, pano, qs] : std::vector<std::tuple<Bytes, uint8_t, uint8_t>>{{osd(0, 0x0B, 0xFF), 5, 127},
-                                                                                        {osd(0, 0x0A, 0x03), 5, 1},
-                                                                                        {osd(0x80, 0x01, 0x01), 5, 1},
-                                                                                        {osd(0, 0x01, 0x00), 0, 1}}) {
+    // clang-format off
+    for (const auto &[msg, pano, qs] : std::vector<std::tuple<Bytes, uint8_t, uint8_t>>{
+             {osd(0, 0x0B, 0xFF), 5, 127}, {osd(0, 0x0A, 0x03), 5, 1}, {osd(0x80, 0x01, 0x01), 5, 1}, {osd(0, 0x01, 0x00), 0, 1}}) {
+        // clang-format on
         push(10, 90, msg);
         EXPECT_EQ(std::make_pair(get(cw_get_nav_pano_submode), get(cw_get_nav_qs_submode)), std::make_pair(pano, qs));
     }
@@ -116,21 +116,12 @@ TEST_F(VisionPush, LapseErrStateMachineAndLines) {
     const std::string obstacle = "U Lapse Photo return Fail , obstacle occur \n";
     const std::string no_link = "U Lapse Photo return no connection! return Fail : 2\n";
     const std::string warning = "U Lapse Photo return Warning Code : ", failure = "U Lapse Photo return Fail : ";
-    for (const auto &[before, state, code, after, line] :
-         std::vector<std::tuple<int32_t, uint8_t, uint8_t, int32_t, std::string>>{{0, 2, 0, -1, ""},
-                                                                                  {0, 4, 0, -1, ""},
-                                                                                  {-1, 0, 0, 1, ""},
-                                                                                  {-1, 5, 0, 1, ""},
-                                                                                  {0, 0, 0, 0, ""},
-                                                                                  {0, 1, 0, 0, ""},
-                                                                                  {0, 3, 0, 0, obstacle},
-                                                                                  {-1, 3, 0, -1, ""},
-                                                                                  {-1, 2, 0, -1, ""},
-                                                                                  {1, 0, 0, 1, ""},
-                                                                                  {0, 2, 2, 0, no_link},
-                                                                                  {-1, 0, 2, -1, no_link},
-                                                                                  {-1, 5, 9, -1, warning + "9\n"},
-                                                                                  {0, 4, 12, 0, failure + "12\n"}}) {
+    // clang-format off
+    for (const auto &[before, state, code, after, line] : std::vector<std::tuple<int32_t, uint8_t, uint8_t, int32_t, std::string>>{
+             {0, 2, 0, -1, ""}, {0, 4, 0, -1, ""}, {-1, 0, 0, 1, ""}, {-1, 5, 0, 1, ""}, {0, 0, 0, 0, ""}, {0, 1, 0, 0, ""},
+             {0, 3, 0, 0, obstacle}, {-1, 3, 0, -1, ""}, {-1, 2, 0, -1, ""}, {1, 0, 0, 1, ""}, {0, 2, 2, 0, no_link},
+             {-1, 0, 2, -1, no_link}, {-1, 5, 9, -1, warning + "9\n"}, {0, 4, 12, 0, failure + "12\n"}}) {
+        // clang-format on
         fresh();
         set(cw_set_nav_lapse_err, before);
         push(10, 121, lapse(state, code));
