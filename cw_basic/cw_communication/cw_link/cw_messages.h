@@ -1,0 +1,293 @@
+// The link's message table: every set/id the library sends or receives, with its direction,
+// receiver, name and fields. The library reads it at compile time only (no symbol, no data in the
+// shared object); on a development host the text trace, the capture writer, the Wireshark dissector
+// and the module models read the same rows, so a new message is one row here.
+//
+// A row matches a message by set, id and direction, then by receiver (kAnyReceiver matches every
+// receiver) and by length (kAnyLen matches every length); find() prefers the most specific row.
+// Several commands share a route and are told apart by receiver (10/116) or by length (3/218).
+// Answers are the bytes the module wrote into the command's answer buffer; their length is the
+// buffer's. Pushes may be shorter than their last field: fields past the end are not decoded.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace cw::link {
+
+enum class Dir : uint8_t { Request = 0, Answer = 1, Push = 2 };
+enum class Type : uint8_t { U8, U16, U32, U64, I16, I32, F32, F64, Bytes };
+
+// One field: `count` elements of `type` from `offset`, little-endian. For Bytes, count is the
+// length in bytes. A count of 0 repeats the element up to the end of the message. `meaning` and
+// `unit` say what the virtual aircraft's models put there (null where they give it none).
+struct Field {
+    const char *name;
+    uint16_t offset;
+    Type type;
+    uint16_t count = 1;
+    const char *meaning = nullptr;
+    const char *unit = nullptr;
+};
+
+inline constexpr uint16_t kAnyReceiver = 0xFFFF;
+inline constexpr uint16_t kAnyLen = 0xFFFF;
+inline constexpr size_t kMaxFields = 16;
+
+struct Message {
+    uint8_t set;
+    uint8_t id;
+    Dir dir;
+    uint16_t receiver;  // requests and answers; kAnyReceiver for pushes
+    uint16_t len;       // the length this row is for, or kAnyLen
+    const char *name;   // module.what, unique per direction
+    Field fields[kMaxFields];
+
+    constexpr size_t field_count() const {
+        size_t n = 0;
+        while (n < kMaxFields && fields[n].name != nullptr) {
+            ++n;
+        }
+        return n;
+    }
+    constexpr std::span<const Field> field_list() const { return {fields, field_count()}; }
+};
+
+// Receivers of the modules.
+inline constexpr uint16_t kCamera = 0x0100;
+inline constexpr uint16_t kQs160 = 0x0200;
+inline constexpr uint16_t kFlight = 0x0306;
+inline constexpr uint16_t kGimbal = 0x0400;
+inline constexpr uint16_t kWifiChannel = 0x0700;
+inline constexpr uint16_t kWifi = 0x0900;
+inline constexpr uint16_t kWifiPower = 0x0904;
+inline constexpr uint16_t kBattery = 0x0B00;
+inline constexpr uint16_t kQuickTest = 0x1105;
+inline constexpr uint16_t kVision = 0x1107;
+inline constexpr uint16_t kVisionResult = 0x1200;
+
+namespace detail {
+using enum Dir;
+using enum Type;
+inline constexpr uint16_t A = kAnyReceiver;
+inline constexpr uint16_t L = kAnyLen;
+inline constexpr Field kResult{"result", 0, U8};
+
+// clang-format off
+inline constexpr Message kMessages[] = {
+    // ---- flight controller: subscription, control, steering
+    {3, 21, Request, kFlight, L, "flight.ds_reset", {}},
+    {3, 21, Answer, kFlight, L, "flight.ds_reset", {kResult}},
+    {3, 20, Request, kFlight, L, "flight.ds_bag_add", {{"bag", 0, U8}, {"rate", 1, U16}, {"constant", 3, U8}, {"count", 4, U8}, {"items", 5, U32, 0}}},
+    {3, 20, Answer, kFlight, L, "flight.ds_bag_add", {kResult, {"bag", 1, U8}, {"reserved", 2, Bytes, 2}, {"count", 4, U8}}},
+    {3, 128, Request, kFlight, L, "flight.control_enable", {{"mode", 0, U8}, {"constant", 1, U8}}},
+    {3, 128, Answer, kFlight, L, "flight.control_enable", {kResult}},
+    {3, 141, Request, kFlight, L, "flight.submode_set", {{"mode", 0, U8}, {"submode", 1, U8}}},
+    {3, 141, Answer, kFlight, L, "flight.submode_set", {kResult}},
+    {3, 142, Request, kFlight, L, "flight.adv_control", {{"mode_a", 0, U8}, {"mode_b", 1, U8}, {"values", 2, F32, 6}}},
+    {3, 158, Request, kFlight, L, "flight.yaw_rate_control", {{"rate", 0, F32}}},
+    {3, 42, Request, kFlight, L, "flight.function_control", {{"function", 0, U8}}},
+    {3, 26, Request, kFlight, L, "flight.switch_oa", {{"on_off", 0, U8}}},
+    {10, 86, Request, kFlight, L, "flight.heartbeat", {{"kind", 0, U8}, {"value", 1, U8}}},
+    // ---- flight controller: IMU calibration, parameters by name hash, identity
+    {10, 84, Request, kFlight, L, "flight.propeller_cali", {{"action", 0, U8}}},
+    {0, 0, Request, kFlight, L, "flight.base_heartbeat", {{"value", 0, U8}}},
+    {0, 0, Answer, kFlight, L, "flight.base_heartbeat", {{"value", 0, U8}}},
+    {3, 171, Request, kFlight, L, "flight.imu_cali_rt", {{"request", 0, Bytes, 0}}},
+    {3, 171, Answer, kFlight, L, "flight.imu_cali_rt", {{"header", 0, Bytes, 6}, {"value0", 6, F32}, {"value1", 10, F32}, {"raw_a", 14, Bytes, 4}, {"values2_8", 18, F32, 7}, {"raw_b", 46, Bytes, 4}}},
+    {3, 248, Request, kFlight, L, "flight.param_read", {{"hash", 0, U32}}},
+    {3, 248, Answer, kFlight, L, "flight.param_read", {kResult, {"hash", 1, U32}, {"value", 5, U8}}},
+    {3, 249, Request, kFlight, L, "flight.param_write", {{"hash", 0, U32}, {"value", 4, Bytes, 0}}},
+    {3, 249, Answer, kFlight, L, "flight.param_write", {kResult, {"hash", 1, U32}, {"value", 5, Bytes, 0}}},
+    {3, 218, Request, kFlight, 10, "flight.identity_write", {{"op", 0, U8}, {"year", 1, U16}, {"data", 3, Bytes, 7}}},
+    {3, 218, Request, kFlight, 1, "flight.identity_read", {{"op", 0, U8}}},
+    {3, 218, Request, kFlight, 23, "flight.distance_limit", {{"op", 0, U8}, {"data", 1, Bytes, 22}}},
+    {3, 218, Answer, kFlight, 4, "flight.identity", {{"op", 0, U8}, {"result", 1, U8}, {"len", 2, U8}, {"value", 3, U8}}},
+    {3, 218, Answer, kFlight, 2, "flight.distance_limit", {{"op", 0, U8}, {"result", 1, U8}}},
+    {34, 72, Request, kQuickTest, L, "quicktest.switch", {{"on_off", 0, U8}, {"reserved", 1, U8}, {"value", 2, U8}}},
+    {0, 81, Request, kFlight, L, "common.get_sn", {{"selector", 0, U8}}},
+    {0, 81, Answer, kFlight, L, "common.get_sn", {kResult, {"sn", 3, Bytes, 14}}},
+    {0, 1, Request, A, L, "common.get_version", {}},
+    {0, 1, Answer, A, L, "common.get_version", {kResult, {"version", 22, U32}}},
+    // ---- vision processor
+    {10, 116, Request, kVisionResult, L, "vision.subscribe_oa_result", {{"value", 0, U8}}},
+    {10, 183, Request, kVisionResult, L, "vision.subscribe_ric_result", {{"value", 0, U8}}},
+    {10, 91, Request, kVision, L, "vision.switch_to_pano", {{"value0", 0, U8}, {"value1", 1, U8}}},
+    {10, 62, Request, kVision, L, "vision.pano_control", {{"value", 0, U8}}},
+    {10, 155, Request, kVision, L, "vision.pano_image_buf", {{"value0", 0, U32}, {"value1", 4, U8}, {"count", 7, U8}, {"records", 8, Bytes, 0}}},
+    {10, 32, Request, kVision, L, "vision.qs_set_box", {{"value0", 0, U8}, {"box", 1, F32, 4}, {"value1", 17, U8}, {"value2", 18, U16}}},
+    {10, 41, Request, kVision, L, "vision.qs_enable", {{"value0", 0, U8}, {"value1", 1, U8}, {"value2", 2, U8}}},
+    {10, 74, Request, kVision, L, "vision.qs_set_param", {{"p0_8", 0, U8, 9}, {"value", 9, F32}, {"p9", 13, U8}, {"p10", 14, U8}, {"p11", 15, U8}}},
+    {10, 148, Request, kVision, L, "vision.qs_set_index", {{"value0", 0, U8}, {"value1", 1, U8}, {"value2", 2, U8}}},
+    {10, 116, Request, kVision, L, "vision.lapse_submode", {{"value", 0, U8}}},
+    {10, 118, Request, kVision, L, "vision.lapse_point", {{"point0", 0, I32}, {"point1", 4, I32}, {"value", 8, U8}}},
+    {10, 120, Request, kVision, L, "vision.lapse_go", {{"value0", 0, U8}, {"value1", 1, U16}, {"value2", 3, U16}, {"value3", 5, U64}, {"value4", 13, U8}, {"value5", 14, U8}}},
+    {10, 122, Request, kVision, L, "vision.lapse_recover", {{"value0", 0, U8}, {"value1", 1, U8}}},
+    {10, 240, Request, kQs160, L, "vision.qs160_mode", {{"value0", 0, U8}, {"value1", 1, F32}, {"value2", 5, U8}}},
+    {10, 241, Request, kQs160, L, "vision.qs160_index", {{"value", 0, U8}}},
+    {16, 27, Request, kVision, L, "vision.autotest", {{"start", 0, U8}}},
+    {16, 27, Answer, kVision, L, "vision.autotest", {kResult}},
+    {10, 112, Push, A, L, "vision.vio_self_cali", {{"flag", 0, I32}, {"roll", 4, F32}, {"pitch", 8, F32}, {"yaw", 12, F32}}},
+    {10, 115, Push, A, L, "vision.oa_result", {{"state", 0, U8}, {"values", 1, U16, 6}, {"flags", 13, U8}}},
+    {10, 77, Push, A, L, "vision.pano_result", {{"code", 0, U8}}},
+    {10, 84, Push, A, L, "vision.pano_status", {{"mode", 1, U8}, {"mission_state", 2, U8}, {"mission_id", 3, I32}, {"total_pic_cnt", 7, U8}, {"cur_pic_cnt", 8, U8}, {"camera_progress", 9, U8}}},
+    {10, 57, Push, A, L, "vision.qs_result", {{"code", 8, U8}}},
+    {10, 149, Push, A, L, "vision.qs_index", {{"count", 0, U8}, {"index", 1, U8}}},
+    {10, 150, Push, A, L, "vision.qs_finished", {{"active", 0, U8}}},
+    {10, 121, Push, A, L, "vision.lapse_result", {{"state", 17, U8}, {"code", 18, U8}}},
+    {10, 90, Push, A, L, "vision.nav_osd", {{"waiting", 4, U8}, {"pano_mode", 12, U8}, {"qs_mode", 13, U8}}},
+    // ---- flight controller and quick-test pushes
+    {3, 90, Push, A, L, "flight.motor_state", {{"state", 0, U8}, {"speeds", 1, U16, 8}, {"currents", 17, U16, 8}, {"spinning", 33, U8}}},
+    {3, 91, Push, A, L, "flight.fc_state", {{"phase", 0, U8}, {"control", 1, U8}, {"submode", 2, U8}, {"height_dm", 3, U16}, {"speed_cms", 5, U16}, {"oa", 7, U8}, {"flight_state", 8, U8}, {"mode", 9, U8}, {"flytest", 10, U8}, {"battery", 11, U8}}},
+    {3, 106, Push, A, L, "flight.fc_sensor", {{"height_cm", 0, U16}, {"battery", 2, U16}, {"satellites", 4, U8}, {"north", 5, F32}, {"east", 9, F32}, {"rest", 13, Bytes, 46}}},
+    {34, 72, Push, A, L, "quicktest.proc_status", {{"state", 0, U8}}},
+    {34, 73, Push, A, L, "quicktest.msg", {{"kind", 0, U8}, {"state", 1, U8}, {"err", 2, U8}, {"rest", 3, Bytes, 3}}},
+    // ---- camera
+    {2, 17, Request, kCamera, L, "camera.query_mode", {}},
+    {2, 17, Answer, kCamera, L, "camera.query_mode", {kResult, {"mode", 1, U8}}},
+    {2, 16, Request, kCamera, L, "camera.switch_mode", {{"mode", 0, U8}}},
+    {0, 14, Request, kCamera, L, "camera.heartbeat", {}},
+    {0, 0, Request, kCamera, L, "camera.ping", {{"value", 0, U8}}},
+    {0, 0, Answer, kCamera, L, "camera.ping", {{"byte0", 0, U8}, {"ack", 1, U8}}},
+    {2, 22, Request, kCamera, L, "camera.photo_storage_format", {{"format", 0, U8}}},
+    {2, 218, Request, kCamera, L, "camera.storage_path", {{"head", 0, Bytes, 6}, {"medium", 6, Bytes, 2}}},
+    {2, 2, Request, kCamera, L, "camera.take_video", {{"start", 0, U8}}},
+    {2, 1, Request, kCamera, L, "camera.take_photo", {{"type", 0, U8}}},
+    {2, 146, Request, kCamera, L, "camera.get_path", {}},
+    {2, 146, Answer, kCamera, L, "camera.get_path", {kResult, {"path", 1, Bytes, 0}}},
+    {2, 37, Request, kCamera, L, "camera.get_focus_mode", {}},
+    {2, 37, Answer, kCamera, L, "camera.get_focus_mode", {kResult, {"mode", 1, U8}}},
+    {2, 36, Request, kCamera, L, "camera.set_focus_mode", {{"mode", 0, U8}}},
+    {2, 112, Request, kCamera, L, "camera.get_status", {}},
+    {2, 112, Answer, kCamera, L, "camera.get_status", {kResult, {"state", 1, U8}, {"detail", 5, U8}}},
+    {2, 48, Request, kCamera, L, "camera.af_region", {{"region", 0, Bytes, 8}}},
+    {2, 135, Request, kCamera, L, "camera.curr_focus_len", {}},
+    {2, 135, Answer, kCamera, L, "camera.curr_focus_len", {kResult, {"focal", 28, U16}}},
+    {2, 30, Request, kCamera, L, "camera.exposure_mode", {{"first", 0, U8}, {"second", 1, U8}}},
+    {2, 42, Request, kCamera, L, "camera.iso", {{"iso", 0, U8}}},
+    {2, 40, Request, kCamera, L, "camera.shutter", {{"first", 0, U8}, {"value", 1, U16}, {"last", 3, U8}}},
+    {2, 24, Request, kCamera, L, "camera.video_format", {{"format", 0, Bytes, 5}}},
+    {2, 28, Request, kCamera, L, "camera.video_storage_format", {{"format", 0, U8}}},
+    {2, 162, Request, kCamera, L, "camera.focus", {{"focus", 0, U16}}},
+    {2, 106, Request, kCamera, L, "camera.photo_format", {{"mode", 0, U8}, {"byte1", 1, U8}, {"type", 2, U8}, {"rest", 3, Bytes, 3}}},
+    {2, 74, Request, kCamera, L, "camera.timelapse", {{"params", 0, Bytes, 6}}},
+    {2, 225, Request, kCamera, L, "camera.top_mode", {{"mode", 0, U8}}},
+    {2, 184, Request, kCamera, L, "camera.zoom", {{"head0", 0, U8}, {"head1", 1, U8}, {"zoom", 2, U16}}},
+    {2, 184, Answer, kCamera, L, "camera.zoom", {{"byte0", 0, U8}, {"ack", 1, U8}}},
+    {2, 16, Push, A, L, "camera.data", {{"camera_type", 31, U8}}},
+    {2, 128, Push, A, L, "camera.status_data", {{"status_flags", 0, U8}, {"mode_profile", 57, U8}, {"core_board_temp", 61, U8}}},
+    {2, 135, Push, A, L, "camera.lens_data", {{"lens", 23, U16, 3}, {"rest", 29, Bytes, 18}}},
+    // ---- gimbal
+    {4, 68, Request, kGimbal, L, "gimbal.mode_control", {{"mode", 0, U8}}},
+    {4, 10, Request, kGimbal, L, "gimbal.angle_control", {{"angle0", 0, I16}, {"angle1", 2, I16}, {"angle2", 4, I16}, {"constant", 6, U16}, {"flags", 8, U8}, {"reserved", 9, U8}, {"value", 10, U16}}},
+    {4, 12, Request, kGimbal, L, "gimbal.rate_control", {{"rate0", 0, I16}, {"rate1", 2, I16}, {"rate2", 4, I16}, {"flags", 6, U8}}},
+    {4, 104, Request, kGimbal, L, "gimbal.query_joint_angle", {{"query", 0, Bytes, 3}}},
+    {4, 104, Answer, kGimbal, L, "gimbal.query_joint_angle", {kResult, {"first", 3, I32}, {"third", 7, I32}, {"second", 11, I32}}},
+    {4, 61, Request, kGimbal, L, "gimbal.waterwave_trigger", {{"action", 0, U8}}},
+    {4, 30, Request, kGimbal, L, "gimbal.subscribe_info", {{"byte0", 0, U8}, {"byte1", 1, U8}, {"byte2", 2, U8}, {"byte3", 3, U8}}},
+    {4, 1, Push, A, L, "gimbal.ctrl_info", {{"target", 0, I16, 3}, {"mode", 6, U8}, {"flags", 7, U8}}},
+    {4, 5, Push, A, L, "gimbal.info", {{"joint", 0, I16, 3}, {"mode", 6, U16}, {"time_ms", 8, U32}, {"status", 12, U32}}},
+    {4, 63, Push, A, L, "gimbal.wv_result", {{"scores", 0, U16, 3}, {"waves", 6, U8}}},
+    // ---- remote controller
+    {6, 80, Push, A, L, "rc.buttons", {{"buttons", 0, U16}, {"mode_switch", 2, U16}, {"byte4", 4, U8}, {"byte5", 5, U8}}},
+    {10, 6, Push, A, L, "rc.sticks", {{"sticks", 0, U16, 4}}},
+    // ---- Wi-Fi
+    {7, 43, Request, kWifiChannel, L, "wifi.set_channel", {{"reserved", 0, U8}, {"channel", 1, U16}}},
+    {0, 0, Request, kWifi, L, "wifi.ping", {{"value", 0, U8}}},
+    {0, 0, Answer, kWifi, L, "wifi.ping", {{"byte0", 0, U8}, {"reply", 1, U8}}},
+    {0, 1, Answer, kWifi, L, "wifi.version", {{"text", 0, Bytes, 0}}},
+    {7, 65, Request, kWifiPower, L, "wifi.open", {{"value", 0, U8}}},
+    {7, 66, Request, kWifiPower, L, "wifi.close", {{"value", 0, U8}}},
+    // ---- battery
+    {13, 2, Request, kBattery, L, "battery.dynamic_info", {{"request", 0, Bytes, 4}}},
+    {13, 2, Answer, kBattery, L, "battery.dynamic_info", {kResult, {"voltage_mv", 1, U16}, {"current_ma", 3, I16}, {"charge", 5, U8}, {"temperature", 6, U8}, {"rest", 7, Bytes, 0}}},
+    {13, 3, Request, kBattery, L, "battery.cell_voltage", {{"request", 0, Bytes, 4}}},
+    {13, 3, Answer, kBattery, L, "battery.cell_voltage", {kResult, {"cells_mv", 1, U16, 0}}},
+    {13, 4, Request, kBattery, L, "battery.sn", {{"request", 0, Bytes, 9}}},
+    {13, 4, Answer, kBattery, L, "battery.sn", {kResult, {"len", 2, U8}, {"sn", 3, Bytes, 0}}},
+};
+// clang-format on
+}  // namespace detail
+
+inline constexpr std::span<const Message> kMessages{detail::kMessages};
+
+// An answer without a row of its own that is one byte long is the module's result byte.
+inline constexpr Message kResultOnly{0, 0, Dir::Answer, kAnyReceiver, kAnyLen, "result", {detail::kResult}};
+
+// The best row for a message, or nullptr. Exact receiver beats kAnyReceiver, exact length beats
+// kAnyLen.
+constexpr const Message *find(uint8_t set, uint8_t id, Dir dir, uint16_t receiver = kAnyReceiver,
+                              uint32_t len = kAnyLen) {
+    const Message *best = nullptr;
+    int best_score = -1;
+    for (const Message &m : kMessages) {
+        if (m.set != set || m.id != id || m.dir != dir) {
+            continue;
+        }
+        const bool rx_exact = m.receiver != kAnyReceiver && m.receiver == receiver;
+        const bool len_exact = m.len != kAnyLen && m.len == len;
+        if ((m.receiver != kAnyReceiver && !rx_exact && receiver != kAnyReceiver) ||
+            (m.len != kAnyLen && !len_exact && len != kAnyLen)) {
+            continue;
+        }
+        const int score = (rx_exact ? 2 : 0) + (len_exact ? 1 : 0);
+        if (score > best_score) {
+            best = &m;
+            best_score = score;
+        }
+    }
+    return best;
+}
+
+// A message's row by name and direction (the models use this to build their pushes), or nullptr.
+constexpr const Message *find(std::string_view name, Dir dir) {
+    for (const Message &m : kMessages) {
+        if (m.dir == dir && name == m.name) {
+            return &m;
+        }
+    }
+    return nullptr;
+}
+
+// A field of a row by name, or nullptr.
+constexpr const Field *field(const Message &m, std::string_view name) {
+    for (const Field &f : m.field_list()) {
+        if (name == f.name) {
+            return &f;
+        }
+    }
+    return nullptr;
+}
+
+constexpr size_t type_size(Type t) {
+    switch (t) {
+        case Type::U8:
+        case Type::Bytes:
+            return 1;
+        case Type::U16:
+        case Type::I16:
+            return 2;
+        case Type::U32:
+        case Type::I32:
+        case Type::F32:
+            return 4;
+        case Type::U64:
+        case Type::F64:
+            return 8;
+    }
+    return 1;
+}
+
+// The number of elements of `f` present in a message of `len` bytes.
+constexpr size_t elements(const Field &f, size_t len) {
+    const size_t size = type_size(f.type);
+    if (f.offset >= len) {
+        return 0;
+    }
+    const size_t fit = (len - f.offset) / size;
+    return f.count == 0 ? fit : (fit < f.count ? fit : f.count);
+}
+
+}  // namespace cw::link
