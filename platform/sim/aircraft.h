@@ -1,0 +1,73 @@
+// The virtual aircraft as its hosts see it: the module models, the scenario, the clock and the
+// referee behind one interface. Two hosts carry it: the stand-in inside an application's process
+// (MBUS_SIM=1, one application) and cirrow-aircraft, its own process that applications attach to
+// over a local socket (any number of them). Both hand it the same calls, so both fly the same
+// aircraft.
+//
+// Threading: every call may come from any thread; the aircraft serialises them itself. It never
+// calls back into its host: what it pushes is returned from tick(), and the host delivers it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "mbus_ctl.h"
+#include "scenario.h"
+
+namespace sim {
+
+// An application attached to the aircraft (the in-process host has one, numbered 1).
+using AppId = uint32_t;
+
+// A message a module pushes: its route and bytes.
+struct Pushed {
+    uint8_t set;
+    uint8_t id;
+    std::vector<uint8_t> bytes;
+};
+
+// How long an answer takes when it never comes.
+inline constexpr uint32_t kNeverUs = 0xFFFFFFFFu;
+
+class Aircraft {
+public:
+    // The aircraft flying the scenario, its clock started now.
+    static std::unique_ptr<Aircraft> create(Scenario scenario);
+    virtual ~Aircraft() = default;
+
+    // An application came (its name as it gave it: its program name and pid) or went. `clean` is
+    // false when it vanished (crashed, killed, its socket cut) rather than ended.
+    virtual void attach(AppId app, const std::string &name) = 0;
+    virtual void detach(AppId app, bool clean) = 0;
+
+    // The application registered (on) or unregistered (off) its handler for the pushes set/id.
+    virtual void handler(AppId app, uint8_t set, uint8_t id, bool on) = 0;
+
+    // A request from an application. Writes the module's answer into resp (resp_len bytes, as the
+    // caller passed them) and returns 0, or a link code (MBUS_ERR_NO_PEER: no module serves the
+    // receiver). *delay_us is how long the answer takes (kNeverUs: it never comes); the host fails
+    // the request with MBUS_ERR_TIMEOUT when that is past the request's timeout.
+    virtual int32_t request(AppId app, const mbus_ctl_request_t &req, uint8_t *resp, uint32_t resp_len,
+                            uint32_t *delay_us) = 0;
+
+    // A named message an application sent to one of the aircraft's threads (the marker thread).
+    virtual void message(AppId app, const char *name, const void *msg, uint32_t len) = 0;
+
+    // Moves the clock to now and returns what the modules push. The host delivers each push to
+    // every application that registered a handler for it; the aircraft knows who did, so it counts
+    // what nobody took itself.
+    virtual std::vector<Pushed> tick() = 0;
+    // How often the host should call tick().
+    virtual uint32_t period_us() const = 0;
+
+    // Seconds on the aircraft's clock.
+    virtual double now() const = 0;
+
+    // The referee's flight report so far: one line per item, mistakes first. `mistakes` (may be
+    // null) receives how many of its items are mistakes.
+    virtual std::string report(uint32_t *mistakes) const = 0;
+};
+
+}  // namespace sim
