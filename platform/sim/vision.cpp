@@ -13,7 +13,37 @@ using namespace layout;
 
 constexpr const trace::Message &kQsBox = row("vision.qs_set_box", Dir::Request);
 
-enum class Mission { None, Pano, QuickShot, Lapse };
+enum class Mission : uint8_t { None, Pano, QuickShot, Lapse };
+constexpr const char *kMissionNames[] = {"", "panorama", "quick shot", "lapse photo"};
+
+// What the mission commands do with each mission under way (rows: none, panorama, quick shot,
+// lapse; columns: start a panorama, stop it, set a quick-shot target box, start a lapse): the
+// mission under way afterwards, or the reason the command is ignored.
+enum Ask : uint8_t { kStartPano, kStopPano, kAimQuickShot, kStartLapse, kAsks };
+struct MissionRule {
+    Mission next;
+    const char *ignored;
+};
+// clang-format off
+constexpr MissionRule kMissionRules[4][kAsks] = {
+    {{Mission::Pano, nullptr},
+     {Mission::None, "pano_control(0): no panorama under way; accepts 1 (start) and 0 (stop the panorama under way)"},
+     {Mission::QuickShot, nullptr},
+     {Mission::Lapse, nullptr}},
+    {{Mission::Pano, "pano_control(1): a panorama is already under way"},
+     {Mission::None, nullptr},
+     {Mission::Pano, "the quick-shot target: a panorama is under way"},
+     {Mission::Pano, "the lapse photo: a panorama is under way"}},
+    {{Mission::QuickShot, "pano_control(1): a quick shot is under way"},
+     {Mission::QuickShot, "pano_control(0): no panorama under way; accepts 1 (start) and 0 (stop the panorama under way)"},
+     {Mission::QuickShot, nullptr},  // the target moves: the quick shot follows the new box
+     {Mission::QuickShot, "the lapse photo: a quick shot is under way"}},
+    {{Mission::Lapse, "pano_control(1): a lapse photo is under way"},
+     {Mission::Lapse, "pano_control(0): no panorama under way; accepts 1 (start) and 0 (stop the panorama under way)"},
+     {Mission::Lapse, "the quick-shot target: a lapse photo is under way"},
+     {Mission::Lapse, "the lapse photo: one is already under way"}},
+};
+// clang-format on
 
 constexpr uint8_t kPanoShots = 8;
 constexpr double kPanoShotS = 0.5;
@@ -126,12 +156,26 @@ protected:
     }
 
 private:
-    void start(Mission m, double t, const char *what) {
+    // A mission command, carried out or ignored as the mission under way allows.
+    void ask(double t, Ask a) {
+        const MissionRule &rule = kMissionRules[static_cast<int>(mission_)][a];
+        if (rule.ignored != nullptr) {
+            say("t=%.1f s: vision processor ignores %s\n", t, rule.ignored);
+        } else if (rule.next == Mission::None && mission_ != Mission::None) {
+            finish(t, "panorama (stopped)");
+        } else if (rule.next != mission_) {
+            start(rule.next, t);
+        }
+    }
+    void start(Mission m, double t) {
         mission_ = m;
         since_ = t;
         shots_ = 0;
+        qs_stage_ = 0;
+        reports_ = 0;
         ++mission_id_;
-        say("t=%.1f s: vision processor starts the %s (mission %u)\n", t, what, mission_id_);
+        say("t=%.1f s: vision processor starts the %s (mission %u)\n", t, kMissionNames[static_cast<int>(m)],
+            mission_id_);
     }
     void finish(double t, const char *what) {
         say("t=%.1f s: vision processor finished the %s\n", t, what);
@@ -169,19 +213,13 @@ private:
     // 1 starts a panorama, 0 stops the one under way; anything else is ignored.
     void pano_control(double t, const Req &r, Buffer &) {
         const uint32_t v = r.in.getu(at(row("vision.pano_control", Dir::Request), "value"));
-        if (v == 1 && mission_ == Mission::None) {
-            start(Mission::Pano, t, "panorama");
-        } else if (v == 0 && mission_ == Mission::Pano) {
-            finish(t, "panorama (stopped)");
-        } else {
-            say("t=%.1f s: vision processor ignores pano_control(%u)%s: accepts 1 (start) and 0 (stop the panorama "
-                "under "
+        if (v > 1) {
+            say("t=%.1f s: vision processor ignores pano_control(%u): accepts 1 (start) and 0 (stop the panorama under "
                 "way)\n",
-                t, v,
-                v == 0   ? " with no panorama under way"
-                : v == 1 ? " during another mission"
-                         : "");
+                t, v);
+            return;
         }
+        ask(t, v == 1 ? kStartPano : kStopPano);
     }
     void qs_box(double t, const Req &r, Buffer &) {
         double box[4];
@@ -190,20 +228,12 @@ private:
         }
         box_ok_ = box[2] > 0.01 && box[3] > 0.01 && box[0] >= 0 && box[1] >= 0 && box[0] + box[2] <= 1.0 &&
                   box[1] + box[3] <= 1.0;
-        if (mission_ == Mission::None) {
-            qs_stage_ = 0;
-            reports_ = 0;
-            start(Mission::QuickShot, t, "quick shot");
-        }
+        ask(t, kAimQuickShot);
     }
     void qs_enable(double, const Req &r, Buffer &) {
         qs_mode_ = r.in.getu(at(row("vision.qs_enable", Dir::Request), "value0")) & 0x7F;
     }
-    void lapse_go(double t, const Req &, Buffer &) {
-        if (mission_ == Mission::None) {
-            start(Mission::Lapse, t, "lapse photo");
-        }
-    }
+    void lapse_go(double t, const Req &, Buffer &) { ask(t, kStartLapse); }
     void autotest(double t, const Req &r, Buffer &) {
         autotest_ = r.in.getu(at(row("vision.autotest", Dir::Request), "start")) == 1;
         if (autotest_) {
