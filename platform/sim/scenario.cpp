@@ -120,6 +120,45 @@ Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules) {
     return e;
 }
 
+// A table of numbers ([battery], [wind]): each key to its field, within its range.
+struct NumberKey {
+    const char *key;
+    double lo, hi;
+    double Scenario::*field;
+};
+
+template <size_t N>
+void numbers_of(const toml::node &node, const char *table, const NumberKey (&keys)[N], Scenario &out) {
+    const toml::table *t = node.as_table();
+    std::vector<std::string> known;
+    for (const NumberKey &k : keys) {
+        known.emplace_back(k.key);
+    }
+    if (t == nullptr) {
+        throw Bad{line_of(node), std::string(table) + " must be a table ([" + table + "]) of " + listed(known)};
+    }
+    for (const auto &[key, value] : *t) {
+        const NumberKey *k = std::find_if(keys, keys + N, [&](const NumberKey &c) { return key.str() == c.key; });
+        if (k == keys + N) {
+            throw Bad{line_of(value), "unknown key \"" + std::string(key.str()) + "\" in [" + table +
+                                          "] (known: " + listed(known) + ")"};
+        }
+        out.*(k->field) = number(value, k->key, k->lo, k->hi);
+    }
+}
+
+constexpr NumberKey kBattery[] = {{"start", 0, 100, &Scenario::battery_start},
+                                  {"drain", 0, 100, &Scenario::battery_drain},
+                                  {"low_at", 0, 86400, &Scenario::low_battery_at},
+                                  {"low", 0, 100, &Scenario::battery_low}};
+constexpr NumberKey kWind[] = {{"north", -30, 30, &Scenario::wind_north}, {"east", -30, 30, &Scenario::wind_east}};
+
+// A capture named by the scenario, from the scenario's folder unless absolute.
+std::string beside(const std::string &scenario, const std::string &file) {
+    const size_t slash = scenario.rfind('/');
+    return file.empty() || file[0] == '/' || slash == std::string::npos ? file : scenario.substr(0, slash + 1) + file;
+}
+
 }  // namespace
 
 bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modules, Scenario &out,
@@ -140,8 +179,18 @@ bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modu
                 for (const toml::node &e : *list) {
                     out.events.push_back(event_of(*e.as_table(), modules));
                 }
+            } else if (k == "battery") {
+                numbers_of(node, "battery", kBattery, out);
+            } else if (k == "wind") {
+                numbers_of(node, "wind", kWind, out);
+            } else if (k == "replay") {
+                out.replay = beside(path, need<std::string>(node, "replay", "a capture file name"));
+                if (out.replay.empty()) {
+                    throw Bad{line_of(node), "replay must name a capture file"};
+                }
             } else {
-                throw Bad{line_of(node), "unknown key \"" + k + "\" (known: speed, [[event]])"};
+                throw Bad{line_of(node),
+                          "unknown key \"" + k + "\" (known: speed, replay, [battery], [wind], [[event]])"};
             }
         }
     } catch (const toml::parse_error &e) {

@@ -1,6 +1,20 @@
 // A scenario: the models' behaviour over time, per module, read from a TOML file.
 //
 //   speed = 2.0                  # the aircraft's clock against the wall clock (default 1)
+//   replay = "flight.pcap"       # pushes recorded in a capture (the link trace's pcap), sent again
+//                                # at their recorded times; the modules whose pushes it holds stop
+//                                # their own streams (a relative path is from the scenario's folder)
+//
+//   [battery]
+//   start = 80.0                 # charge at take-off, percent (default 96)
+//   drain = 4.0                  # percent per minute in the air, more in the climb, none on the
+//                                # ground (default 3)
+//   low_at = 120.0               # seconds on the aircraft's clock: the charge falls to `low`
+//   low = 15.0                   # percent (default 15, under the applications' landing level 19)
+//
+//   [wind]
+//   north = 1.5                  # a steady drift of the aircraft in the air, m/s (default 0)
+//   east = -0.5
 //
 //   [[event]]
 //   time = 3.0                   # seconds on the aircraft's clock (default 0)
@@ -46,6 +60,14 @@ struct Scenario {
     std::string file;
     double speed = 1.0;
     std::vector<Event> events;  // in time order
+
+    double battery_start = 96;   // percent at the start
+    double battery_drain = 3;    // percent per minute of flight
+    double low_battery_at = -1;  // seconds on the aircraft's clock; < 0: never
+    double battery_low = 15;     // percent the charge falls to at low_battery_at
+    double wind_north = 0;       // m/s, a steady drift while in the air
+    double wind_east = 0;        // m/s
+    std::string replay;          // a capture to replay (path as opened), empty: none
 };
 
 // The modules a scenario may name, each with the names of the messages it pushes.
