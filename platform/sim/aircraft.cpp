@@ -3,6 +3,7 @@
 // launcher sets): every receiver without a peer of its own is answered by its model, and the
 // models push from the delivery thread. A scenario changes the models' answers and push rates
 // at given times on the aircraft's clock.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdarg>
@@ -15,12 +16,18 @@
 #include "../mbus/host.h"
 #include "model.h"
 #include "scenario.h"
+#ifdef CW_SIM_SCENARIOS
+#include "replay.h"
+#endif
 
 namespace sim {
 
 void say(const char *fmt, ...) {
     if (!mbus::st().echo.load()) {
         return;
+    }
+    if (mbus::config().readable) {
+        std::fflush(stdout);  // the application's lines first, as the library's echo does
     }
     va_list ap;
     va_start(ap, fmt);
@@ -82,6 +89,19 @@ public:
             models_.emplace_back(m);
             faults_.emplace_back();
         }
+#ifdef CW_SIM_SCENARIOS
+        std::string why;
+        if (!scenario_.replay.empty() && !replay_.open(scenario_.replay, why)) {
+            say("%s: nothing replayed\n", why.c_str());
+        } else if (!scenario_.replay.empty()) {
+            std::string modules;
+            for (const std::string &m : replay_.modules()) {
+                modules += " " + m;
+            }
+            say("replaying %zu push(es) over %.1f s from %s, in place of:%s\n", replay_.size(), replay_.length(),
+                scenario_.replay.c_str(), modules.c_str());
+        }
+#endif
     }
 
     int32_t answer(const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *delay_us) {
@@ -144,7 +164,18 @@ public:
                 if (faults_[i].answer == Answer::Silent && faults_[i].set < 0) {
                     out.items.resize(before);  // a silent module pushes nothing either
                 }
+#ifdef CW_SIM_SCENARIOS
+                const auto &replayed = replay_.modules();
+                if (std::find(replayed.begin(), replayed.end(), std::string(models_[i]->name())) != replayed.end()) {
+                    out.items.resize(before);  // the capture pushes for it
+                }
+#endif
             }
+#ifdef CW_SIM_SCENARIOS
+            for (Pushed &p : replay_.due(t / scenario_.speed)) {
+                out.items.push_back(std::move(p));
+            }
+#endif
         }
         for (const Pushed &p : out.items) {
             if (mbus_ctl_handler(p.set, p.id) != nullptr) {
@@ -204,6 +235,9 @@ private:
     std::chrono::steady_clock::time_point start_;
     std::vector<std::unique_ptr<Model>> models_;
     std::vector<Fault> faults_;
+#ifdef CW_SIM_SCENARIOS
+    Replay replay_;
+#endif
     uint32_t requests_ = 0, refused_ = 0, late_ = 0, cut_ = 0, unanswered_ = 0;
     std::atomic<uint32_t> pushes_{0}, markers_{0};
 };
@@ -226,20 +260,6 @@ void summary() { g_aircraft->summary(); }
     std::_Exit(2);
 }
 
-#ifdef CW_SIM_SCENARIOS
-std::vector<ModuleNames> module_names() {
-    std::vector<ModuleNames> names;
-    for (Model *m : build_models()) {
-        names.push_back({m->name(), {}});
-        for (const Model::Stream &s : m->streams) {
-            names.back().pushes.emplace_back(s.msg->name);
-        }
-        delete m;
-    }
-    return names;
-}
-#endif
-
 // Reads MBUS_SIM, MBUS_SCENARIO and MBUS_SIM_SPEED when the stand-in is loaded, before the
 // application runs: a bad value stops the process with the reason.
 __attribute__((constructor)) void start_from_environment() {
@@ -257,7 +277,7 @@ __attribute__((constructor)) void start_from_environment() {
     if (has_file) {
 #ifdef CW_SIM_SCENARIOS
         std::string error;
-        if (!load_scenario(file, module_names(), s, error)) {
+        if (!load_scenario(file, s, error)) {
             refuse(error);
         }
 #else

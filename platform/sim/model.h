@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "aircraft.h"
 #include "layouts.h"
 
 namespace sim {
@@ -78,13 +79,6 @@ struct Req {
     uint8_t id;
     uint16_t receiver;
     Bytes in;
-};
-
-// A pushed message a model sends: route and bytes.
-struct Pushed {
-    uint8_t set;
-    uint8_t id;
-    std::vector<uint8_t> bytes;
 };
 
 // Whether a request is the table row's command.

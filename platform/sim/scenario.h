@@ -70,13 +70,25 @@ struct Scenario {
     std::string replay;          // a capture to replay (path as opened), empty: none
 };
 
-// The modules a scenario may name, each with the names of the messages it pushes.
+// A command a module serves: its route and its name in the link's message table.
+struct Served {
+    int set;
+    int id;
+    std::string name;
+};
+
+// The modules a scenario may name: the commands each serves and the messages it streams.
 struct ModuleNames {
     std::string name;
+    std::vector<Served> commands;
     std::vector<std::string> pushes;
 };
 
-// Reads a scenario. On failure returns false with "file:line: problem" in error.
-bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modules, Scenario &out, std::string &error);
+// The virtual aircraft's modules as a scenario names them.
+std::vector<ModuleNames> aircraft_modules();
+
+// Reads and checks a scenario (and the capture it replays). On failure returns false with
+// "file:line: problem" in error.
+bool load_scenario(const std::string &path, Scenario &out, std::string &error);
 
 }  // namespace sim
