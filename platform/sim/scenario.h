@@ -1,9 +1,12 @@
 // A scenario: the models' behaviour over time, per module, read from a TOML file.
 //
 //   speed = 2.0                  # the aircraft's clock against the wall clock (default 1)
-//   replay = "flight.pcap"       # pushes recorded in a capture (the link trace's pcap), sent again
-//                                # at their recorded times; the modules whose pushes it holds stop
-//                                # their own streams (a relative path is from the scenario's folder)
+//   replay = "flight.pcap"       # pushes recorded in a capture (the link trace's MBUS_PCAP), sent
+//                                # again at their recorded times from the capture's first record,
+//                                # at the wall-clock pace they were recorded at (replay a capture at
+//                                # the speed it was taken at); the modules whose pushes it holds
+//                                # push nothing of their own; requests are answered as ever. A
+//                                # relative path is from the scenario's folder.
 //
 //   [battery]
 //   start = 80.0                 # charge at take-off, percent (default 96)
@@ -20,7 +23,7 @@
 //   time = 3.0                   # seconds on the aircraft's clock (default 0)
 //   module = "camera"            # flight, vision, camera, gimbal, rc, wifi, battery, quicktest
 //   answer = "silent"            # normal | refuse | late | short | silent
-//   command = "2/1"              # only this set/id (default: every command of the module)
+//   command = "2/1"              # only this set/id, one the module serves (default: every command)
 //   byte = 3                     # refuse: the result byte (default 1)
 //   delay_ms = 500               # late: how long answers take (default: longer than any timeout)
 //   length = 1                   # short: how many answer bytes arrive (default 0)
@@ -29,7 +32,10 @@
 //   time = 1.0
 //   module = "flight"
 //   rate = 2.0                   # pushes per second; 0 stops them
-//   push = "flight.fc_state"     # only this message (default: every message of the module)
+//   push = "flight.fc_state"     # only this message, one the module streams (default: all of them)
+//
+// A command a module serves is one the link's message table sends to the module's receivers. Keys
+// that do not apply (byte without answer = "refuse", push without rate, ...) are errors.
 #pragma once
 
 #include <cstdint>
