@@ -5,7 +5,7 @@
 # that has them by other means needs neither dpkg nor apt. Only what is missing is installed, with
 # apt-get, and the script says what and why before it does.
 #   scripts/setup.sh [--host-only] [--with-docs]
-#   --host-only   leave out the ARM cross toolchain and emulation, tshark and the fuzzing runtime
+#   --host-only   leave out the ARM cross toolchain and emulation and the fuzzing runtime
 #   --with-docs   also doxygen, for the API documentation (`cmake --build <dir> --target docs`)
 set -euo pipefail
 
@@ -42,12 +42,12 @@ have_cmd clang-format || need clang-format "clang-format"
 have_cmd clang-tidy || need clang-tidy "clang-tidy"
 have_cmd valgrind || need valgrind "valgrind"
 have_cmd pkg-config || need pkgconf "pkg-config (the install check builds with it)"
-cmake_pkg tomlplusplus || need libtomlplusplus-dev "toml++ (the virtual aircraft's scenario files)"
+have_file /usr/include/toml++/toml.h || need libtomlplusplus-dev "toml++ headers (the virtual aircraft's scenario files)"
+have_cmd tshark || need tshark "tshark (the capture test decodes the link capture with the dissector)"
 if [ $with_docs -eq 1 ]; then
     have_cmd doxygen || need doxygen "doxygen (the API documentation)"
 fi
 if [ $host_only -eq 0 ]; then
-    have_cmd tshark || need tshark "tshark (the link capture decoded by the dissector)"
     have_cmd clang++ || need clang "clang (the fuzz targets)"
     have_file /usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a ||
         need libclang-rt-14-dev "the libFuzzer runtime"

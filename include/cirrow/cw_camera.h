@@ -18,7 +18,10 @@ CW_EXTERN_C_BEGIN
 
 /* ---- Records ---- */
 
-/** @brief Answer of the camera status query (cw_v1_camera_api_get_status()). */
+/** @brief Answer of the camera status query (cw_v1_camera_api_get_status()).
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, camera.status_data.
+ */
 typedef struct {
     uint32_t state; /**< answer byte 1, zero-extended */
     uint8_t detail; /**< answer byte 5 */

@@ -24,7 +24,10 @@ CW_EXTERN_C_BEGIN
 
 /** @brief Length of the battery's dynamic information record. */
 #define CW_BATTERY_DYNAMIC_INFO_LEN 55
-/** @brief The battery's dynamic information, exactly as the battery sends it (the library reads no field). */
+/** @brief The battery's dynamic information, exactly as the battery sends it (the library reads no field).
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, battery.dynamic_info.
+ */
 typedef struct {
     uint8_t bytes[CW_BATTERY_DYNAMIC_INFO_LEN]; /**< answer bytes 1..55, packed little-endian */
 } BatteryDynamicInfo;
@@ -32,7 +35,10 @@ CW_STATIC_ASSERT(sizeof(BatteryDynamicInfo) == 55, "BatteryDynamicInfo is 55 byt
 
 /** @brief Length of the battery's cell voltage record. */
 #define CW_BATTERY_CELL_VOLTAGE_LEN 42
-/** @brief The battery's cell voltages, exactly as the battery sends them (the library reads no field). */
+/** @brief The battery's cell voltages, exactly as the battery sends them (the library reads no field).
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, battery.cell_voltage.
+ */
 typedef struct {
     uint8_t bytes[CW_BATTERY_CELL_VOLTAGE_LEN]; /**< answer bytes 1..42, packed little-endian */
 } BatteryCellVoltage;

@@ -22,7 +22,10 @@ CW_EXTERN_C_BEGIN
  * Field names follow the byte offsets of the flight controller's messages; their meaning is the
  * flight controller's and the library passes them through unchanged. */
 
-/** @brief Motor state, from the 34-byte 3/90 push. */
+/** @brief Motor state, from the 34-byte 3/90 push.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, flight.motor_state.
+ */
 typedef struct {
     uint8_t byte0_low;   /**< low four bits of byte 0 */
     uint8_t byte0_high;  /**< high four bits of byte 0 */
@@ -35,7 +38,10 @@ CW_STATIC_ASSERT(offsetof(FcMotorState, words1) == 2 && offsetof(FcMotorState, w
                  "FcMotorState field offsets");
 CW_STATIC_ASSERT(sizeof(FcMotorState) == 36, "FcMotorState is 36 bytes");
 
-/** @brief Flight state, from the 12-byte 3/91 push. */
+/** @brief Flight state, from the 12-byte 3/91 push.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, flight.fc_state.
+ */
 typedef struct {
     uint8_t byte0;  /**< byte 0 */
     uint8_t byte1;  /**< byte 1 */
@@ -60,13 +66,18 @@ CW_STATIC_ASSERT(sizeof(FcState) == 14, "FcState is 14 bytes");
  *
  * The cache keeps them in a 60-byte record whose last byte stays 0; the update and get functions
  * move exactly the 59 message bytes.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, flight.fc_sensor.
  */
 typedef struct {
     uint8_t bytes[CW_FC_SENSOR_LEN + 1]; /**< the message bytes, then one zero byte */
 } FcSensor;
 CW_STATIC_ASSERT(sizeof(FcSensor) == 60, "FcSensor is 60 bytes");
 
-/** @brief Quick-test heartbeat, bytes 1..5 of a 34/73 heartbeat. */
+/** @brief Quick-test heartbeat, bytes 1..5 of a 34/73 heartbeat.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, quicktest.msg.
+ */
 typedef struct {
     uint8_t state;   /**< the quick-test state */
     uint8_t err;     /**< its error code */
@@ -100,7 +111,10 @@ typedef struct {
 } LocalPosition;
 CW_STATIC_ASSERT(offsetof(LocalPosition, valid) == 12 && sizeof(LocalPosition) == 16, "LocalPosition layout");
 
-/** @brief Attitude steering (cw_flight_attitude_control()): two mode bytes and six values, sent one for one. */
+/** @brief Attitude steering (cw_flight_attitude_control()): two mode bytes and six values, sent one for one.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, flight.adv_control.
+ */
 typedef struct {
     uint8_t mode_a;  /**< first mode byte */
     uint8_t mode_b;  /**< second mode byte */
@@ -109,7 +123,10 @@ typedef struct {
 CW_STATIC_ASSERT(offsetof(FlightAttitudeCmd, values) == 4 && sizeof(FlightAttitudeCmd) == 28,
                  "FlightAttitudeCmd layout");
 
-/** @brief IMU calibration read-back, decoded from answer bytes 6..49 of 3/171. */
+/** @brief IMU calibration read-back, decoded from answer bytes 6..49 of 3/171.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, flight.imu_cali_rt.
+ */
 typedef struct {
     float value0;       /**< answer bytes 6..9 */
     float value1;       /**< answer bytes 10..13 */

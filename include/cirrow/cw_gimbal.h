@@ -19,7 +19,10 @@ CW_EXTERN_C_BEGIN
 
 /* ---- Records ---- */
 
-/** @brief General gimbal information, from the 16-byte 4/5 push (the fpv slot has the same layout). */
+/** @brief General gimbal information, from the 16-byte 4/5 push (the fpv slot has the same layout).
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, gimbal.info.
+ */
 typedef struct {
     uint16_t field0; /**< bytes 0..1 */
     uint16_t field1; /**< bytes 2..3 */
@@ -31,7 +34,10 @@ typedef struct {
 CW_STATIC_ASSERT(offsetof(GimbalInfo, field4) == 8 && offsetof(GimbalInfo, field5) == 12, "GimbalInfo offsets");
 CW_STATIC_ASSERT(sizeof(GimbalInfo) == 16, "GimbalInfo is 16 bytes");
 
-/** @brief Gimbal control information, from the 8-byte 4/1 push. */
+/** @brief Gimbal control information, from the 8-byte 4/1 push.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, gimbal.ctrl_info.
+ */
 typedef struct {
     uint16_t field0; /**< bytes 0..1 */
     uint16_t field1; /**< bytes 2..3 */
@@ -41,7 +47,10 @@ typedef struct {
 } GimbalCtrlInfo;
 CW_STATIC_ASSERT(offsetof(GimbalCtrlInfo, field3) == 6 && sizeof(GimbalCtrlInfo) == 8, "GimbalCtrlInfo layout");
 
-/** @brief Result of a water-wave detection, from the 7-byte 4/63 push. */
+/** @brief Result of a water-wave detection, from the 7-byte 4/63 push.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, gimbal.wv_result.
+ */
 typedef struct {
     uint16_t field0; /**< bytes 0..1 */
     uint16_t field1; /**< bytes 2..3 */
@@ -50,7 +59,10 @@ typedef struct {
 } GimbalWvResult;
 CW_STATIC_ASSERT(offsetof(GimbalWvResult, field3) == 6 && sizeof(GimbalWvResult) == 8, "GimbalWvResult layout");
 
-/** @brief Arguments of an angle command (cw_gimbal_angle_control()). Each flag contributes only its lowest bit. */
+/** @brief Arguments of an angle command (cw_gimbal_angle_control()). Each flag contributes only its lowest bit.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, gimbal.angle_control.
+ */
 typedef struct {
     int16_t angle0; /**< first angle, payload bytes 0..1 */
     int16_t angle1; /**< second angle, payload bytes 2..3 */
@@ -67,7 +79,10 @@ CW_STATIC_ASSERT(offsetof(GimbalAngleCmd, flag1) == 6 && offsetof(GimbalAngleCmd
                      sizeof(GimbalAngleCmd) == 14,
                  "GimbalAngleCmd layout");
 
-/** @brief Arguments of a rate command (cw_gimbal_rate_control()); no flag 5: rate control never sets that bit. */
+/** @brief Arguments of a rate command (cw_gimbal_rate_control()); no flag 5: rate control never sets that bit.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, gimbal.rate_control.
+ */
 typedef struct {
     int16_t rate0; /**< first rate, payload bytes 0..1 */
     int16_t rate1; /**< second rate, payload bytes 2..3 */

@@ -15,7 +15,10 @@
 
 CW_EXTERN_C_BEGIN
 
-/** @brief The four stick values, from the 8-byte 10/6 push. */
+/** @brief The four stick values, from the 8-byte 10/6 push.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, rc.sticks.
+ */
 typedef struct {
     uint16_t field0; /**< bytes 0..1 */
     uint16_t field1; /**< bytes 2..3 */
@@ -24,7 +27,10 @@ typedef struct {
 } RcStickValue;
 CW_STATIC_ASSERT(sizeof(RcStickValue) == 8, "RcStickValue is 8 bytes");
 
-/** @brief The button information, from the 6-byte 6/80 push. */
+/** @brief The button information, from the 6-byte 6/80 push.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, rc.buttons.
+ */
 typedef struct {
     uint16_t field0; /**< bytes 0..1 */
     uint16_t field1; /**< bytes 2..3 */

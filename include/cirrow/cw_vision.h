@@ -7,6 +7,10 @@
  * handlers attached by the registration functions below keep the latest values in the vision
  * cache, which applications poll; the mission commands only send.
  *
+ * The mission status words the cache keeps come from the status pushes (vision.pano_result,
+ * vision.pano_status, vision.qs_result, vision.qs_finished, vision.qs_index, vision.lapse_result,
+ * vision.nav_osd); what the virtual aircraft puts in each of their fields: @ref link_reference.
+ *
  * Implemented in cw_basic/cw_communication/: cw_application/vision/src/cw_vision.cpp (cache,
  * wrappers), cw_protocal/src/api/cw_v1_vision_api.cpp (mission commands),
  * cw_protocal/src/api/cw_v1_testcmd_api.cpp (autotest, distance limit),
@@ -21,7 +25,10 @@ CW_EXTERN_C_BEGIN
 
 /* ---- Records ---- */
 
-/** @brief The last VIO self-calibration result, from the 10/112 push. */
+/** @brief The last VIO self-calibration result, from the 10/112 push.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, vision.vio_self_cali.
+ */
 typedef struct {
     int32_t flag;          /**< result flag as the vision module reports it (push bytes 0..3) */
     float roll;            /**< roll as reported (push bytes 4..7) */
@@ -36,6 +43,8 @@ CW_STATIC_ASSERT(sizeof(VioCaliState) == 24, "VioCaliState is 24 bytes");
 /**
  * @brief The obstacle-avoidance flag byte: six one-bit flags in bits 0..5 (flag0 in bit 0) and a
  *        two-bit field in bits 6..7.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, vision.oa_result.
  */
 typedef union {
     uint8_t byte; /**< the same eight bits as the vision module sent them */
@@ -52,7 +61,10 @@ typedef union {
 } OaFlags;
 CW_STATIC_ASSERT(sizeof(OaFlags) == 1, "OaFlags is one byte");
 
-/** @brief The last obstacle-avoidance result, copied unchanged from the 10/115 push. */
+/** @brief The last obstacle-avoidance result, copied unchanged from the 10/115 push.
+ *
+ * What its fields hold on the virtual aircraft, and in which unit: @ref link_reference, vision.oa_result.
+ */
 typedef struct {
     uint8_t oa_state;     /**< push byte 0 */
     uint16_t oa_value[6]; /**< the six 16-bit values at push bytes 1, 3, 5, 7, 9 and 11 */

@@ -61,7 +61,12 @@ void echo_usrlog(FILE *f, const char *data, uint32_t len) {
 }
 
 // The sink behind an echoed channel: the file named by env, opened on first use, else stderr.
+// In readable echo the application's own pending lines go out first: its stdout is block-buffered
+// when it is a file or a pipe, and its lines and the library's would come out of order.
 FILE *sink(FILE *&f, const char *env) {
+    if (mbus::config().readable) {
+        std::fflush(stdout);
+    }
     if (f == nullptr) {
         const char *path = std::getenv(env);
         if (path != nullptr && *path != '\0') {

@@ -2,6 +2,7 @@
 // rates at given times on the aircraft's clock, the applications attached to it and the referee
 // that watches them. Its hosts (the stand-in in an application's process, or an aircraft process
 // of its own) hand it requests and registrations, tick its clock and deliver what it pushes.
+#include <algorithm>
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
@@ -13,6 +14,9 @@
 
 #include "aircraft.h"
 #include "model.h"
+#ifdef CW_SIM_SCENARIOS
+#include "replay.h"
+#endif
 
 namespace sim {
 
@@ -83,7 +87,16 @@ constexpr uint32_t kAnswerUs = 300;  // how long a module takes to answer
 constexpr uint32_t kTickUs = 10000;  // the aircraft's clock step
 
 // The day the scenario sets: battery and wind.
-Conditions conditions_of(const Scenario &) { return Conditions{}; }
+Conditions conditions_of(const Scenario &s) {
+    Conditions c;
+    c.battery_start = s.battery_start;
+    c.battery_drain = s.battery_drain;
+    c.low_battery_at = s.low_battery_at;
+    c.battery_low = s.battery_low;
+    c.wind_north = s.wind_north;
+    c.wind_east = s.wind_east;
+    return c;
+}
 
 std::string command_name(const mbus_ctl_request_t &r) {
     if (const trace::Message *m = trace::find(r.cmd_set, r.cmd_id, trace::Dir::Request, r.receiver);
@@ -122,6 +135,19 @@ public:
             models_.emplace_back(m);
             faults_.emplace_back();
         }
+#ifdef CW_SIM_SCENARIOS
+        std::string why;
+        if (!scenario_.replay.empty() && !replay_.open(scenario_.replay, why)) {
+            say("%s: nothing replayed\n", why.c_str());
+        } else if (!scenario_.replay.empty()) {
+            std::string modules;
+            for (const std::string &m : replay_.modules()) {
+                modules += " " + m;
+            }
+            say("replaying %zu push(es) over %.1f s from %s, in place of:%s\n", replay_.size(), replay_.length(),
+                scenario_.replay.c_str(), modules.c_str());
+        }
+#endif
     }
 
     void attach(AppId app, const std::string &name) override {
@@ -238,6 +264,16 @@ public:
             v[1] ? "on" : "off");
     }
 
+    // Whether a replayed capture pushes in this module's place.
+    bool replayed([[maybe_unused]] const Model &m) const {
+#ifdef CW_SIM_SCENARIOS
+        const std::vector<std::string> &r = replay_.modules();
+        return std::find(r.begin(), r.end(), std::string(m.name())) != r.end();
+#else
+        return false;
+#endif
+    }
+
     std::vector<Pushed> tick() override {
         Out out;
         std::lock_guard<std::mutex> lock(mu_);
@@ -246,12 +282,19 @@ public:
         for (size_t i = 0; i < models_.size(); ++i) {
             const size_t before = out.items.size();
             models_[i]->tick(t, out);
-            if (faults_[i].answer == Answer::Silent && faults_[i].set < 0) {
-                out.items.resize(before);  // a silent module pushes nothing either
+            if ((faults_[i].answer == Answer::Silent && faults_[i].set < 0) || replayed(*models_[i])) {
+                out.items.resize(before);  // a silent module pushes nothing either, nor one a capture replays
                 out.rows.resize(before);
                 out.asked.resize(before);
             }
         }
+#ifdef CW_SIM_SCENARIOS
+        for (Pushed &p : replay_.due(t / scenario_.speed)) {
+            if (const trace::Message *row = trace::find(p.set, p.id, trace::Dir::Push); row != nullptr) {
+                out.add(*row, std::move(p.bytes));
+            }
+        }
+#endif
         for (size_t i = 0; i < out.items.size(); ++i) {
             if (taken(out.items[i])) {
                 ++taken_;
@@ -335,6 +378,9 @@ private:
     Referee referee_;
     std::vector<std::unique_ptr<Model>> models_;
     std::vector<Fault> faults_;
+#ifdef CW_SIM_SCENARIOS
+    Replay replay_;
+#endif
     std::map<AppId, std::string> apps_;
     std::map<AppId, std::set<uint16_t>> handlers_;  // set << 8 | id
     uint32_t requests_ = 0, refused_ = 0, late_ = 0, cut_ = 0, unanswered_ = 0;
@@ -344,17 +390,5 @@ private:
 }  // namespace
 
 std::unique_ptr<Aircraft> Aircraft::create(Scenario scenario) { return std::make_unique<Core>(std::move(scenario)); }
-
-std::vector<ModuleNames> module_names() {
-    std::vector<ModuleNames> names;
-    for (Model *m : build_models(Conditions{})) {
-        names.push_back({m->name(), {}});
-        for (const Model::Stream &s : m->streams) {
-            names.back().pushes.emplace_back(s.msg->name);
-        }
-        delete m;
-    }
-    return names;
-}
 
 }  // namespace sim

@@ -75,7 +75,4 @@ public:
 // with a "sim: " prefix.
 void set_diagnostics(void (*line)(const char *text));
 
-// The aircraft's modules, each with the names of the messages it pushes (what a scenario may name).
-std::vector<ModuleNames> module_names();
-
 }  // namespace sim

@@ -1,13 +1,13 @@
 // cirrow-sim: runs an application against the virtual aircraft of the host stand-in.
 //
 //   cirrow-sim [--speed X] [--strict] [scenario.toml] -- ./my_app [args...]
+//   cirrow-sim --check scenario.toml
 //
-// It sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED; MBUS_ECHO=readable, MBUS_TRACE_SUMMARY=1
-// and MBUS_REPORT=1 unless they are set) and replaces itself with the application, which must be
-// linked with the stand-in (-lmbus). The stand-in checks the scenario when the application loads
-// it, before main runs, and prints the aircraft's flight report when the application ends. With
-// --strict (MBUS_STRICT=1) a report that holds a mistake makes the run exit with code 3; otherwise
-// the exit code is the application's.
+// It checks the scenario, sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED; MBUS_ECHO=readable,
+// MBUS_TRACE_SUMMARY=1 and MBUS_REPORT=1 unless they are set) and replaces itself with the
+// application, which must be linked with the stand-in (-lmbus). The stand-in prints the aircraft's
+// flight report when the application ends. With --strict (MBUS_STRICT=1) a report that holds a
+// mistake makes the run exit with code 3; otherwise the exit code is the application's.
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,11 +16,60 @@
 #include <cstring>
 #include <string>
 
+#ifdef CW_SIM_SCENARIOS
+#include "scenario.h"
+#endif
+
 namespace {
 
-int usage() {
-    std::fprintf(stderr, "usage: cirrow-sim [--speed X] [--strict] [scenario.toml] -- app [args...]\n");
+constexpr const char *kHelp =
+    "usage: cirrow-sim [options] [scenario.toml] -- app [args...]\n"
+    "       cirrow-sim --check scenario.toml\n"
+    "\n"
+    "Runs a flight application (linked with the stand-in, -lmbus) against the virtual aircraft.\n"
+    "A scenario is checked before the application starts; a bad one stops here, naming its line.\n"
+    "\n"
+    "options:\n"
+    "  --speed X        the aircraft's clock against the wall clock, 0.01 to 100 (default 1)\n"
+    "  --strict         exit with code 3 when the flight report holds a mistake (notes never count)\n"
+    "  --check FILE     check a scenario and exit: 0 when it is good, 2 with file:line: problem\n"
+    "  -h, --help       this text\n"
+    "\n"
+    "environment (read by the stand-in in the application's process):\n"
+    "  MBUS_SIM=1            fly the virtual aircraft (set by cirrow-sim)\n"
+    "  MBUS_SCENARIO=FILE    the scenario (set by cirrow-sim from its argument)\n"
+    "  MBUS_SIM_SPEED=X      the aircraft's clock against the wall clock (set by --speed)\n"
+    "  MBUS_ECHO=MODE        raw: the library's lines as written; readable: indented under the\n"
+    "                        application's output (cirrow-sim's default)\n"
+    "  MBUS_QUIET=1          record only, print nothing (0 or unset: print)\n"
+    "  MBUS_LOG_LEVEL=N      highest log level printed (default 3, 0: errors only)\n"
+    "  MBUS_LOG_FILE=PATH    the leveled log into PATH (default: stderr)\n"
+    "  MBUS_USRLOG_FILE=PATH the usrlog channel into PATH (default: stderr)\n"
+    "  MBUS_TRACE=PATH       every request, answer and push, decoded, one line each (-: stderr)\n"
+    "  MBUS_PCAP=PATH        the same traffic as a capture (Wireshark; a scenario can replay it)\n"
+    "  MBUS_TRACE_SUMMARY=1  counts per message at exit (cirrow-sim's default)\n"
+    "  MBUS_REPORT=1         the aircraft's flight report at exit (cirrow-sim's default)\n"
+    "  MBUS_STRICT=1         exit with code 3 when the report holds a mistake (set by --strict)\n";
+
+int usage(const char *problem) {
+    std::fprintf(stderr, "cirrow-sim: %s\n%s", problem, kHelp);
     return 2;
+}
+
+// Checks a scenario as the stand-in will read it: true when it is good, else the problem on stderr.
+bool check(const char *path) {
+#ifdef CW_SIM_SCENARIOS
+    sim::Scenario s;
+    std::string error;
+    if (!sim::load_scenario(path, s, error)) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        return false;
+    }
+    return true;
+#else
+    std::fprintf(stderr, "cirrow-sim: %s: this build reads no scenarios (toml++ headers were missing)\n", path);
+    return false;
+#endif
 }
 
 }  // namespace
@@ -28,15 +77,32 @@ int usage() {
 int main(int argc, char **argv) {
     int i = 1;
     for (; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
-        if (std::strcmp(argv[i], "--speed") == 0 && i + 1 < argc) {
+        const std::string arg = argv[i];
+        if (arg == "-h" || arg == "--help") {
+            std::fputs(kHelp, stdout);
+            return 0;
+        }
+        if (arg == "--check") {
+            if (i + 2 != argc) {
+                return usage("--check takes one scenario file and nothing else");
+            }
+            return check(argv[i + 1]) ? 0 : 2;
+        }
+        if (arg == "--speed") {
+            if (i + 1 >= argc) {
+                return usage("--speed needs a number");
+            }
             setenv("MBUS_SIM_SPEED", argv[++i], 1);
-        } else if (std::strcmp(argv[i], "--strict") == 0) {
+        } else if (arg == "--strict") {
             setenv("MBUS_STRICT", "1", 1);
-        } else if (argv[i][0] == '-') {
-            return usage();
+        } else if (arg[0] == '-') {
+            return usage(("unknown option " + arg).c_str());
         } else {
             if (access(argv[i], R_OK) != 0) {
-                std::fprintf(stderr, "cirrow-sim: cannot read scenario %s\n", argv[i]);
+                std::fprintf(stderr, "cirrow-sim: cannot read scenario %s: %s\n", argv[i], std::strerror(errno));
+                return 2;
+            }
+            if (!check(argv[i])) {
                 return 2;
             }
             char *full = realpath(argv[i], nullptr);
@@ -45,7 +111,7 @@ int main(int argc, char **argv) {
         }
     }
     if (i + 1 >= argc) {
-        return usage();
+        return usage("no application to run (after --)");
     }
     setenv("MBUS_SIM", "1", 1);
     setenv("MBUS_ECHO", "readable", 0);  // the run as a person follows it, unless chosen otherwise

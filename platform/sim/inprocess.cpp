@@ -107,7 +107,7 @@ __attribute__((constructor)) void start_from_environment() {
     if (has_file) {
 #ifdef CW_SIM_SCENARIOS
         std::string error;
-        if (!load_scenario(file, module_names(), s, error)) {
+        if (!load_scenario(file, s, error)) {
             refuse(error);
         }
 #else

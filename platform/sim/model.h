@@ -119,6 +119,12 @@ public:
         this->asked.push_back(asked);
         return Buffer(items.back().bytes.data(), len);
     }
+    // A push as it was recorded (a replayed capture), whatever its length.
+    void add(const trace::Message &m, std::vector<uint8_t> bytes) {
+        items.push_back({m.set, m.id, std::move(bytes)});
+        rows.push_back(&m);
+        asked.push_back(false);
+    }
     std::vector<Pushed> items;
     std::vector<const trace::Message *> rows;
     std::vector<bool> asked;

@@ -7,9 +7,56 @@
 
 #include <toml++/toml.h>
 
+#include "link_messages.h"
+#include "replay.h"
+
 namespace sim {
 
+namespace trace = cw::trace;
+
 namespace {
+
+// The modules of the virtual aircraft: the receivers each answers on and the messages it streams
+// (a scenario may change their rate).
+struct ModuleRow {
+    const char *name;
+    std::vector<uint16_t> receivers;
+    std::vector<std::string> streams;
+};
+
+const std::vector<ModuleRow> &module_rows() {
+    static const std::vector<ModuleRow> kRows = {
+        {"flight", {trace::kFlight}, {"flight.motor_state", "flight.fc_state", "flight.fc_sensor"}},
+        {"vision",
+         {trace::kVision, trace::kVisionResult, trace::kQs160},
+         {"vision.nav_osd", "vision.pano_status", "vision.oa_result", "vision.qs_index"}},
+        {"camera", {trace::kCamera}, {"camera.data", "camera.status_data", "camera.lens_data"}},
+        {"gimbal", {trace::kGimbal}, {"gimbal.ctrl_info", "gimbal.info"}},
+        {"rc", {}, {"rc.buttons", "rc.sticks"}},
+        {"wifi", {trace::kWifi, trace::kWifiChannel, trace::kWifiPower}, {}},
+        {"battery", {trace::kBattery}, {}},
+        {"quicktest", {trace::kQuickTest}, {"quicktest.proc_status", "quicktest.msg"}},
+    };
+    return kRows;
+}
+
+// The commands a module serves: the table's requests to its receivers, and the version query
+// every module with a receiver answers.
+std::vector<Served> served_commands(const std::vector<uint16_t> &receivers) {
+    std::vector<Served> served;
+    for (const trace::Message &m : trace::kMessages) {
+        const bool mine = std::find(receivers.begin(), receivers.end(), m.receiver) != receivers.end();
+        const bool anyone = m.receiver == trace::kAnyReceiver && !receivers.empty();
+        const bool listed =
+            std::any_of(served.begin(), served.end(), [&](const Served &c) { return c.set == m.set && c.id == m.id; });
+        if (m.dir == trace::Dir::Request && (mine || anyone) && !listed) {
+            served.push_back({m.set, m.id, m.name});
+        }
+    }
+    std::sort(served.begin(), served.end(),
+              [](const Served &a, const Served &b) { return a.set != b.set ? a.set < b.set : a.id < b.id; });
+    return served;
+}
 
 struct Bad {
     int line;
@@ -60,9 +107,24 @@ std::string listed(const std::vector<std::string> &names) {
     return all;
 }
 
+std::string listed(const std::vector<Served> &commands) {
+    std::string all;
+    for (const Served &c : commands) {
+        all += (all.empty() ? "" : ", ") + std::to_string(c.set) + "/" + std::to_string(c.id) + " " + c.name;
+    }
+    return all.empty() ? "none" : all;
+}
+
+// A key that only means something with one kind of answer.
+void only_with(const Event &e, Answer a, int line, const char *key, const char *answer) {
+    if (line != 0 && (!e.sets_answer || e.answer != a)) {
+        throw Bad{line, std::string(key) + " applies to answer = \"" + answer + "\" only"};
+    }
+}
+
 Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules) {
     const ModuleNames *module = nullptr;
-    int push_line = 0;
+    int push_line = 0, command_line = 0, byte_line = 0, delay_line = 0, length_line = 0;
     Event e;
     e.line = line_of(t);
     for (const auto &[key, node] : t) {
@@ -91,12 +153,16 @@ Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules) {
             }
             e.set = static_cast<int>(set);
             e.id = static_cast<int>(id);
+            command_line = line_of(node);
         } else if (k == "byte") {
             e.byte = static_cast<uint8_t>(number(node, "byte", 0, 255));
+            byte_line = line_of(node);
         } else if (k == "delay_ms") {
             e.delay_ms = static_cast<uint32_t>(number(node, "delay_ms", 0, 60000));
+            delay_line = line_of(node);
         } else if (k == "length") {
             e.length = static_cast<uint32_t>(number(node, "length", 0, 2048));
+            length_line = line_of(node);
         } else if (k == "rate") {
             e.sets_rate = true;
             e.hz = number(node, "rate", 0, 1000);
@@ -113,18 +179,87 @@ Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules) {
     if (e.sets_answer == e.sets_rate) {
         throw Bad{e.line, "[[event]] needs exactly one of answer or rate"};
     }
+    only_with(e, Answer::Refuse, byte_line, "byte", "refuse");
+    only_with(e, Answer::Late, delay_line, "delay_ms", "late");
+    only_with(e, Answer::Short, length_line, "length", "short");
+    if (command_line != 0 && !e.sets_answer) {
+        throw Bad{command_line, "command applies to an answer only (a rate changes a push)"};
+    }
+    const auto &cmds = module->commands;
+    if (command_line != 0 &&
+        std::none_of(cmds.begin(), cmds.end(), [&](const Served &c) { return c.set == e.set && c.id == e.id; })) {
+        throw Bad{command_line, e.module + " serves no command " + std::to_string(e.set) + "/" + std::to_string(e.id) +
+                                    " (it serves: " + listed(cmds) + ")"};
+    }
+    if (e.sets_answer && module->commands.empty()) {
+        throw Bad{e.line, e.module + " serves no command: only its pushes' rate can change"};
+    }
+    if (!e.push.empty() && !e.sets_rate) {
+        throw Bad{push_line, "push applies to a rate only"};
+    }
     const auto &pushes = module->pushes;
+    if (e.sets_rate && pushes.empty()) {
+        throw Bad{e.line, e.module + " streams nothing: only its answers can change"};
+    }
     if (!e.push.empty() && std::find(pushes.begin(), pushes.end(), e.push) == pushes.end()) {
         throw Bad{push_line, e.module + " pushes no \"" + e.push + "\" (it pushes: " + listed(pushes) + ")"};
     }
     return e;
 }
 
+// A table of numbers ([battery], [wind]): each key to its field, within its range.
+struct NumberKey {
+    const char *key;
+    double lo, hi;
+    double Scenario::*field;
+};
+
+template <size_t N>
+void numbers_of(const toml::node &node, const char *table, const NumberKey (&keys)[N], Scenario &out) {
+    const toml::table *t = node.as_table();
+    std::vector<std::string> known;
+    for (const NumberKey &k : keys) {
+        known.emplace_back(k.key);
+    }
+    if (t == nullptr) {
+        throw Bad{line_of(node), std::string(table) + " must be a table ([" + table + "]) of " + listed(known)};
+    }
+    for (const auto &[key, value] : *t) {
+        const NumberKey *k = std::find_if(keys, keys + N, [&](const NumberKey &c) { return key.str() == c.key; });
+        if (k == keys + N) {
+            throw Bad{line_of(value), "unknown key \"" + std::string(key.str()) + "\" in [" + table +
+                                          "] (known: " + listed(known) + ")"};
+        }
+        out.*(k->field) = number(value, k->key, k->lo, k->hi);
+    }
+}
+
+constexpr NumberKey kBattery[] = {{"start", 0, 100, &Scenario::battery_start},
+                                  {"drain", 0, 100, &Scenario::battery_drain},
+                                  {"low_at", 0, 86400, &Scenario::low_battery_at},
+                                  {"low", 0, 100, &Scenario::battery_low}};
+constexpr NumberKey kWind[] = {{"north", -30, 30, &Scenario::wind_north}, {"east", -30, 30, &Scenario::wind_east}};
+
+// A capture named by the scenario, from the scenario's folder unless absolute.
+std::string beside(const std::string &scenario, const std::string &file) {
+    const size_t slash = scenario.rfind('/');
+    return file.empty() || file[0] == '/' || slash == std::string::npos ? file : scenario.substr(0, slash + 1) + file;
+}
+
 }  // namespace
 
-bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modules, Scenario &out,
-                   std::string &error) {
+std::vector<ModuleNames> aircraft_modules() {
+    std::vector<ModuleNames> modules;
+    for (const ModuleRow &m : module_rows()) {
+        modules.push_back({m.name, served_commands(m.receivers), m.streams});
+    }
+    return modules;
+}
+
+bool load_scenario(const std::string &path, Scenario &out, std::string &error) {
+    const std::vector<ModuleNames> modules = aircraft_modules();
     out = Scenario{};
+    int replay_line = 0;
     out.file = path;
     try {
         const toml::table doc = toml::parse_file(path);
@@ -140,12 +275,28 @@ bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modu
                 for (const toml::node &e : *list) {
                     out.events.push_back(event_of(*e.as_table(), modules));
                 }
+            } else if (k == "battery") {
+                numbers_of(node, "battery", kBattery, out);
+            } else if (k == "wind") {
+                numbers_of(node, "wind", kWind, out);
+            } else if (k == "replay") {
+                out.replay = beside(path, need<std::string>(node, "replay", "a capture file name"));
+                replay_line = line_of(node);
+                if (out.replay.empty()) {
+                    throw Bad{line_of(node), "replay must name a capture file"};
+                }
             } else {
-                throw Bad{line_of(node), "unknown key \"" + k + "\" (known: speed, [[event]])"};
+                throw Bad{line_of(node),
+                          "unknown key \"" + k + "\" (known: speed, replay, [battery], [wind], [[event]])"};
             }
         }
+        std::string why;
+        if (replay_line != 0 && !Replay().open(out.replay, why)) {
+            throw Bad{replay_line, why};
+        }
     } catch (const toml::parse_error &e) {
-        error = path + ":" + std::to_string(e.source().begin.line) + ": " + std::string(e.description());
+        error =
+            path + ":" + std::to_string(e.source().begin.line) + ": not valid TOML: " + std::string(e.description());
         return false;
     } catch (const Bad &b) {
         error = path + ":" + std::to_string(b.line) + ": " + b.what;

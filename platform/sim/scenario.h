@@ -1,12 +1,29 @@
 // A scenario: the models' behaviour over time, per module, read from a TOML file.
 //
 //   speed = 2.0                  # the aircraft's clock against the wall clock (default 1)
+//   replay = "flight.pcap"       # pushes recorded in a capture (the link trace's MBUS_PCAP), sent
+//                                # again at their recorded times from the capture's first record,
+//                                # at the wall-clock pace they were recorded at (replay a capture at
+//                                # the speed it was taken at); the modules whose pushes it holds
+//                                # push nothing of their own; requests are answered as ever. A
+//                                # relative path is from the scenario's folder.
+//
+//   [battery]
+//   start = 80.0                 # charge at take-off, percent (default 96)
+//   drain = 4.0                  # percent per minute in the air, more in the climb, none on the
+//                                # ground (default 3)
+//   low_at = 120.0               # seconds on the aircraft's clock: the charge falls to `low`
+//   low = 15.0                   # percent (default 15, under the applications' landing level 19)
+//
+//   [wind]
+//   north = 1.5                  # a steady drift of the aircraft in the air, m/s (default 0)
+//   east = -0.5
 //
 //   [[event]]
 //   time = 3.0                   # seconds on the aircraft's clock (default 0)
 //   module = "camera"            # flight, vision, camera, gimbal, rc, wifi, battery, quicktest
 //   answer = "silent"            # normal | refuse | late | short | silent
-//   command = "2/1"              # only this set/id (default: every command of the module)
+//   command = "2/1"              # only this set/id, one the module serves (default: every command)
 //   byte = 3                     # refuse: the result byte (default 1)
 //   delay_ms = 500               # late: how long answers take (default: longer than any timeout)
 //   length = 1                   # short: how many answer bytes arrive (default 0)
@@ -15,7 +32,10 @@
 //   time = 1.0
 //   module = "flight"
 //   rate = 2.0                   # pushes per second; 0 stops them
-//   push = "flight.fc_state"     # only this message (default: every message of the module)
+//   push = "flight.fc_state"     # only this message, one the module streams (default: all of them)
+//
+// A command a module serves is one the link's message table sends to the module's receivers. Keys
+// that do not apply (byte without answer = "refuse", push without rate, ...) are errors.
 #pragma once
 
 #include <cstdint>
@@ -46,15 +66,35 @@ struct Scenario {
     std::string file;
     double speed = 1.0;
     std::vector<Event> events;  // in time order
+
+    double battery_start = 96;   // percent at the start
+    double battery_drain = 3;    // percent per minute of flight
+    double low_battery_at = -1;  // seconds on the aircraft's clock; < 0: never
+    double battery_low = 15;     // percent the charge falls to at low_battery_at
+    double wind_north = 0;       // m/s, a steady drift while in the air
+    double wind_east = 0;        // m/s
+    std::string replay;          // a capture to replay (path as opened), empty: none
 };
 
-// The modules a scenario may name, each with the names of the messages it pushes.
+// A command a module serves: its route and its name in the link's message table.
+struct Served {
+    int set;
+    int id;
+    std::string name;
+};
+
+// The modules a scenario may name: the commands each serves and the messages it streams.
 struct ModuleNames {
     std::string name;
+    std::vector<Served> commands;
     std::vector<std::string> pushes;
 };
 
-// Reads a scenario. On failure returns false with "file:line: problem" in error.
-bool load_scenario(const std::string &path, const std::vector<ModuleNames> &modules, Scenario &out, std::string &error);
+// The virtual aircraft's modules as a scenario names them.
+std::vector<ModuleNames> aircraft_modules();
+
+// Reads and checks a scenario (and the capture it replays). On failure returns false with
+// "file:line: problem" in error.
+bool load_scenario(const std::string &path, Scenario &out, std::string &error);
 
 }  // namespace sim

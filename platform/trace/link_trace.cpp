@@ -69,7 +69,11 @@ void put_le(uint8_t *p, uint64_t v, size_t n) {
     }
 }
 
-void print_summary() { std::fputs(summary().c_str(), stderr); }
+// At exit, after the application's last lines (stdout is flushed only after this runs).
+void print_summary() {
+    std::fflush(stdout);
+    std::fputs(summary().c_str(), stderr);
+}
 
 Trace &tr() {
     static Trace *t = [] {

@@ -27,8 +27,7 @@ if(NOT summary MATCHES "link summary: 8 requests \\(0 failed\\), [0-9]+ pushes \
 endif()
 
 if(NOT TSHARK)
-  message("tshark is missing: capture not decoded")
-  return()
+  message(FATAL_ERROR "tshark is missing: the capture cannot be decoded (scripts/setup.sh installs it)")
 endif()
 execute_process(COMMAND ${TSHARK} -n -X lua_script:${LUA} -r ${OUT}/capture.pcap -T fields -E separator=|
     -Y "cirrow.msg matches \"^vision.qs_\" || cirrow.push.flight.fc_state.phase == 3" -e cirrow.dir -e cirrow.msg

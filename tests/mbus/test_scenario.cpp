@@ -1,0 +1,187 @@
+// Scenario files and replayed captures as a tester writes them: what is read, and every mistake
+// named by file and line.
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "replay.h"
+#include "scenario.h"
+
+namespace {
+
+std::string dir() { return ::testing::TempDir(); }
+
+std::string write(const std::string &name, const std::string &text) {
+    const std::string path = dir() + name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
+}
+
+void le(std::string &s, uint32_t v, int n) {
+    for (int i = 0; i < n; ++i) {
+        s += static_cast<char>(v >> (8 * i));
+    }
+}
+
+// A capture as the link trace writes it: the pcap header, then one record per (time, dir, set/id).
+struct Rec {
+    double t;
+    uint8_t dir, set, id;
+    std::string bytes;
+};
+
+std::string capture(const std::vector<Rec> &recs, uint32_t link = 147) {
+    std::string s;
+    le(s, 0xA1B2C3D4u, 4);
+    le(s, 2, 2);
+    le(s, 4, 2);
+    le(s, 0, 8);
+    le(s, 65535, 4);
+    le(s, link, 4);
+    for (const Rec &r : recs) {
+        const auto us = static_cast<uint64_t>(r.t * 1e6);
+        le(s, static_cast<uint32_t>(us / 1000000), 4);
+        le(s, static_cast<uint32_t>(us % 1000000), 4);
+        le(s, static_cast<uint32_t>(20 + r.bytes.size()), 4);
+        le(s, static_cast<uint32_t>(20 + r.bytes.size()), 4);
+        s += static_cast<char>(1);
+        s += static_cast<char>(r.dir);
+        s += static_cast<char>(r.set);
+        s += static_cast<char>(r.id);
+        le(s, r.dir == 2 ? 0xFFFF : 0x0306, 2);
+        le(s, 0, 14);
+        s += r.bytes;
+    }
+    return s;
+}
+
+const std::vector<Rec> kFlight = {
+    {1000.0, 0, 3, 21, ""},          // the application's first request
+    {1000.5, 2, 3, 91, "\x03\x01"},  // flight.fc_state
+    {1001.0, 2, 10, 150, "\x01"},    // vision.qs_finished
+    {1001.0, 1, 3, 21, "\x00"},
+};
+
+TEST(Scenario, ReadsEveryKey) {
+    write("flight.pcap", capture(kFlight));
+    const std::string path = write("all.toml", R"(speed = 2.0
+replay = "flight.pcap"
+[battery]
+start = 80
+drain = 4.5
+low_at = 120
+low = 12
+[wind]
+north = 1.5
+east = -0.5
+[[event]]
+time = 3
+module = "camera"
+answer = "refuse"
+command = "2/1"
+byte = 4
+[[event]]
+time = 1
+module = "flight"
+rate = 2
+push = "flight.fc_state"
+)");
+    sim::Scenario s;
+    std::string error;
+    ASSERT_TRUE(sim::load_scenario(path, s, error)) << error;
+    EXPECT_EQ(s.speed, 2.0);
+    EXPECT_EQ(s.replay, dir() + "flight.pcap");
+    EXPECT_EQ(s.battery_start, 80);
+    EXPECT_EQ(s.battery_drain, 4.5);
+    EXPECT_EQ(s.low_battery_at, 120);
+    EXPECT_EQ(s.battery_low, 12);
+    EXPECT_EQ(s.wind_north, 1.5);
+    EXPECT_EQ(s.wind_east, -0.5);
+    ASSERT_EQ(s.events.size(), 2u);
+    EXPECT_EQ(s.events[0].module, "flight");  // in time order
+    EXPECT_EQ(s.events[1].set, 2);
+    EXPECT_EQ(s.events[1].byte, 4);
+
+    ASSERT_TRUE(sim::load_scenario(write("none.toml", ""), s, error)) << error;
+    EXPECT_LT(s.low_battery_at, 0);  // no low-battery moment unless asked
+    EXPECT_TRUE(s.replay.empty());
+}
+
+TEST(Scenario, NamesTheLineAndWhatIsKnown) {
+    const struct {
+        const char *text;
+        const char *problem;  // after "file:"
+    } cases[] = {
+        {"[[event]]\nmodule = \"camera\"\nanswer = \"refuse\"\ncommand = \"3/128\"\n",
+         "4: camera serves no command 3/128 (it serves: 0/0 camera.ping, 0/1 common.get_version, 0/14 "},
+        {"[[event]]\nmodule = \"flight\"\nanswer = \"silent\"\ncommand = \"3/128\"\n", nullptr},
+        {"[[event]]\nmodule = \"vision\"\nanswer = \"late\"\ncommand = \"10/240\"\n", nullptr},  // qs160 receiver
+        {"[[event]]\nmodule = \"gimbal\"\nrate = 1\npush = \"camera.data\"\n",
+         "4: gimbal pushes no \"camera.data\" (it pushes: gimbal.ctrl_info, gimbal.info)"},
+        {"[[event]]\nmodule = \"rc\"\nanswer = \"silent\"\n", "1: rc serves no command"},
+        {"[[event]]\nmodule = \"battery\"\nrate = 3\n", "1: battery streams nothing"},
+        {"[[event]]\nmodule = \"camera\"\nanswer = \"late\"\nbyte = 3\n",
+         "4: byte applies to answer = \"refuse\" only"},
+        {"[[event]]\nmodule = \"camera\"\nrate = 1\ncommand = \"2/1\"\n", "4: command applies to an answer only"},
+        {"[battery]\nstart = 120\n", "2: start = 120 is outside 0..100"},
+        {"[battery]\nlevel = 50\n", "2: unknown key \"level\" in [battery] (known: start, drain, low_at, low)"},
+        {"battery = 50\n", "1: battery must be a table ([battery]) of start, drain, low_at, low"},
+        {"[wind]\nnorth = \"strong\"\n", "2: north must be a number"},
+        {"[wind]\neast = 31\n", "2: east = 31 is outside -30..30"},
+        {"wind_speed = 3\n", "1: unknown key \"wind_speed\" (known: speed, replay, [battery], [wind], [[event]])"},
+        {"\n[battery\n", "2: not valid TOML: "},
+        {"replay = \"missing.pcap\"\n", "1: cannot read capture "},
+    };
+    for (const auto &c : cases) {
+        const std::string path = write("case.toml", c.text);
+        sim::Scenario s;
+        std::string error;
+        const bool ok = sim::load_scenario(path, s, error);
+        if (c.problem == nullptr) {
+            EXPECT_TRUE(ok) << c.text << error;
+            continue;
+        }
+        EXPECT_FALSE(ok) << c.text;
+        EXPECT_EQ(error.rfind(path + ":" + c.problem, 0), 0u) << c.text << "\n" << error;
+    }
+}
+
+TEST(Replay, HandsOutPushesAtTheirTimes) {
+    sim::Replay r;
+    std::string error;
+    ASSERT_TRUE(r.open(write("flight.pcap", capture(kFlight)), error)) << error;
+    EXPECT_EQ(r.modules(), (std::vector<std::string>{"flight", "vision"}));
+    EXPECT_TRUE(r.due(0.4).empty());
+    const std::vector<sim::Pushed> first = r.due(0.5);
+    ASSERT_EQ(first.size(), 1u);
+    EXPECT_EQ(first[0].id, 91);
+    EXPECT_EQ(first[0].bytes, (std::vector<uint8_t>{3, 1}));
+    EXPECT_EQ(r.due(5).size(), 1u);  // the answer is not replayed
+    EXPECT_TRUE(r.due(9).empty());
+}
+
+TEST(Replay, RefusesWhatIsNotACaptureOfTheLink) {
+    const std::string good = capture(kFlight);
+    const struct {
+        std::string bytes;
+        const char *problem;
+    } cases[] = {
+        {"speed = 1.0\n[[event]]\nmodule = \"camera\"\n", ": not a capture (no pcap magic number"},
+        {good.substr(0, 10), ": not a capture (shorter than a pcap file header)"},
+        {capture(kFlight, 1), ": a capture of link type 1, not of the aircraft's link (147)"},
+        {good.substr(0, good.size() - 1), ": record 4 is cut short"},
+        {good.substr(0, 24 + 7), ": record 1 is cut short or not a link record"},
+    };
+    for (const auto &c : cases) {
+        const std::string path = write("bad.pcap", c.bytes);
+        sim::Replay r;
+        std::string error;
+        EXPECT_FALSE(r.open(path, error));
+        EXPECT_EQ(error.rfind(path + c.problem, 0), 0u) << error;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,15 @@
+# The README shows what the build holds: the first flight application verbatim, and the modules'
+# table as the link reference generates it.
+#   cmake -DREADME=README.md -DAPP=examples/first_flight.c -DREFERENCE=<build>/docs/link_reference.md -P check_readme.cmake
+file(READ ${README} readme)
+file(READ ${APP} app)
+string(FIND "${readme}" "```c\n${app}```" at)
+if(at EQUAL -1)
+  message(FATAL_ERROR "README.md does not show ${APP} as it is: copy the file into its code block")
+endif()
+file(READ ${REFERENCE} reference)
+string(REGEX MATCH "\\| Module \\|[^\n]*\n(\\|[^\n]*\n)+" table "${reference}")
+string(FIND "${readme}" "${table}" at)
+if(table STREQUAL "" OR at EQUAL -1)
+  message(FATAL_ERROR "README.md's table of the modules differs from the one in ${REFERENCE}:\n${table}")
+endif()
