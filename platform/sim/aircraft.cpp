@@ -248,7 +248,6 @@ public:
             models_[i]->tick(t, out);
             if (faults_[i].answer == Answer::Silent && faults_[i].set < 0) {
                 out.items.resize(before);  // a silent module pushes nothing either
-                out.rows.resize(before);
                 out.asked.resize(before);
             }
         }
@@ -258,10 +257,11 @@ public:
                 continue;
             }
             ++dropped_;
-            const char *name = out.rows[i]->name;
+            const trace::Message *row = trace::find(out.items[i].set, out.items[i].id, trace::Dir::Push);
+            const char *name = row != nullptr ? row->name : "an unknown push";
             const char *reg = registration_for(name);
             const std::string fn = reg != nullptr ? std::string(reg) + "()" : "its handler";
-            if (out.asked[i]) {
+            if (i < out.asked.size() && out.asked[i]) {
                 referee_.mistake(
                     t, std::string(name) + " pushed with no handler registered, though the application asked for it",
                     "register " + fn + " before subscribing or starting the mission");
