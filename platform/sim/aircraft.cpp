@@ -284,15 +284,12 @@ public:
             models_[i]->tick(t, out);
             if ((faults_[i].answer == Answer::Silent && faults_[i].set < 0) || replayed(*models_[i])) {
                 out.items.resize(before);  // a silent module pushes nothing either, nor one a capture replays
-                out.rows.resize(before);
                 out.asked.resize(before);
             }
         }
 #ifdef CW_SIM_SCENARIOS
         for (Pushed &p : replay_.due(t / scenario_.speed)) {
-            if (const trace::Message *row = trace::find(p.set, p.id, trace::Dir::Push); row != nullptr) {
-                out.add(*row, std::move(p.bytes));
-            }
+            out.items.push_back(std::move(p));  // the capture's own bytes, as long as they were
         }
 #endif
         for (size_t i = 0; i < out.items.size(); ++i) {
@@ -301,10 +298,11 @@ public:
                 continue;
             }
             ++dropped_;
-            const char *name = out.rows[i]->name;
+            const trace::Message *row = trace::find(out.items[i].set, out.items[i].id, trace::Dir::Push);
+            const char *name = row != nullptr ? row->name : "an unknown push";
             const char *reg = registration_for(name);
             const std::string fn = reg != nullptr ? std::string(reg) + "()" : "its handler";
-            if (out.asked[i]) {
+            if (i < out.asked.size() && out.asked[i]) {
                 referee_.mistake(
                     t, std::string(name) + " pushed with no handler registered, though the application asked for it",
                     "register " + fn + " before subscribing or starting the mission");

@@ -115,19 +115,11 @@ public:
     Buffer add(const trace::Message &m, bool asked = false) {
         const size_t len = layout::push_len(m);
         items.push_back({m.set, m.id, std::vector<uint8_t>(len, 0)});
-        rows.push_back(&m);
         this->asked.push_back(asked);
         return Buffer(items.back().bytes.data(), len);
     }
-    // A push as it was recorded (a replayed capture), whatever its length.
-    void add(const trace::Message &m, std::vector<uint8_t> bytes) {
-        items.push_back({m.set, m.id, std::move(bytes)});
-        rows.push_back(&m);
-        asked.push_back(false);
-    }
     std::vector<Pushed> items;
-    std::vector<const trace::Message *> rows;
-    std::vector<bool> asked;
+    std::vector<bool> asked;  // beside each of the models' items (pushes added otherwise were not asked for)
 };
 
 // What a model says about itself on the stand-in's diagnostics (stderr unless quiet).
