@@ -158,7 +158,7 @@ protected:
 
     bool subscribed(const Stream &) const override { return subscribed_; }
 
-    void fill(const Stream &s, double, Buffer &m) override {
+    void fill(const Stream &s, double t, Buffer &m) override {
         const Pose &p = *pose;
         const bool spinning = phase_ != kGround;
         if (s.msg == &kMotorState) {
@@ -174,7 +174,7 @@ protected:
             m.put(at(kFcState, "control"), holder_ != 0 ? 1 : 0);
             m.put(at(kFcState, "submode"), submode_);
             m.put(at(kFcState, "height_dm"), p.height * 10);
-            m.put(at(kFcState, "speed_cms"), std::hypot(p.north, p.east) * 10);
+            m.put(at(kFcState, "speed_cms"), ground_speed(t) * 100);
             m.put(at(kFcState, "oa"), oa_ ? 1 : 0);
             m.put(at(kFcState, "flight_state"), phase_);
             m.put(at(kFcState, "mode"), mode_);
@@ -191,6 +191,17 @@ protected:
     }
 
 private:
+    // The horizontal speed since the last flight state, whatever moved the aircraft (m/s).
+    double ground_speed(double t) {
+        const Pose &p = *pose;
+        const double dt = t - speed_at_;
+        const double v = dt > 0 ? std::hypot(p.north - speed_from_[0], p.east - speed_from_[1]) / dt : 0;
+        speed_at_ = t;
+        speed_from_[0] = p.north;
+        speed_from_[1] = p.east;
+        return v;
+    }
+
     void enter(Phase p, double t) {
         phase_ = p;
         since_ = t;
@@ -417,7 +428,9 @@ private:
     uint8_t mode_ = 0, submode_ = 0, flytest_ = 0, identity_ = 50;
     Phase phase_ = kGround;
     double since_ = 0, last_ = 0, target_ = kTakeOffHeight, yaw_rate_ = 0;
-    double vel_[3] = {0, 0, 0};  // north, east, up; m/s
+    double vel_[3] = {0, 0, 0};      // north, east, up; m/s
+    double speed_at_ = 0;            // when the last flight state measured the speed
+    double speed_from_[2] = {0, 0};  // and where the aircraft was then
     std::map<uint32_t, Param> params_;
     std::map<uint32_t, double> steps_;  // calibration key -> when it started
 };
