@@ -10,11 +10,12 @@
 #include <cstddef>
 
 #include "cirrow/cw_common.h"
+#include "mbus.h"
 
 namespace cw {
 
 // The largest message the link carries, in bytes.
-inline constexpr size_t kLinkMaxLen = 2048;
+inline constexpr size_t kLinkMaxLen = MBUS_LINK_MAX_PAYLOAD;
 
 // True when every argument is given: each pointer non-null, each condition true.
 template <class... A>

@@ -1,6 +1,7 @@
 // The request/answer transaction every link command is built from.
 //
-// A command's fixed facts (set, id, receiver, timeout) are one constexpr Route. send() fills a
+// A command's fixed facts (set, id, receiver, timeout) are one constexpr Route, taken from its
+// request's row in the message table. send() fills a
 // V1Request from the route, the payload and the answer buffer and hands it to the link. The
 // judging of answers is a handful of pure functions; a command composes them and writes its own
 // log lines at its own site, so that every line names the command.
@@ -14,8 +15,10 @@
 #include <cstring>
 #include <initializer_list>
 #include <span>
+#include <string_view>
 
 #include "cirrow/cw_link.h"
+#include "cw_messages.h"
 #include "mbus.h"
 
 namespace cw {
@@ -24,33 +27,17 @@ struct Route {
     uint8_t cmd_set;
     uint8_t cmd_id;
     uint16_t receiver;
-    uint32_t timeout;  // 0: nothing awaited
+    uint32_t timeout;  // used only when an answer is awaited
+
+    // The same message to another receiver (for messages every module answers).
+    constexpr Route to(uint16_t rx) const { return {cmd_set, cmd_id, rx, timeout}; }
 };
 
-// Link timeouts in use (microseconds).
-inline constexpr uint32_t kNoWait = 0;
-inline constexpr uint32_t kWaitShort = 20000;
-inline constexpr uint32_t kWaitCommon = 200000;
-inline constexpr uint32_t kWaitHalfSecond = 500000;
-inline constexpr uint32_t kWaitSecond = 1000000;
-inline constexpr uint32_t kWaitCamera = 2000000;
-inline constexpr uint32_t kWaitPhoto = 5000000;
-
-// Module receivers.
-inline constexpr uint16_t kRecvCamera = 0x0100;
-inline constexpr uint16_t kRecvVisionResult = 0x1200;
-inline constexpr uint16_t kRecvQs160 = 0x0200;
-inline constexpr uint16_t kRecvFlight = 0x0306;
-inline constexpr uint16_t kRecvGimbal = 0x0400;
-inline constexpr uint16_t kRecvWifiChannel = 0x0700;
-inline constexpr uint16_t kRecvWifi = 0x0900;
-inline constexpr uint16_t kRecvWifiPower = 0x0904;
-inline constexpr uint16_t kRecvBattery = 0x0B00;
-inline constexpr uint16_t kRecvQuickTest = 0x1105;
-inline constexpr uint16_t kRecvVision = 0x1107;
-
-// The flight controller's identity message; the autotest's distance limit travels on it too.
-inline constexpr Route kFlightIdentity{3, 218, kRecvFlight, kWaitCommon};
+// A command's route, from its request's row in the message table.
+consteval Route route(std::string_view name) {
+    const link::Message &m = link::named(name, link::Dir::Request);
+    return {m.set, m.id, m.receiver, m.timeout};
+}
 
 // An answer buffer, zeroed before sending (or filled with another byte where a command wants it).
 template <size_t N>
@@ -72,7 +59,7 @@ inline int32_t link_send(const V1Request &req) {
 }
 
 // Sends one request on `route`. An empty payload goes as a null pointer with length 0; an empty
-// answer as a null buffer with length 0. Returns the link's result.
+// answer as a null buffer with length 0 and no wait. Returns the link's result.
 inline int32_t send(const Route &route, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
     const V1Request req = {
         route.cmd_set,
@@ -82,7 +69,7 @@ inline int32_t send(const Route &route, std::span<const uint8_t> payload, std::s
         static_cast<uint32_t>(payload.size()),
         answer.empty() ? nullptr : answer.data(),
         static_cast<uint32_t>(answer.size()),
-        route.timeout,
+        answer.empty() ? 0 : route.timeout,
     };
     return link_send(req);
 }
@@ -129,9 +116,6 @@ Exchange exchange(const Route &route, std::span<const uint8_t> payload, Answer<N
 }
 
 // ---- Result policies: pure judgements over an answer ----
-
-// Ack byte: answer byte 0 is 0.
-inline bool acked(std::span<const uint8_t> answer) { return !answer.empty() && answer[0] == 0; }
 
 // Expected byte: answer byte 0 is the command's value.
 inline bool answered_with(std::span<const uint8_t> answer, uint8_t expected) {

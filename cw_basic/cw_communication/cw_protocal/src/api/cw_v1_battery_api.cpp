@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr cw::Route kDynamicInfo{13, 2, cw::kRecvBattery, cw::kWaitCamera};
-constexpr cw::Route kCellVoltage{13, 3, cw::kRecvBattery, cw::kWaitCamera};
-constexpr cw::Route kBatterySn{13, 4, cw::kRecvBattery, cw::kWaitCamera};
+constexpr cw::Route kDynamicInfo = cw::route("battery.dynamic_info");
+constexpr cw::Route kCellVoltage = cw::route("battery.cell_voltage");
+constexpr cw::Route kBatterySn = cw::route("battery.sn");
 
 constexpr size_t kRecordAt = 1;  // the records follow the result byte
 constexpr size_t kCellRequestLen = 4;

@@ -15,33 +15,30 @@
 
 namespace {
 
-using cw::kRecvCamera;
-using cw::kWaitCamera;
-
-constexpr cw::Route kQueryMode{2, 17, kRecvCamera, kWaitCamera};
-constexpr cw::Route kSwitchMode{2, 16, kRecvCamera, kWaitCamera};
-constexpr cw::Route kHeartbeat{0, 14, kRecvCamera, cw::kNoWait};
-constexpr cw::Route kPing{0, 0, kRecvCamera, kWaitCamera};
-constexpr cw::Route kPhotoStorageFormat{2, 22, kRecvCamera, cw::kWaitCommon};
-constexpr cw::Route kStoragePath{2, 218, kRecvCamera, cw::kWaitCommon};
-constexpr cw::Route kTakeVideo{2, 2, kRecvCamera, kWaitCamera};
-constexpr cw::Route kTakePhoto{2, 1, kRecvCamera, cw::kWaitPhoto};
-constexpr cw::Route kGetPath{2, 146, kRecvCamera, kWaitCamera};
-constexpr cw::Route kGetFocusMode{2, 37, kRecvCamera, kWaitCamera};
-constexpr cw::Route kSetFocusMode{2, 36, kRecvCamera, kWaitCamera};
-constexpr cw::Route kGetStatus{2, 112, kRecvCamera, kWaitCamera};
-constexpr cw::Route kAfRegion{2, 48, kRecvCamera, kWaitCamera};
-constexpr cw::Route kCurrFocusLen{2, 135, kRecvCamera, kWaitCamera};
-constexpr cw::Route kExposureMode{2, 30, kRecvCamera, kWaitCamera};
-constexpr cw::Route kIso{2, 42, kRecvCamera, kWaitCamera};
-constexpr cw::Route kShutter{2, 40, kRecvCamera, kWaitCamera};
-constexpr cw::Route kVideoFormat{2, 24, kRecvCamera, kWaitCamera};
-constexpr cw::Route kVideoStorageFormat{2, 28, kRecvCamera, kWaitCamera};
-constexpr cw::Route kCameraFocus{2, 162, kRecvCamera, kWaitCamera};
-constexpr cw::Route kPhotoFormat{2, 106, kRecvCamera, kWaitCamera};
-constexpr cw::Route kTimelapse{2, 74, kRecvCamera, kWaitCamera};
-constexpr cw::Route kTopMode{2, 225, kRecvCamera, kWaitCamera};
-constexpr cw::Route kZoom{2, 184, kRecvCamera, kWaitCamera};
+constexpr cw::Route kQueryMode = cw::route("camera.query_mode");
+constexpr cw::Route kSwitchMode = cw::route("camera.switch_mode");
+constexpr cw::Route kHeartbeat = cw::route("camera.heartbeat");
+constexpr cw::Route kPing = cw::route("camera.ping");
+constexpr cw::Route kPhotoStorageFormat = cw::route("camera.photo_storage_format");
+constexpr cw::Route kStoragePath = cw::route("camera.storage_path");
+constexpr cw::Route kTakeVideo = cw::route("camera.take_video");
+constexpr cw::Route kTakePhoto = cw::route("camera.take_photo");
+constexpr cw::Route kGetPath = cw::route("camera.get_path");
+constexpr cw::Route kGetFocusMode = cw::route("camera.get_focus_mode");
+constexpr cw::Route kSetFocusMode = cw::route("camera.set_focus_mode");
+constexpr cw::Route kGetStatus = cw::route("camera.get_status");
+constexpr cw::Route kAfRegion = cw::route("camera.af_region");
+constexpr cw::Route kCurrFocusLen = cw::route("camera.curr_focus_len");
+constexpr cw::Route kExposureMode = cw::route("camera.exposure_mode");
+constexpr cw::Route kIso = cw::route("camera.iso");
+constexpr cw::Route kShutter = cw::route("camera.shutter");
+constexpr cw::Route kVideoFormat = cw::route("camera.video_format");
+constexpr cw::Route kVideoStorageFormat = cw::route("camera.video_storage_format");
+constexpr cw::Route kCameraFocus = cw::route("camera.focus");
+constexpr cw::Route kPhotoFormat = cw::route("camera.photo_format");
+constexpr cw::Route kTimelapse = cw::route("camera.timelapse");
+constexpr cw::Route kTopMode = cw::route("camera.top_mode");
+constexpr cw::Route kZoom = cw::route("camera.zoom");
 
 constexpr uint8_t kModePhoto = 0;
 constexpr uint8_t kModeVideo = 1;

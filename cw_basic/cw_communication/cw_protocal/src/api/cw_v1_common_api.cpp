@@ -13,9 +13,8 @@
 
 namespace {
 
-constexpr uint8_t kCommonSet = 0;
-constexpr uint8_t kVersionId = 1;
-constexpr cw::Route kGetSn{kCommonSet, 81, cw::kRecvFlight, cw::kWaitCommon};
+constexpr cw::Route kGetVersion = cw::route("common.get_version");
+constexpr cw::Route kGetSn = cw::route("common.get_sn");
 
 constexpr size_t kVersionAnswerLen = 30;
 constexpr size_t kVersionAt = 22;  // four bytes, least significant first
@@ -27,7 +26,7 @@ constexpr size_t kSnLen = 14;
 
 extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
     CW_REQUIRE(version);
-    const cw::Route route{kCommonSet, kVersionId, receiver, cw::kWaitCommon};
+    const cw::Route route = kGetVersion.to(receiver);
     cw::Answer<kVersionAnswerLen> ans;
     const cw::Exchange r = cw::exchange(route, {}, ans);
     if (!r.ok()) {

@@ -15,48 +15,46 @@
 
 namespace {
 
-using cw::kRecvFlight;
-using cw::kWaitCommon;
-
 // Data subscription.
-constexpr cw::Route kDsReset{3, 21, kRecvFlight, kWaitCommon};
-constexpr cw::Route kDsBagAdd{3, 20, kRecvFlight, kWaitCommon};
+constexpr cw::Route kDsReset = cw::route("flight.ds_reset");
+constexpr cw::Route kDsBagAdd = cw::route("flight.ds_bag_add");
 constexpr size_t kBagHeaderLen = 5;
 constexpr uint8_t kBagMaxItems = 62;  // keeps the request length within a byte
 constexpr size_t kBagAnswerLen = 5;
 
 // Control, steering, functions.
-constexpr cw::Route kControlEnable{3, 128, kRecvFlight, kWaitCommon};
-constexpr cw::Route kSubmodeSet{3, 141, kRecvFlight, kWaitCommon};
-constexpr cw::Route kAdvControl{3, 142, kRecvFlight, cw::kNoWait};
-constexpr cw::Route kYawRateControl{3, 158, kRecvFlight, cw::kNoWait};
-constexpr cw::Route kFunctionControl{3, 42, kRecvFlight, cw::kNoWait};
-constexpr cw::Route kSwitchOa{3, 26, kRecvFlight, cw::kNoWait};
-constexpr cw::Route kFlightHeartbeat{10, 86, kRecvFlight, cw::kNoWait};
+constexpr cw::Route kControlEnable = cw::route("flight.control_enable");
+constexpr cw::Route kSubmodeSet = cw::route("flight.submode_set");
+constexpr cw::Route kAdvControl = cw::route("flight.adv_control");
+constexpr cw::Route kYawRateControl = cw::route("flight.yaw_rate_control");
+constexpr cw::Route kFunctionControl = cw::route("flight.function_control");
+constexpr cw::Route kSwitchOa = cw::route("flight.switch_oa");
+constexpr cw::Route kFlightHeartbeat = cw::route("flight.heartbeat");
 constexpr uint8_t kControlConstant = 2;
 
 // IMU calibration.
-constexpr cw::Route kPropellerCali{10, 84, kRecvFlight, cw::kNoWait};
+constexpr cw::Route kPropellerCali = cw::route("flight.propeller_cali");
 constexpr uint8_t kPropellerCaliStart = 1;
 constexpr uint8_t kPropellerCaliReset = 2;
-constexpr cw::Route kBaseHeartbeat{0, 0, kRecvFlight, kWaitCommon};
+constexpr cw::Route kBaseHeartbeat = cw::route("flight.base_heartbeat");
 constexpr uint8_t kBaseHeartbeatByte = 14;
-constexpr cw::Route kImuCaliRt{3, 171, kRecvFlight, kWaitCommon};
+constexpr cw::Route kImuCaliRt = cw::route("flight.imu_cali_rt");
 constexpr size_t kImuCaliRtAnswerLen = 50;
 constexpr std::array<uint8_t, 6> kCaliRtHeader0 = {0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00};
 constexpr std::array<uint8_t, 6> kCaliRtHeader1 = {0x0A, 0x01, 0x52, 0x29, 0x2C, 0x00};
 
 // Parameters by name hash (the calibration start and progress use the same messages).
-constexpr cw::Route kParamRead{3, 248, kRecvFlight, kWaitCommon};
-constexpr cw::Route kParamWrite{3, 249, kRecvFlight, kWaitCommon};
-constexpr cw::Route kParamWriteNoWait{3, 249, kRecvFlight, cw::kNoWait};
+constexpr cw::Route kParamRead = cw::route("flight.param_read");
+constexpr cw::Route kParamWrite = cw::route("flight.param_write");
 constexpr size_t kParamAnswerHead = 5;   // result byte, echoed hash
 constexpr uint32_t kParamMaxSize = 250;  // keeps both lengths within a byte
 
 // Identity and the quick-test switch.
+constexpr cw::Route kIdentityWriteRoute = cw::route("flight.identity_write");
+constexpr cw::Route kIdentityReadRoute = cw::route("flight.identity_read");
 constexpr uint8_t kIdentityWrite = 7;
 constexpr uint8_t kIdentityRead = 8;
-constexpr cw::Route kQuickTestSwitch{34, 72, cw::kRecvQuickTest, cw::kNoWait};
+constexpr cw::Route kQuickTestSwitch = cw::route("quicktest.switch");
 constexpr uint8_t kQuickTestOn = 1;
 constexpr uint8_t kQuickTestOff = 2;
 constexpr uint8_t kQuickTestOnValue = 5;
@@ -393,7 +391,7 @@ extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_
 
 extern "C" int32_t cw_v1_flight_api_trigger_dowm_vo(uint16_t value) {
     std::printf("hash value is %u\n", kHashDownVo);
-    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashDownVo, value));
+    const int32_t rc = cw::send(kParamWrite, named_write(kHashDownVo, value));
     if (rc != 0) {
         CW_LOG(cw::log::kFail, "cw flight trigger down vo %d fail%d\n", value, rc);
         return rc;
@@ -404,7 +402,7 @@ extern "C" int32_t cw_v1_flight_api_trigger_dowm_vo(uint16_t value) {
 
 extern "C" int32_t cw_v1_flight_api_trigger_compass_cali(uint16_t value) {
     std::printf("hash value is %u\n", kHashCompassCali);
-    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashCompassCali, value));
+    const int32_t rc = cw::send(kParamWrite, named_write(kHashCompassCali, value));
     if (rc != 0) {
         CW_LOG(cw::log::kFail, "cw flight trigger compass cali fail %d\n", rc);
         return rc;
@@ -415,7 +413,7 @@ extern "C" int32_t cw_v1_flight_api_trigger_compass_cali(uint16_t value) {
 
 extern "C" int32_t cw_v1_flight_api_subscribe_vib(void) {
     std::printf("hash value is %u\n", kHashVibration);
-    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashVibration, 1));
+    const int32_t rc = cw::send(kParamWrite, named_write(kHashVibration, 1));
     if (rc != 0) {
         CW_LOG(cw::log::kFail, "cw flight subscribe vib fail %d\n", rc);
         return rc;
@@ -446,7 +444,7 @@ extern "C" int32_t cw_v1_flight_set_uuid(void) {
     const auto payload = cw::le::pack<uint8_t, uint16_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t>(
         kIdentityWrite, 2000, 12, 5, 1, 2, 3, 1, 50);
     cw::Answer<4> ans;
-    const int32_t rc = cw::send(cw::kFlightIdentity, payload, ans.span());
+    const int32_t rc = cw::send(kIdentityWriteRoute, payload, ans.span());
     if (rc != 0) {
         CW_USRLOG("nav flight set uuid send fail %d\n", rc);
         return rc;
@@ -462,7 +460,7 @@ extern "C" int32_t cw_v1_flight_set_uuid(void) {
 extern "C" int32_t cw_v1_flight_get_uuid(void) {
     const auto payload = cw::le::pack<uint8_t>(kIdentityRead);
     cw::Answer<4> ans;
-    const int32_t rc = cw::send(cw::kFlightIdentity, payload, ans.span());
+    const int32_t rc = cw::send(kIdentityReadRoute, payload, ans.span());
     if (rc != 0) {
         CW_USRLOG("nav flight get uuid send fail %d\n", rc);
         return rc;

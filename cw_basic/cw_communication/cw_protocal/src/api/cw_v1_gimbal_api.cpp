@@ -12,16 +12,12 @@
 
 namespace {
 
-using cw::kRecvGimbal;
-
-constexpr cw::Route kModeControl{4, 68, kRecvGimbal, cw::kWaitCommon};
-constexpr cw::Route kAngleControl{4, 10, kRecvGimbal, cw::kWaitSecond};
-constexpr cw::Route kRateControl{4, 12, kRecvGimbal, cw::kNoWait};
-constexpr cw::Route kResetYaw{4, 12, kRecvGimbal, cw::kNoWait};
-constexpr cw::Route kReleaseControl{4, 10, kRecvGimbal, cw::kNoWait};
-constexpr cw::Route kQueryJointAngle{4, 104, kRecvGimbal, cw::kWaitCommon};
-constexpr cw::Route kWaterwaveTrigger{4, 61, kRecvGimbal, cw::kWaitShort};
-constexpr cw::Route kSubscribeInfo{4, 30, kRecvGimbal, cw::kWaitCommon};
+constexpr cw::Route kModeControl = cw::route("gimbal.mode_control");
+constexpr cw::Route kAngleControl = cw::route("gimbal.angle_control");
+constexpr cw::Route kRateControl = cw::route("gimbal.rate_control");
+constexpr cw::Route kQueryJointAngle = cw::route("gimbal.query_joint_angle");
+constexpr cw::Route kWaterwaveTrigger = cw::route("gimbal.waterwave_trigger");
+constexpr cw::Route kSubscribeInfo = cw::route("gimbal.subscribe_info");
 
 // Control flags byte of the angle and rate commands.
 constexpr uint8_t kFlagCommand = 0x80;   // bit 7: an angle or rate command
@@ -79,7 +75,7 @@ extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, i
 
 extern "C" int32_t cw_v1_gimbal_api_reset_yaw(void) {
     const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint8_t>(0, 0, 0, kFlagYawReset);
-    const int32_t rc = cw::send(kResetYaw, payload);
+    const int32_t rc = cw::send(kRateControl, payload);
     if (rc != 0) {
         CW_LOG(cw::log::kFail, "cw gimbal reset yaw send fail %d\n", rc);
     }
@@ -88,7 +84,7 @@ extern "C" int32_t cw_v1_gimbal_api_reset_yaw(void) {
 
 extern "C" int32_t cw_v1_gimbal_api_release_control(void) {
     const std::array<uint8_t, kAnglePayloadLen> payload{};
-    const int32_t rc = cw::send(kReleaseControl, payload);
+    const int32_t rc = cw::send(kAngleControl, payload);
     if (rc != 0) {
         CW_LOG(cw::log::kFail, "cw gimbal angle control send fail %d\n", rc);
     }

@@ -13,7 +13,8 @@
 
 namespace {
 
-constexpr cw::Route kVisionAutotest{16, 27, cw::kRecvVision, cw::kWaitCommon};
+constexpr cw::Route kVisionAutotest = cw::route("vision.autotest");
+constexpr cw::Route kDistanceLimit = cw::route("flight.distance_limit");
 constexpr uint8_t kAutotestStart = 1;
 constexpr uint8_t kAutotestStop = 0;
 
@@ -110,7 +111,7 @@ extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
 
 extern "C" int32_t cw_v1_autotest_stop_distance_limit(void) {
     cw::Answer<kDistanceLimitAnswerLen> ans;
-    const int32_t rc = cw::send(cw::kFlightIdentity, kDistanceLimitPayload, ans.span());
+    const int32_t rc = cw::send(kDistanceLimit, kDistanceLimitPayload, ans.span());
     if (rc != 0) {
         CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", rc);
         return rc;

@@ -13,24 +13,21 @@
 
 namespace {
 
-using cw::kNoWait;
-using cw::kRecvVision;
-
-constexpr cw::Route kSubscribeOaResult{10, 116, cw::kRecvVisionResult, kNoWait};
-constexpr cw::Route kSubscribeRicResult{10, 183, cw::kRecvVisionResult, kNoWait};
-constexpr cw::Route kSwitchToPano{10, 91, kRecvVision, kNoWait};
-constexpr cw::Route kPanoControl{10, 62, kRecvVision, kNoWait};
-constexpr cw::Route kQuickshotBox{10, 32, kRecvVision, kNoWait};
-constexpr cw::Route kQuickshotEnable{10, 41, kRecvVision, kNoWait};
-constexpr cw::Route kQuickshotParam{10, 74, kRecvVision, kNoWait};
-constexpr cw::Route kQuickshotIndex{10, 148, kRecvVision, kNoWait};
-constexpr cw::Route kLapseSubmode{10, 116, kRecvVision, kNoWait};  // same id as the subscription
-constexpr cw::Route kLapsePoint{10, 118, kRecvVision, kNoWait};
-constexpr cw::Route kLapseGo{10, 120, kRecvVision, kNoWait};
-constexpr cw::Route kLapseRecover{10, 122, kRecvVision, kNoWait};
-constexpr cw::Route kQs160Mode{10, 240, cw::kRecvQs160, kNoWait};
-constexpr cw::Route kQs160Index{10, 241, cw::kRecvQs160, kNoWait};  // also the qs160 go request
-constexpr cw::Route kPanoImageBuf{10, 155, kRecvVision, kNoWait};
+constexpr cw::Route kSubscribeOaResult = cw::route("vision.subscribe_oa_result");
+constexpr cw::Route kSubscribeRicResult = cw::route("vision.subscribe_ric_result");
+constexpr cw::Route kSwitchToPano = cw::route("vision.switch_to_pano");
+constexpr cw::Route kPanoControl = cw::route("vision.pano_control");
+constexpr cw::Route kQuickshotBox = cw::route("vision.qs_set_box");
+constexpr cw::Route kQuickshotEnable = cw::route("vision.qs_enable");
+constexpr cw::Route kQuickshotParam = cw::route("vision.qs_set_param");
+constexpr cw::Route kQuickshotIndex = cw::route("vision.qs_set_index");
+constexpr cw::Route kLapseSubmode = cw::route("vision.lapse_submode");  // same id as the subscription
+constexpr cw::Route kLapsePoint = cw::route("vision.lapse_point");
+constexpr cw::Route kLapseGo = cw::route("vision.lapse_go");
+constexpr cw::Route kLapseRecover = cw::route("vision.lapse_recover");
+constexpr cw::Route kQs160Mode = cw::route("vision.qs160_mode");
+constexpr cw::Route kQs160Index = cw::route("vision.qs160_index");  // also the qs160 go request
+constexpr cw::Route kPanoImageBuf = cw::route("vision.pano_image_buf");
 
 // The panorama image buffer: a header, then the caller's records.
 constexpr size_t kPanoImageHeaderLen = 8;

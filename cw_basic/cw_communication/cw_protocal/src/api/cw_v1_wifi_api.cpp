@@ -11,11 +11,11 @@
 
 namespace {
 
-constexpr cw::Route kSetChannel{7, 43, cw::kRecvWifiChannel, cw::kWaitHalfSecond};
-constexpr cw::Route kPing{0, 0, cw::kRecvWifi, cw::kWaitCamera};
-constexpr cw::Route kVersion{0, 1, cw::kRecvWifi, cw::kWaitCamera};
-constexpr cw::Route kOpenWifi{7, 65, cw::kRecvWifiPower, cw::kWaitSecond};
-constexpr cw::Route kCloseWifi{7, 66, cw::kRecvWifiPower, cw::kWaitSecond};
+constexpr cw::Route kSetChannel = cw::route("wifi.set_channel");
+constexpr cw::Route kPing = cw::route("wifi.ping");
+constexpr cw::Route kVersion = cw::route("wifi.version");
+constexpr cw::Route kOpenWifi = cw::route("wifi.open");
+constexpr cw::Route kCloseWifi = cw::route("wifi.close");
 
 constexpr size_t kVersionAnswerLen = 30;
 constexpr size_t kPingReplyAt = 1;
