@@ -315,6 +315,9 @@ consteval const Message &named(std::string_view name, Dir dir) {
     return *m;
 }
 
+// A push's row by name.
+consteval const Message &push(std::string_view name) { return named(name, Dir::Push); }
+
 // The offset of a field of `m` by name.
 consteval size_t offset_of(const Message &m, std::string_view name) {
     const Field *f = field(m, name);
