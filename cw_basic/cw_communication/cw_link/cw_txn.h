@@ -100,10 +100,10 @@ private:
 // A request with an answer: the link's result and the module's result byte (answer byte 0).
 struct Exchange {
     int32_t ret;
-    uint8_t ack;
+    uint8_t result_byte;
     bool sent() const { return ret == 0; }
     // Sent, answered and accepted: a failed send or a refusal is not.
-    bool ok() const { return ret == 0 && ack == 0; }
+    bool ok() const { return ret == 0 && result_byte == 0; }
     // 0, or CW_ERR_ACK for a failed send or a refusal.
     int32_t result() const { return ok() ? 0 : CW_ERR_ACK; }
 };
@@ -113,6 +113,96 @@ template <size_t N>
 Exchange exchange(const Route &route, std::span<const uint8_t> payload, Answer<N> &ans) {
     const int32_t ret = send(route, payload, ans.span());
     return {ret, ans[0]};
+}
+
+// ---- Commands: a route and a named result policy; one runner sends, waits and judges ----
+
+// What became of a command: done, not sent (the link failed or timed out), or refused by the
+// module. `code` is what the command returns; `ret` the link's result; `result_byte` the module's.
+enum class Outcome : uint8_t { Done, SendFailed, Refused };
+struct Verdict {
+    Outcome outcome;
+    int32_t code;
+    int32_t ret;
+    uint8_t result_byte;
+};
+
+// What a policy judges: the link's result, the answer as it came and the request as it went.
+struct Reply {
+    int32_t ret;
+    std::span<const uint8_t> answer;
+    std::span<const uint8_t> sent;
+    constexpr uint8_t at(size_t i) const { return i < answer.size() ? answer[i] : 0; }
+};
+
+using Policy = Verdict (*)(const Reply &);
+
+namespace policy {
+
+constexpr Verdict done(const Reply &r) { return {Outcome::Done, 0, r.ret, r.at(0)}; }
+constexpr Verdict not_sent(const Reply &r) { return {Outcome::SendFailed, r.ret, r.ret, r.at(0)}; }
+constexpr Verdict refused(const Reply &r, int32_t code = CW_ERR_ACK, size_t byte = 0) {
+    return {Outcome::Refused, code, r.ret, r.at(byte)};
+}
+
+// Send-only: nothing awaited; the link's result is the command's.
+constexpr Verdict send_only(const Reply &r) { return r.ret != 0 ? not_sent(r) : done(r); }
+// Logged only: the answer is read for the log, never judged; the link's result is the command's.
+constexpr Verdict logged_only(const Reply &r) { return send_only(r); }
+// Ack byte: answer byte 0 is 0; a refusal is CW_ERR_ACK.
+constexpr Verdict ack_byte(const Reply &r) { return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r) : done(r); }
+// Any failure is a refusal: a failed send and a non-zero result byte are both CW_ERR_ACK.
+constexpr Verdict any_failure_refused(const Reply &r) { return r.ret != 0 || r.at(0) != 0 ? refused(r) : done(r); }
+// Expected byte: answer byte 0 is `Value`.
+template <uint8_t Value>
+constexpr Verdict expected_byte(const Reply &r) {
+    return r.ret != 0 ? not_sent(r) : r.at(0) != Value || r.answer.empty() ? refused(r) : done(r);
+}
+// Echo: answer byte 0 is 0 and the bytes after it repeat the request, byte for byte.
+constexpr Verdict echo(const Reply &r) {
+    if (r.ret != 0) {
+        return not_sent(r);
+    }
+    const bool same = r.answer.size() > r.sent.size() && r.answer[0] == 0 &&
+                      std::equal(r.sent.begin(), r.sent.end(), r.answer.begin() + 1);
+    return same ? done(r) : refused(r);
+}
+// Accepted header: the answer starts with one of `Headers` (an array of byte arrays).
+template <const auto &Headers>
+constexpr Verdict accepted_header(const Reply &r) {
+    if (r.ret != 0) {
+        return not_sent(r);
+    }
+    for (const auto &h : Headers) {
+        if (r.answer.size() >= h.size() && std::equal(h.begin(), h.end(), r.answer.begin())) {
+            return done(r);
+        }
+    }
+    return refused(r);
+}
+// The peer's result byte returned: answer byte `At` is 0, or it is the command's result.
+template <size_t At>
+constexpr Verdict peer_result(const Reply &r) {
+    return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, r.at(At), At) : done(r);
+}
+
+}  // namespace policy
+
+struct Command {
+    Route route;
+    Policy judge;
+};
+
+// A command: its request's row and its policy.
+consteval Command command(std::string_view name, Policy judge) { return {route(name), judge}; }
+
+// A command refused at the library's door (bad arguments, no memory): nothing was sent.
+constexpr Verdict unsent(int32_t code) { return {Outcome::SendFailed, code, code, 0}; }
+
+// Sends `cmd`'s request with `payload`, awaiting `answer` (none when empty), and judges it.
+inline Verdict run(const Command &cmd, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
+    const int32_t ret = send(cmd.route, payload, answer);
+    return cmd.judge(Reply{ret, answer, payload});
 }
 
 // ---- Result policies: pure judgements over an answer ----

@@ -33,7 +33,7 @@ extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) 
     cw::Answer<kRecordAt + CW_BATTERY_DYNAMIC_INFO_LEN> ans;
     const cw::Exchange r = cw::exchange(kDynamicInfo, payload, ans);
     if (!r.ok()) {
-        CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", r.ret, r.result_byte);
         return CW_ERR_ACK;
     }
     std::memcpy(info->bytes, ans.data() + kRecordAt, CW_BATTERY_DYNAMIC_INFO_LEN);
@@ -45,7 +45,7 @@ extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, Ba
     cw::Answer<kRecordAt + CW_BATTERY_CELL_VOLTAGE_LEN> ans;
     const cw::Exchange r = cw::exchange(kCellVoltage, {request, kCellRequestLen}, ans);
     if (!r.ok()) {
-        CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", r.ret, r.ack);
+        CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", r.ret, r.result_byte);
         return CW_ERR_ACK;
     }
     std::memcpy(voltage->bytes, ans.data() + kRecordAt, CW_BATTERY_CELL_VOLTAGE_LEN);
@@ -58,7 +58,7 @@ extern "C" int32_t cw_v1_battery_api_get_battery_sn(char *sn) {
     cw::Answer<kSnAnswerLen> ans;
     const cw::Exchange r = cw::exchange(kBatterySn, payload, ans);
     if (!r.ok()) {
-        CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", r.ret, r.ack);
+        CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", r.ret, r.result_byte);
         return CW_ERR_ACK;
     }
     std::memset(sn, 0, CW_SN_TEXT_LEN);

@@ -74,7 +74,7 @@ extern "C" int32_t cw_v1_camera_api_query_camera_mode(uint8_t *mode) {
     cw::Answer<2> ans;
     const cw::Exchange r = cw::exchange(kQueryMode, {}, ans);
     if (!r.ok()) {
-        CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", r.ret, r.result_byte);
         return CW_ERR_ACK;
     }
     *mode = ans[1];
@@ -94,7 +94,7 @@ extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kSwitchMode, cw::le::pack<uint8_t>(target), ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -107,7 +107,7 @@ extern "C" int32_t cw_v1_camera_set_top_mode(uint8_t mode) {
         return r.ret;
     }
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] set camera top mode ack fail when switch function %d\n", r.ack);
+        CW_USRLOG("[cirrow] set camera top mode ack fail when switch function %d\n", r.result_byte);
         return CW_ERR_ACK;
     }
     return 0;
@@ -144,7 +144,7 @@ extern "C" int32_t cw_v1_camera_api_take_photo(uint8_t type) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kTakePhoto, cw::le::pack<uint8_t>(type), ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -161,7 +161,7 @@ extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kTakeVideo, cw::le::pack<uint8_t>(start), ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, r.ret, r.ack);
+        CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -171,7 +171,7 @@ extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kTimelapse, {params, kTimelapseLen}, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -196,7 +196,7 @@ extern "C" int32_t cw_v1_camera_api_set_photo_storage_format(uint8_t format) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans);
     if (!r.ok()) {
-        CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", r.ret, r.ack);
+        CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -215,7 +215,7 @@ extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kStoragePath, payload, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -225,7 +225,7 @@ extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kVideoFormat, {format, kVideoFormatLen}, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -234,7 +234,7 @@ extern "C" int32_t cw_v1_camera_api_set_video_storage_format(uint8_t format) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -248,7 +248,7 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kPhotoFormat, {format, kPhotoFormatLen}, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", r.ret, r.result_byte);
     }
     return r.ret;
 }
@@ -260,7 +260,7 @@ extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
     cw::Answer<2> ans;
     const cw::Exchange r = cw::exchange(kGetFocusMode, {}, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", r.ret, r.result_byte);
         return r.ret;
     }
     *mode = ans[1];
@@ -271,7 +271,7 @@ extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -302,7 +302,7 @@ extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kCameraFocus, cw::le::pack<uint16_t>(focus), ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", r.ret, r.result_byte);
     }
     return r.ret;
 }
@@ -311,7 +311,7 @@ extern "C" int32_t cw_v1_camera_api_switch_exposure_mode(uint8_t first, uint8_t 
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans);
     if (!r.ok()) {
-        CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(r.ret), r.ack);
+        CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(r.ret), r.result_byte);
     }
     return r.result();
 }
@@ -320,7 +320,7 @@ extern "C" int32_t cw_v1_camera_api_set_iso(uint8_t iso) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kIso, cw::le::pack<uint8_t>(iso), ans);
     if (!r.ok()) {
-        CW_USRLOG("set iso fail  result = %d ack = %d\n", r.ret, r.ack);
+        CW_USRLOG("set iso fail  result = %d ack = %d\n", r.ret, r.result_byte);
     }
     return r.result();
 }
@@ -330,7 +330,7 @@ extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uin
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans);
     if (!r.ok()) {
-        CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", r.ret, r.ack);
+        CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", r.ret, r.result_byte);
     }
     return r.ret;
 }
@@ -342,7 +342,7 @@ extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
     cw::Answer<6> ans;
     const cw::Exchange r = cw::exchange(kGetStatus, {}, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", r.ret, r.result_byte);
         return CW_ERR_ACK;
     }
     status->state = ans[1];

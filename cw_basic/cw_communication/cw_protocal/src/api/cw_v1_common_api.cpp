@@ -30,7 +30,7 @@ extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version
     cw::Answer<kVersionAnswerLen> ans;
     const cw::Exchange r = cw::exchange(route, {}, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, r.ret, r.ack);
+        CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, r.ret, r.result_byte);
         return CW_ERR_ACK;
     }
     std::memset(version, 0, CW_VERSION_TEXT_LEN);
@@ -45,7 +45,7 @@ extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
     cw::Answer<kSnAnswerLen> ans;
     const cw::Exchange r = cw::exchange(kGetSn, payload, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", r.ret, r.result_byte);
         return CW_ERR_ACK;
     }
     std::memset(sn, 0, CW_SN_TEXT_LEN);

@@ -41,7 +41,7 @@ extern "C" int32_t cw_v1_gimbal_api_mode_control(uint8_t mode) {
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kModeControl, payload, ans);
     if (!r.ok()) {
-        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", r.ret, r.ack);
+        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", r.ret, r.result_byte);
     }
     return r.ret;
 }
@@ -56,7 +56,7 @@ extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1
     cw::Answer<1> ans;
     const cw::Exchange r = cw::exchange(kAngleControl, payload, ans);
     if (!r.ok()) {
-        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", r.ret, r.ack);
+        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", r.ret, r.result_byte);
     }
     return r.ret;
 }
@@ -135,7 +135,7 @@ extern "C" int32_t cw_v1_gimbal_subscribe_info(uint8_t byte0, uint8_t byte1, uin
         return r.ret;
     }
     if (!r.ok()) {
-        CW_USRLOG("nav gimbal subscribe result fail %d\n", r.ack);
+        CW_USRLOG("nav gimbal subscribe result fail %d\n", r.result_byte);
         return CW_ERR_ACK;
     }
     CW_USRLOG("nav gimbal subscribe success\n");

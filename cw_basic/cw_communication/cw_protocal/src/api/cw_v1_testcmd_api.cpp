@@ -82,8 +82,8 @@ extern "C" int32_t cw_v1_testcmd_api_vision_start_autotest(void) {
     }
     if (!r.ok()) {
         settle_autotest_start(kAutotestClosed);
-        CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", r.ack);
-        CW_USRLOG("vision module start autotest fail2 %d\n", r.ack);
+        CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", r.result_byte);
+        CW_USRLOG("vision module start autotest fail2 %d\n", r.result_byte);
         return CW_ERR_ACK;
     }
     CW_LOG_BOTH(cw::log::kInfo, "vision module start autotest success\n");
@@ -101,8 +101,8 @@ extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
         return r.ret;
     }
     if (!r.ok()) {
-        CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", r.ack);
-        CW_USRLOG("vision module stop autotest fail2 %d\n", r.ack);
+        CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", r.result_byte);
+        CW_USRLOG("vision module stop autotest fail2 %d\n", r.result_byte);
         return CW_ERR_ACK;
     }
     CW_LOG_BOTH(cw::log::kInfo, "vision module stop autotest success\n");

@@ -71,9 +71,9 @@ extern "C" int32_t cw_v1_wifi_api_open_wifi(void) {
         CW_USRLOG("cw wifi open wifi success\n");
         return 0;
     }
-    CW_USRLOG("cw wifi open wifi fail result = %d ack:%d\r\n", r.ret, r.ack);
+    CW_USRLOG("cw wifi open wifi fail result = %d ack:%d\r\n", r.ret, r.result_byte);
     // A refusal is passed back as the module's own byte.
-    return r.ack != 0 ? r.ack : r.ret;
+    return r.result_byte != 0 ? r.result_byte : r.ret;
 }
 
 extern "C" int32_t cw_v1_wifi_api_close_wifi(void) {
@@ -86,6 +86,6 @@ extern "C" int32_t cw_v1_wifi_api_close_wifi(void) {
         return 0;
     }
     // A refusal is only logged: the result is the send result.
-    CW_USRLOG("cw wifi close wifi fail result=%d ack:%d\n", r.ret, r.ack);
+    CW_USRLOG("cw wifi close wifi fail result=%d ack:%d\n", r.ret, r.result_byte);
     return r.ret;
 }
