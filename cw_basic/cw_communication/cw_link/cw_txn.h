@@ -147,8 +147,10 @@ constexpr Verdict refused(const Reply &r, int32_t code = CW_ERR_ACK, size_t byte
 
 // Send-only: nothing awaited; the link's result is the command's.
 constexpr Verdict send_only(const Reply &r) { return r.ret != 0 ? not_sent(r) : done(r); }
-// Logged only: the answer is read for the log, never judged; the link's result is the command's.
-constexpr Verdict logged_only(const Reply &r) { return send_only(r); }
+// Logged only: a refusal is told apart for the log, but the link's result is the command's.
+constexpr Verdict logged_only(const Reply &r) {
+    return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r, 0) : done(r);
+}
 // Ack byte: answer byte 0 is 0; a refusal is CW_ERR_ACK.
 constexpr Verdict ack_byte(const Reply &r) { return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r) : done(r); }
 // Any failure is a refusal: a failed send and a non-zero result byte are both CW_ERR_ACK.

@@ -17,7 +17,7 @@ namespace {
 
 constexpr cw::Route kQueryMode = cw::route("camera.query_mode");
 constexpr cw::Route kSwitchMode = cw::route("camera.switch_mode");
-constexpr cw::Route kHeartbeat = cw::route("camera.heartbeat");
+constexpr cw::Command kHeartbeat = cw::command("camera.heartbeat", cw::policy::send_only);
 constexpr cw::Route kPing = cw::route("camera.ping");
 constexpr cw::Route kPhotoStorageFormat = cw::route("camera.photo_storage_format");
 constexpr cw::Route kStoragePath = cw::route("camera.storage_path");
@@ -116,11 +116,11 @@ extern "C" int32_t cw_v1_camera_set_top_mode(uint8_t mode) {
 // ---- Link upkeep ----
 
 extern "C" int32_t cw_v1_camera_api_send_heartbeat(void) {
-    const int32_t rc = cw::send(kHeartbeat, {});
-    if (rc != 0) {
-        CW_USRLOG("send heartbeat to camera fail %d\n", rc);
+    const cw::Verdict v = cw::run(kHeartbeat, {});
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("send heartbeat to camera fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_ping(uint8_t value) {

@@ -12,9 +12,10 @@
 
 namespace {
 
-constexpr cw::Route kModeControl = cw::route("gimbal.mode_control");
-constexpr cw::Route kAngleControl = cw::route("gimbal.angle_control");
-constexpr cw::Route kRateControl = cw::route("gimbal.rate_control");
+constexpr cw::Command kModeControl = cw::command("gimbal.mode_control", cw::policy::logged_only);
+constexpr cw::Command kAngleControl = cw::command("gimbal.angle_control", cw::policy::logged_only);
+constexpr cw::Command kReleaseControl = cw::command("gimbal.angle_control", cw::policy::send_only);
+constexpr cw::Command kRateControl = cw::command("gimbal.rate_control", cw::policy::send_only);
 constexpr cw::Route kQueryJointAngle = cw::route("gimbal.query_joint_angle");
 constexpr cw::Route kWaterwaveTrigger = cw::route("gimbal.waterwave_trigger");
 constexpr cw::Route kSubscribeInfo = cw::route("gimbal.subscribe_info");
@@ -39,11 +40,11 @@ constexpr uint8_t flag_bit(uint8_t flag, unsigned n) { return static_cast<uint8_
 extern "C" int32_t cw_v1_gimbal_api_mode_control(uint8_t mode) {
     const auto payload = cw::le::pack<uint8_t>(mode);
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kModeControl, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kModeControl, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1, int16_t angle2, uint8_t flag1,
@@ -54,11 +55,11 @@ extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1
     const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint16_t, uint8_t, uint8_t, uint16_t>(
         angle0, angle1, angle2, kAngleConstant, flags, 0, value);
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kAngleControl, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kAngleControl, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, int16_t rate2, uint8_t flag1,
@@ -66,29 +67,29 @@ extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, i
     const uint8_t flags = kFlagCommand | flag_bit(flag1, 1) | flag_bit(flag2, 2) | flag_bit(flag3, 3) |
                           flag_bit(flag4, 4) | flag_bit(flag6, 6);
     const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint8_t>(rate0, rate1, rate2, flags);
-    const int32_t rc = cw::send(kRateControl, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "nav gimbal rate control send fail %d\n", rc);
+    const cw::Verdict v = cw::run(kRateControl, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "nav gimbal rate control send fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_reset_yaw(void) {
     const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint8_t>(0, 0, 0, kFlagYawReset);
-    const int32_t rc = cw::send(kRateControl, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw gimbal reset yaw send fail %d\n", rc);
+    const cw::Verdict v = cw::run(kRateControl, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw gimbal reset yaw send fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_release_control(void) {
     const std::array<uint8_t, kAnglePayloadLen> payload{};
-    const int32_t rc = cw::send(kAngleControl, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw gimbal angle control send fail %d\n", rc);
+    const cw::Verdict v = cw::run(kReleaseControl, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw gimbal angle control send fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_query_joint_angle(int32_t *first, int32_t *second, int32_t *third) {

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr cw::Route kSetChannel = cw::route("wifi.set_channel");
+constexpr cw::Command kSetChannel = cw::command("wifi.set_channel", cw::policy::send_only);
 constexpr cw::Route kPing = cw::route("wifi.ping");
 constexpr cw::Route kVersion = cw::route("wifi.version");
 constexpr cw::Route kOpenWifi = cw::route("wifi.open");
@@ -26,13 +26,13 @@ extern "C" int32_t cw_v1_wifi_api_set_channel(uint16_t channel) {
     CW_LOG(cw::log::kInfo, "cw wifi set channel %d\n", channel);
     const auto payload = cw::le::pack<uint8_t, uint16_t>(0, channel);
     cw::Answer<1> ans;  // not examined
-    const int32_t rc = cw::send(kSetChannel, payload, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw wifi set channel fail result=%d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kSetChannel, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw wifi set channel fail result=%d\n", v.ret);
+    } else {
+        CW_LOG(cw::log::kInfo, "cw wifi set channel success\n");
     }
-    CW_LOG(cw::log::kInfo, "cw wifi set channel success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_wifi_api_ping(uint8_t ping_byte) {
