@@ -193,6 +193,9 @@ constexpr Verdict peer_result(const Reply &r) {
 struct Command {
     Route route;
     Policy judge;
+
+    // The same command to another receiver (for messages every module answers).
+    constexpr Command to(uint16_t rx) const { return {route.to(rx), judge}; }
 };
 
 // A command: its request's row and its policy.

@@ -15,28 +15,28 @@
 
 namespace {
 
-constexpr cw::Route kQueryMode = cw::route("camera.query_mode");
-constexpr cw::Route kSwitchMode = cw::route("camera.switch_mode");
+constexpr cw::Command kQueryMode = cw::command("camera.query_mode", cw::policy::any_failure_refused);
+constexpr cw::Command kSwitchMode = cw::command("camera.switch_mode", cw::policy::any_failure_refused);
 constexpr cw::Command kHeartbeat = cw::command("camera.heartbeat", cw::policy::send_only);
 constexpr cw::Route kPing = cw::route("camera.ping");
-constexpr cw::Route kPhotoStorageFormat = cw::route("camera.photo_storage_format");
-constexpr cw::Route kStoragePath = cw::route("camera.storage_path");
-constexpr cw::Route kTakeVideo = cw::route("camera.take_video");
-constexpr cw::Route kTakePhoto = cw::route("camera.take_photo");
+constexpr cw::Command kPhotoStorageFormat = cw::command("camera.photo_storage_format", cw::policy::any_failure_refused);
+constexpr cw::Command kStoragePath = cw::command("camera.storage_path", cw::policy::any_failure_refused);
+constexpr cw::Command kTakeVideo = cw::command("camera.take_video", cw::policy::any_failure_refused);
+constexpr cw::Command kTakePhoto = cw::command("camera.take_photo", cw::policy::any_failure_refused);
 constexpr cw::Route kGetPath = cw::route("camera.get_path");
-constexpr cw::Route kGetFocusMode = cw::route("camera.get_focus_mode");
-constexpr cw::Route kSetFocusMode = cw::route("camera.set_focus_mode");
-constexpr cw::Route kGetStatus = cw::route("camera.get_status");
-constexpr cw::Route kAfRegion = cw::route("camera.af_region");
-constexpr cw::Route kCurrFocusLen = cw::route("camera.curr_focus_len");
-constexpr cw::Route kExposureMode = cw::route("camera.exposure_mode");
-constexpr cw::Route kIso = cw::route("camera.iso");
-constexpr cw::Route kShutter = cw::route("camera.shutter");
-constexpr cw::Route kVideoFormat = cw::route("camera.video_format");
-constexpr cw::Route kVideoStorageFormat = cw::route("camera.video_storage_format");
-constexpr cw::Route kCameraFocus = cw::route("camera.focus");
-constexpr cw::Route kPhotoFormat = cw::route("camera.photo_format");
-constexpr cw::Route kTimelapse = cw::route("camera.timelapse");
+constexpr cw::Command kGetFocusMode = cw::command("camera.get_focus_mode", cw::policy::logged_only);
+constexpr cw::Command kSetFocusMode = cw::command("camera.set_focus_mode", cw::policy::any_failure_refused);
+constexpr cw::Command kGetStatus = cw::command("camera.get_status", cw::policy::any_failure_refused);
+constexpr cw::Command kAfRegion = cw::command("camera.af_region", cw::policy::any_failure_refused);
+constexpr cw::Command kCurrFocusLen = cw::command("camera.curr_focus_len", cw::policy::any_failure_refused);
+constexpr cw::Command kExposureMode = cw::command("camera.exposure_mode", cw::policy::any_failure_refused);
+constexpr cw::Command kIso = cw::command("camera.iso", cw::policy::any_failure_refused);
+constexpr cw::Command kShutter = cw::command("camera.shutter", cw::policy::logged_only);
+constexpr cw::Command kVideoFormat = cw::command("camera.video_format", cw::policy::any_failure_refused);
+constexpr cw::Command kVideoStorageFormat = cw::command("camera.video_storage_format", cw::policy::any_failure_refused);
+constexpr cw::Command kCameraFocus = cw::command("camera.focus", cw::policy::logged_only);
+constexpr cw::Command kPhotoFormat = cw::command("camera.photo_format", cw::policy::logged_only);
+constexpr cw::Command kTimelapse = cw::command("camera.timelapse", cw::policy::any_failure_refused);
 constexpr cw::Route kTopMode = cw::route("camera.top_mode");
 constexpr cw::Route kZoom = cw::route("camera.zoom");
 
@@ -72,13 +72,13 @@ bool same_text(const char *text, const char *expected) { return text != nullptr 
 extern "C" int32_t cw_v1_camera_api_query_camera_mode(uint8_t *mode) {
     CW_REQUIRE(mode);
     cw::Answer<2> ans;
-    const cw::Exchange r = cw::exchange(kQueryMode, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", r.ret, r.result_byte);
-        return CW_ERR_ACK;
+    const cw::Verdict v = cw::run(kQueryMode, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
+    } else {
+        *mode = ans[1];
     }
-    *mode = ans[1];
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
@@ -92,11 +92,11 @@ extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
         return 0;
     }
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kSwitchMode, cw::le::pack<uint8_t>(target), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kSwitchMode, cw::le::pack<uint8_t>(target), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_set_top_mode(uint8_t mode) {
@@ -142,11 +142,11 @@ extern "C" int32_t cw_v1_camera_api_take_photo(uint8_t type) {
         return CW_ERR_PARAM;
     }
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kTakePhoto, cw::le::pack<uint8_t>(type), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kTakePhoto, cw::le::pack<uint8_t>(type), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
@@ -159,21 +159,21 @@ extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
         return CW_ERR_PARAM;
     }
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kTakeVideo, cw::le::pack<uint8_t>(start), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kTakeVideo, cw::le::pack<uint8_t>(start), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
     CW_REQUIRE(params);
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kTimelapse, {params, kTimelapseLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kTimelapse, {params, kTimelapseLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom) {
@@ -194,11 +194,11 @@ extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom
 
 extern "C" int32_t cw_v1_camera_api_set_photo_storage_format(uint8_t format) {
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans);
-    if (!r.ok()) {
-        CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
@@ -213,30 +213,30 @@ extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
         return CW_ERR_ACK;
     }
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kStoragePath, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kStoragePath, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
     CW_REQUIRE(format);
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kVideoFormat, {format, kVideoFormatLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kVideoFormat, {format, kVideoFormatLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_storage_format(uint8_t format) {
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
@@ -246,11 +246,11 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
         return CW_ERR_PARAM;
     }
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kPhotoFormat, {format, kPhotoFormatLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kPhotoFormat, {format, kPhotoFormatLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 // ---- Focus and exposure ----
@@ -258,81 +258,81 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
 extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
     CW_REQUIRE(mode);
     cw::Answer<2> ans;
-    const cw::Exchange r = cw::exchange(kGetFocusMode, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", r.ret, r.result_byte);
-        return r.ret;
+    const cw::Verdict v = cw::run(kGetFocusMode, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", v.ret, v.result_byte);
+    } else {
+        *mode = ans[1];
     }
-    *mode = ans[1];
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
     CW_REQUIRE(region);
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kAfRegion, {region, kAfRegionLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("get camera file path fail %d\n", r.ret);
+    const cw::Verdict v = cw::run(kAfRegion, {region, kAfRegionLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("get camera file path fail %d\n", v.ret);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_get_curr_focus_len(uint16_t *focal) {
     CW_REQUIRE(focal);
     cw::Answer<kFocusLenAnswerLen> ans;
-    const cw::Exchange r = cw::exchange(kCurrFocusLen, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("get camera file path fail %d\n", r.ret);
-        return CW_ERR_ACK;
+    const cw::Verdict v = cw::run(kCurrFocusLen, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("get camera file path fail %d\n", v.ret);
+    } else {
+        *focal = cw::le::get<uint16_t>(ans.data(), kFocusLenAt);
     }
-    *focal = cw::le::get<uint16_t>(ans.data(), kFocusLenAt);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kCameraFocus, cw::le::pack<uint16_t>(focus), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kCameraFocus, cw::le::pack<uint16_t>(focus), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_switch_exposure_mode(uint8_t first, uint8_t second) {
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans);
-    if (!r.ok()) {
-        CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(r.ret), r.result_byte);
+    const cw::Verdict v = cw::run(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(v.ret), v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_iso(uint8_t iso) {
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kIso, cw::le::pack<uint8_t>(iso), ans);
-    if (!r.ok()) {
-        CW_USRLOG("set iso fail  result = %d ack = %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kIso, cw::le::pack<uint8_t>(iso), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("set iso fail  result = %d ack = %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uint16_t value, uint8_t last) {
     const uint16_t sent = flag != 0 ? static_cast<uint16_t>(value | kShutterFlagBit) : value;
     cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans);
-    if (!r.ok()) {
-        CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", r.ret, r.result_byte);
+    const cw::Verdict v = cw::run(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 // ---- Queries ----
@@ -340,14 +340,14 @@ extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uin
 extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
     CW_REQUIRE(status);
     cw::Answer<6> ans;
-    const cw::Exchange r = cw::exchange(kGetStatus, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", r.ret, r.result_byte);
-        return CW_ERR_ACK;
+    const cw::Verdict v = cw::run(kGetStatus, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", v.ret, v.result_byte);
+    } else {
+        status->state = ans[1];
+        status->detail = ans[5];
     }
-    status->state = ans[1];
-    status->detail = ans[5];
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_get_path(uint8_t *answer) {
