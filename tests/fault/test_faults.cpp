@@ -35,14 +35,14 @@ std::string format(const char *line, int32_t code) {
 }
 
 TEST_F(LinkTest, EveryCommandUnderEveryLinkFault) {
-    Bytes refusal(64, 0);
+    Payload refusal(64, 0);
     refusal[0] = 0xE5;
     for (size_t i = 0; i < std::size(kCommands); ++i) {
         const Expect &e = kExpect[i];
-        for (auto [code, answer, want] : {std::tuple{-5, Bytes{}, e.link},
-                                          {MBUS_ERR_TIMEOUT, Bytes{}, e.link},
+        for (auto [code, answer, want] : {std::tuple{-5, Payload{}, e.link},
+                                          {MBUS_ERR_TIMEOUT, Payload{}, e.link},
                                           {0, refusal, e.refuse},
-                                          {0, Bytes{}, e.empty}}) {
+                                          {0, Payload{}, e.empty}}) {
             SCOPED_TRACE(testing::Message() << kCommands[i].name << " link " << code << " answer " << answer.size());
             mbus_ctl_reset();
             for (int n = 0; n < 8; ++n) {  // every request of the command meets the fault
@@ -63,7 +63,7 @@ TEST_F(LinkTest, EveryCommandUnderEveryLinkFault) {
 // row's length where the row fixes one; the row's wait when an answer is awaited, none otherwise.
 TEST_F(LinkTest, EveryRequestIsItsRow) {
     namespace link = cw::link;
-    const Bytes answer(64, 0);
+    const Payload answer(64, 0);
     for (const Command &c : kCommands) {
         SCOPED_TRACE(c.name);
         mbus_ctl_reset();

@@ -1,10 +1,10 @@
 // The request/answer transaction every link command is built from.
 //
 // A command's fixed facts (set, id, receiver, timeout) are one constexpr Route, taken from its
-// request's row in the message table. send() fills a
-// V1Request from the route, the payload and the answer buffer and hands it to the link. The
-// judging of answers is a handful of pure functions; a command composes them and writes its own
-// log lines at its own site, so that every line names the command.
+// request's row in the message table. send() fills a V1Request from the route, the payload and
+// the answer buffer and hands it to the link. A command is its route and a named result policy,
+// a small pure function over the exchange's outcome; run() sends, waits and judges, and the
+// command writes its own log lines at its own site, so that every line names the command.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <span>
 #include <string_view>
 
@@ -41,10 +40,10 @@ consteval Route route(std::string_view name) {
 
 // An answer buffer, zeroed before sending (or filled with another byte where a command wants it).
 template <size_t N>
-struct Answer {
+struct AnswerBuffer {
     std::array<uint8_t, N> bytes{};
-    constexpr Answer() = default;
-    constexpr explicit Answer(uint8_t fill) { bytes.fill(fill); }
+    constexpr AnswerBuffer() = default;
+    constexpr explicit AnswerBuffer(uint8_t fill) { bytes.fill(fill); }
     constexpr uint8_t operator[](size_t i) const { return bytes[i]; }
     constexpr const uint8_t *data() const { return bytes.data(); }
     constexpr std::span<uint8_t> span() { return bytes; }
@@ -97,24 +96,6 @@ private:
     size_t len_;
 };
 
-// A request with an answer: the link's result and the module's result byte (answer byte 0).
-struct Exchange {
-    int32_t ret;
-    uint8_t result_byte;
-    bool sent() const { return ret == 0; }
-    // Sent, answered and accepted: a failed send or a refusal is not.
-    bool ok() const { return ret == 0 && result_byte == 0; }
-    // 0, or CW_ERR_ACK for a failed send or a refusal.
-    int32_t result() const { return ok() ? 0 : CW_ERR_ACK; }
-};
-
-// Sends one request with the answer buffer `ans` and reads its result byte.
-template <size_t N>
-Exchange exchange(const Route &route, std::span<const uint8_t> payload, Answer<N> &ans) {
-    const int32_t ret = send(route, payload, ans.span());
-    return {ret, ans[0]};
-}
-
 // ---- Commands: a route and a named result policy; one runner sends, waits and judges ----
 
 // What became of a command: done, not sent (the link failed or timed out), or refused by the
@@ -153,6 +134,11 @@ constexpr Verdict logged_only(const Reply &r) {
 }
 // Ack byte: answer byte 0 is 0; a refusal is CW_ERR_ACK.
 constexpr Verdict ack_byte(const Reply &r) { return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r) : done(r); }
+// Ack byte at `At`: answer byte `At` is 0; a refusal is CW_ERR_ACK.
+template <size_t At>
+constexpr Verdict ack_byte_at(const Reply &r) {
+    return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, CW_ERR_ACK, At) : done(r);
+}
 // Any failure is a refusal: a failed send and a non-zero result byte are both CW_ERR_ACK.
 constexpr Verdict any_failure_refused(const Reply &r) { return r.ret != 0 || r.at(0) != 0 ? refused(r) : done(r); }
 // Expected byte: answer byte 0 is `Value`.
@@ -208,26 +194,6 @@ constexpr Verdict unsent(int32_t code) { return {Outcome::SendFailed, code, code
 inline Verdict run(const Command &cmd, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
     const int32_t ret = send(cmd.route, payload, answer);
     return cmd.judge(Reply{ret, answer, payload});
-}
-
-// ---- Result policies: pure judgements over an answer ----
-
-// Expected byte: answer byte 0 is the command's value.
-inline bool answered_with(std::span<const uint8_t> answer, uint8_t expected) {
-    return !answer.empty() && answer[0] == expected;
-}
-
-// Echo: answer byte 0 is 0 and the bytes after it repeat `sent`, byte for byte.
-inline bool echoed(std::span<const uint8_t> answer, std::span<const uint8_t> sent) {
-    return answer.size() > sent.size() && answer[0] == 0 && std::equal(sent.begin(), sent.end(), answer.begin() + 1);
-}
-
-// Accepted header: the answer starts with one of the headers.
-inline bool starts_with_one_of(std::span<const uint8_t> answer,
-                               std::initializer_list<std::span<const uint8_t>> headers) {
-    return std::any_of(headers.begin(), headers.end(), [answer](std::span<const uint8_t> h) {
-        return answer.size() >= h.size() && std::equal(h.begin(), h.end(), answer.begin());
-    });
 }
 
 }  // namespace cw

@@ -30,7 +30,7 @@ constexpr size_t kSnTextMax = 14;
 extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) {
     CW_REQUIRE(info);
     const std::array<uint8_t, 4> payload{};
-    cw::Answer<kRecordAt + CW_BATTERY_DYNAMIC_INFO_LEN> ans;
+    cw::AnswerBuffer<kRecordAt + CW_BATTERY_DYNAMIC_INFO_LEN> ans;
     const cw::Verdict v = cw::run(kDynamicInfo, payload, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
@@ -42,7 +42,7 @@ extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) 
 
 extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, BatteryCellVoltage *voltage) {
     CW_REQUIRE(request, voltage);
-    cw::Answer<kRecordAt + CW_BATTERY_CELL_VOLTAGE_LEN> ans;
+    cw::AnswerBuffer<kRecordAt + CW_BATTERY_CELL_VOLTAGE_LEN> ans;
     const cw::Verdict v = cw::run(kCellVoltage, {request, kCellRequestLen}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", v.ret, v.result_byte);
@@ -55,7 +55,7 @@ extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, Ba
 extern "C" int32_t cw_v1_battery_api_get_battery_sn(char *sn) {
     CW_REQUIRE(sn);
     const std::array<uint8_t, 9> payload{};
-    cw::Answer<kSnAnswerLen> ans;
+    cw::AnswerBuffer<kSnAnswerLen> ans;
     const cw::Verdict v = cw::run(kBatterySn, payload, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", v.ret, v.result_byte);

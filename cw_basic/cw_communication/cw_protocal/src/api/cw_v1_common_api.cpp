@@ -26,7 +26,7 @@ constexpr size_t kSnLen = 14;
 
 extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
     CW_REQUIRE(version);
-    cw::Answer<kVersionAnswerLen> ans;
+    cw::AnswerBuffer<kVersionAnswerLen> ans;
     const cw::Verdict v = cw::run(kGetVersion.to(receiver), {}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, v.ret, v.result_byte);
@@ -41,7 +41,7 @@ extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version
 extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
     CW_REQUIRE(sn);
     const auto payload = cw::le::pack<uint8_t>(sn_selector);
-    cw::Answer<kSnAnswerLen> ans;
+    cw::AnswerBuffer<kSnAnswerLen> ans;
     const cw::Verdict v = cw::run(kGetSn, payload, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", v.ret, v.result_byte);

@@ -89,7 +89,8 @@ constexpr std::array<uint8_t, 6> named_write(uint32_t hash, uint16_t value) {
 
 // Lays out and sends a subscription bag: CW_ERR_PARAM (a count above 62 or missing items) or
 // CW_ERR_NOMEM with nothing sent, else the send result.
-int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items, cw::Answer<kBagAnswerLen> &ans) {
+int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items,
+                 cw::AnswerBuffer<kBagAnswerLen> &ans) {
     if (count > kBagMaxItems || (count != 0 && items == nullptr)) {
         return CW_ERR_PARAM;
     }
@@ -111,7 +112,7 @@ int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *item
 // Lays out and runs a parameter write of `size` value bytes, awaiting 5 + size answer bytes:
 // CW_ERR_PARAM or CW_ERR_NOMEM with nothing sent, else the write's verdict.
 cw::Verdict run_pm_write(const uint32_t *hash, const void *value, uint32_t size,
-                         cw::Answer<kParamAnswerHead + kParamMaxSize> &ans) {
+                         cw::AnswerBuffer<kParamAnswerHead + kParamMaxSize> &ans) {
     if (hash == nullptr || size > kParamMaxSize || (size != 0 && value == nullptr)) {
         return cw::unsent(CW_ERR_PARAM);
     }
@@ -131,7 +132,7 @@ cw::Verdict run_pm_write(const uint32_t *hash, const void *value, uint32_t size,
 // ---- Data subscription ----
 
 extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
-    cw::Answer<1> ans;
+    cw::AnswerBuffer<1> ans;
     const cw::Verdict v = cw::run(kDsReset, {}, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -148,7 +149,7 @@ extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
 }
 
 extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
-    cw::Answer<kBagAnswerLen> ans;
+    cw::AnswerBuffer<kBagAnswerLen> ans;
     const int32_t rc = send_bag(bag, rate, count, items, ans);
     if (rc != 0) {
         CW_USRLOG("cw flight ds %d add send fail %d\n", bag, rc);
@@ -165,7 +166,7 @@ extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8
 
 extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
     const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, kControlConstant);
-    cw::Answer<1> ans;
+    cw::AnswerBuffer<1> ans;
     const cw::Verdict v = cw::run(kControlEnable, payload, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -183,7 +184,7 @@ extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
 
 extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
     const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, submode);
-    cw::Answer<1> ans;
+    cw::AnswerBuffer<1> ans;
     const cw::Verdict v = cw::run(kSubmodeSet, payload, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -261,7 +262,7 @@ extern "C" int32_t cw_v1_flight_api_imu_propeller_cali_reset(void) {
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_base_heartbeat(void) {
-    cw::Answer<1> ans;
+    cw::AnswerBuffer<1> ans;
     const cw::Verdict v = cw::run(kBaseHeartbeat, cw::le::pack<uint8_t>(kBaseHeartbeatByte), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -277,7 +278,7 @@ extern "C" int32_t cw_v1_flight_api_imu_base_heartbeat(void) {
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) {
-    cw::Answer<6> ans;
+    cw::AnswerBuffer<6> ans;
     const cw::Verdict v = cw::run(kCaliStart, cw::le::pack<uint32_t, uint8_t>(key, value), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -295,7 +296,7 @@ extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) 
 
 extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *progress) {
     CW_REQUIRE(progress);
-    cw::Answer<6> ans;
+    cw::AnswerBuffer<6> ans;
     const cw::Verdict v = cw::run(kCaliProgress, cw::le::pack<uint32_t>(key), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -314,7 +315,7 @@ extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *prog
 
 extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uint32_t request_len, ImuCaliRt *result) {
     CW_REQUIRE(result, request != nullptr || request_len == 0, request_len <= cw::kLinkMaxLen);
-    cw::Answer<kImuCaliRtAnswerLen> ans;
+    cw::AnswerBuffer<kImuCaliRtAnswerLen> ans;
     const cw::Verdict v = cw::run(kImuCaliRt, {request, request_len}, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -346,7 +347,7 @@ extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uin
 extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 0 : hash_name(name); }
 
 extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
-    cw::Answer<6> ans;
+    cw::AnswerBuffer<6> ans;
     const cw::Verdict v =
         hash == nullptr ? cw::unsent(CW_ERR_PARAM) : cw::run(kParamRead, cw::le::pack<uint32_t>(*hash), ans.span());
     switch (v.outcome) {
@@ -364,7 +365,7 @@ extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
 }
 
 extern "C" int32_t nav_v1_flight_api_write_pm(const uint32_t *hash, const void *value, uint32_t size) {
-    cw::Answer<kParamAnswerHead + kParamMaxSize> ans;
+    cw::AnswerBuffer<kParamAnswerHead + kParamMaxSize> ans;
     const cw::Verdict v = run_pm_write(hash, value, size, ans);
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -472,7 +473,7 @@ extern "C" int32_t cw_v1_cwqt_switch(const char *word) {
 extern "C" int32_t cw_v1_flight_set_uuid(void) {
     const auto payload = cw::le::pack<uint8_t, uint16_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t>(
         kIdentityWrite, 2000, 12, 5, 1, 2, 3, 1, 50);
-    cw::Answer<4> ans;
+    cw::AnswerBuffer<4> ans;
     const cw::Verdict v = cw::run(kIdentityWriteCmd, payload, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -489,7 +490,7 @@ extern "C" int32_t cw_v1_flight_set_uuid(void) {
 }
 
 extern "C" int32_t cw_v1_flight_get_uuid(void) {
-    cw::Answer<4> ans;
+    cw::AnswerBuffer<4> ans;
     const cw::Verdict v = cw::run(kIdentityReadCmd, cw::le::pack<uint8_t>(kIdentityRead), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:

@@ -97,7 +97,7 @@ extern "C" int32_t cw_v1_pano_image_buf(uint32_t value0, uint8_t value1, uint8_t
     if (records_len != 0) {
         std::memcpy(p + kPanoImageHeaderLen, records, records_len);
     }
-    cw::Answer<1> unread;  // the vision processor's answer is not awaited
+    cw::AnswerBuffer<1> unread;  // the vision processor's answer is not awaited
     const cw::Verdict v = cw::run(kPanoImageBuf, payload.view(), unread.span());
     payload.release();
     if (v.outcome != cw::Outcome::Done) {
