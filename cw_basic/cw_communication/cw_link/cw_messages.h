@@ -304,7 +304,7 @@ constexpr size_t elements(const Field &f, size_t len) {
 // ---- Compile-time lookups for the library: a name that is not in the table does not build ----
 
 // Never defined: a lookup that reaches it is not a constant expression, so the build stops there.
-void no_such_message_or_field();
+[[noreturn]] void no_such_message_or_field();
 
 // A row by name and direction.
 consteval const Message &named(std::string_view name, Dir dir) {
