@@ -11,6 +11,13 @@
 extern "C" {
 #endif
 
+/* The largest payload the link carries, in bytes. */
+#define MBUS_LINK_MAX_PAYLOAD 2048u
+
+/* A push handler. The link hands every push over in a buffer of MBUS_LINK_MAX_PAYLOAD bytes: the
+ * message's bytes, then zeros up to the end of the buffer. A handler may therefore read any byte
+ * below MBUS_LINK_MAX_PAYLOAD whatever the length the module sent; bytes past a short message read
+ * as zero. An implementation of this interface must keep this guarantee. */
 typedef int32_t (*mbus_v1_cb_t)(const uint8_t *payload);
 
 int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, const uint8_t *payload,

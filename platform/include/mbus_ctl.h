@@ -24,9 +24,6 @@ extern "C" {
 #define MBUS_ERR_NO_DATA (-61)    /* data manager: no item under this key */
 #define MBUS_ERR_NO_RECEIVER (-2) /* named message: no receiver registered under this name */
 
-/* The largest payload the link carries; pushes are copied into a zero-filled buffer of this size. */
-#define MBUS_LINK_MAX_PAYLOAD 2048u
-
 /* One request as the link saw it. The payload is copied (up to MBUS_LINK_MAX_PAYLOAD bytes). */
 typedef struct {
     uint8_t cmd_set;

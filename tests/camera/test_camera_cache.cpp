@@ -50,9 +50,9 @@ TEST_F(CameraCache, PushesFillTheirItemsWhileRegistered) {
     cw_register_v1_camera_data();
     cw_register_v1_camera_status_data();
     cw_register_v1_camera_len_para_data();
-    Bytes data(32, 0xEE), lens(29, 0xEE);
+    Payload data(32, 0xEE), lens(29, 0xEE);
     data[31] = 0x5A;
-    const Bytes words = cat({le16(0x0102), le16(0xA0B0), le16(0xFFFE)});
+    const Payload words = cat({le16(0x0102), le16(0xA0B0), le16(0xFFFE)});
     std::copy(words.begin(), words.end(), lens.begin() + 23);
     EXPECT_EQ((std::tuple{push(2, 16, data), push(2, 135, lens)}), std::make_tuple(0, 0));
     const auto s = snapshot();
@@ -62,7 +62,7 @@ TEST_F(CameraCache, PushesFillTheirItemsWhileRegistered) {
     // Busy exactly when bits 3..5 of byte 0 hold 1.
     for (auto [flags, busy] :
          {std::pair{0x08, 1}, {0x0F, 1}, {0x48, 1}, {0xC9, 1}, {0x00, 0}, {0x10, 0}, {0x18, 0}, {0x38, 0}, {0xF7, 0}}) {
-        Bytes status(62, 0xEE);
+        Payload status(62, 0xEE);
         status[0] = static_cast<uint8_t>(flags), status[57] = static_cast<uint8_t>(flags + 1);
         status[61] = static_cast<uint8_t>(0xF0 + busy);
         cw_camera_update_camera_busy_status(busy ? 0 : 1);
@@ -74,8 +74,8 @@ TEST_F(CameraCache, PushesFillTheirItemsWhileRegistered) {
     }
     cw_unregister_v1_camera_status_data();
     cw_unregister_v1_camera_len_para_data();
-    EXPECT_EQ(push(2, 128, Bytes(62, 0)), MBUS_ERR_NO_PEER);
-    EXPECT_EQ(push(2, 135, Bytes(29, 0)), MBUS_ERR_NO_PEER);
+    EXPECT_EQ(push(2, 128, Payload(62, 0)), MBUS_ERR_NO_PEER);
+    EXPECT_EQ(push(2, 135, Payload(29, 0)), MBUS_ERR_NO_PEER);
     EXPECT_TRUE(leveled().empty() && usrlog().empty());
 
     EXPECT_EQ(registrations(), "+2/16 +2/128 +2/135 -2/128 -2/135 ");

@@ -17,8 +17,8 @@ constexpr uint32_t kCam = 2000000;
 // An accepted command: its request to the camera, quiet and 0. The link failure, the refusal and
 // the empty answer of every command are the fault table's.
 Row cam(const std::string &name, std::function<int32_t()> fn, int id, uint32_t timeout, uint32_t resp_len,
-        const Bytes &payload = {}) {
-    return {name, std::move(fn), Bytes(47, 0), 0, {}, Req{2, id, 0x0100, timeout, resp_len, payload}};
+        const Payload &payload = {}) {
+    return {name, std::move(fn), Payload(47, 0), 0, {}, Req{2, id, 0x0100, timeout, resp_len, payload}};
 }
 #define C(call, ...) cam(CALL(call), __VA_ARGS__)
 #define W(name, call, ...) cam(CALL_AS(name, call), __VA_ARGS__)  // a wrapper and its command
@@ -72,10 +72,10 @@ TEST_F(CameraCommands, OutParametersOnSuccessOnly) {
     CameraStatusInfo st = {0xDEADBEEF, 0xEE};
     answer({3, 7});  // a refused focus mode is logged, not returned, and not written either
     EXPECT_EQ(std::make_pair(cw_v1_camera_api_get_focus_mode(&focus), focus), std::make_pair(0, uint8_t{0xEE}));
-    Bytes len(47, 0x55);
+    Payload len(47, 0x55);
     len[0] = 0, len[28] = 0x34, len[29] = 0x12;
-    for (const Bytes &a :
-         {Bytes{0, 1}, Bytes{0, 7}, Bytes{0, 0xFE, 1, 2, 3, 0x44}, len, Bytes{5, 1, 2, 3, 4, 5, 6, 7, 8, 9}}) {
+    for (const Payload &a :
+         {Payload{0, 1}, Payload{0, 7}, Payload{0, 0xFE, 1, 2, 3, 0x44}, len, Payload{5, 1, 2, 3, 4, 5, 6, 7, 8, 9}}) {
         answer(a);  // the path answer lands whatever its result byte
     }
     EXPECT_EQ((std::vector<int32_t>{cw_v1_camera_api_query_camera_mode(&mode), cw_v1_camera_api_get_focus_mode(&focus),
@@ -83,7 +83,7 @@ TEST_F(CameraCommands, OutParametersOnSuccessOnly) {
                                     cw_v1_camera_api_get_path(path)}),
               std::vector<int32_t>(5, 0));
     EXPECT_EQ(std::make_tuple(mode, focus, st.state, st.detail, focal), std::make_tuple(1, 7, 0xFEu, 0x44, 0x1234));
-    EXPECT_EQ(Bytes(path, path + 10), (Bytes{5, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(Payload(path, path + 10), (Payload{5, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }
 
 TEST_F(CameraCommands, SwitchModeQueriesFirstAndSendsOnlyWhenTheModeDiffers) {
@@ -100,7 +100,7 @@ TEST_F(CameraCommands, SwitchModeQueriesFirstAndSendsOnlyWhenTheModeDiffers) {
         EXPECT_EQ(s[0].cmd_id, 17);
         if (target >= 0) {
             EXPECT_EQ(std::tie(s[1].cmd_set, s[1].cmd_id, s[1].timeout, s[1].resp_len, s[1].payload),
-                      std::make_tuple(2, 16, kCam, 1u, Bytes{uint8_t(target)}));
+                      std::make_tuple(2, 16, kCam, 1u, Payload{uint8_t(target)}));
         }
     }
     mbus_ctl_reset();

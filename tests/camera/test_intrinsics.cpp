@@ -30,11 +30,11 @@ struct Entry {
 };
 
 // Header, then the entries param_size bytes apart over a 0xEE filler.
-Bytes record(uint8_t nr, const std::vector<Entry> &entries, uint16_t param_size = 41) {
-    Bytes b = cat({le16(96), le16(3), {1, nr}, le16(param_size), le16(4000), le16(3000), {0, 0}});
+Payload record(uint8_t nr, const std::vector<Entry> &entries, uint16_t param_size = 41) {
+    Payload b = cat({le16(96), le16(3), {1, nr}, le16(param_size), le16(4000), le16(3000), {0, 0}});
     for (size_t i = 0; i < entries.size(); ++i) {
         const float s = entries[i].s;
-        Bytes raw = cat({{0xEE, 0xEE, entries[i].valid}, le16(entries[i].focal)});
+        Payload raw = cat({{0xEE, 0xEE, entries[i].valid}, le16(entries[i].focal)});
         for (float v : {100 * s, 101 * s, 50 * s, 40 * s, s, 2 * s, 3 * s, 4 * s, 5 * s}) {
             raw = cat({raw, lef32(v)});
         }
@@ -44,7 +44,7 @@ Bytes record(uint8_t nr, const std::vector<Entry> &entries, uint16_t param_size 
     return b;
 }
 
-void write_file(const fs::path &p, const Bytes &b) {
+void write_file(const fs::path &p, const Payload &b) {
     std::ofstream(p, std::ios::binary).write(reinterpret_cast<const char *>(b.data()), std::streamsize(b.size()));
 }
 
@@ -148,16 +148,16 @@ TEST_F(Intrinsics, ParsePrintsTheRecordAndFailsOnAMissingFile) {
 
 TEST_F(Intrinsics, HostileRecordsStayInsideTheirBuffers) {
     const Entry a{1, 240}, b{1, 480};
-    const Bytes b_alone = record(1, {b}), b_raw(b_alone.begin() + 14, b_alone.end());
-    Bytes far = record(2, {a}, 600), beyond = record(2, {a}, 1000), cut = record(2, {a, b});
+    const Payload b_alone = record(1, {b}), b_raw(b_alone.begin() + 14, b_alone.end());
+    Payload far = record(2, {a}, 600), beyond = record(2, {a}, 1000), cut = record(2, {a, b});
     far.resize(614), beyond.resize(1014, 0xEE), cut.pop_back();
-    far = cat({far, b_raw, Bytes(2000, 0xEE)});  // entry 1 at 614: inside the 1024 bytes read
-    beyond = cat({beyond, b_raw});               // entry 1 would end at 1055: beyond them
+    far = cat({far, b_raw, Payload(2000, 0xEE)});  // entry 1 at 614: inside the 1024 bytes read
+    beyond = cat({beyond, b_raw});                 // entry 1 would end at 1055: beyond them
     // clang-format off
-    for (auto [file, nr, converted] : std::vector<std::tuple<Bytes, int, int>>{
+    for (auto [file, nr, converted] : std::vector<std::tuple<Payload, int, int>>{
              {record(200, {a, b, a, b, a}), 200, 2}, {record(255, {a}, 0xFFFF), 255, 1}, {cut, 2, 1}, {far, 2, 2},
              {beyond, 2, 1}, {cat({record(2, {a}, 1), {0}}), 2, 2}, {record(2, {a}, 1), 2, 1}, {record(2, {}), 2, 0},
-             {Bytes{0x60, 0, 3, 0, 1, 2}, 2, 0}, {Bytes{0x60, 0, 3}, 0, 0}}) {
+             {Payload{0x60, 0, 3, 0, 1, 2}, 2, 0}, {Payload{0x60, 0, 3}, 0, 0}}) {
         // clang-format on
         write_file(kTmp, file);
         struct {

@@ -21,8 +21,8 @@ protected:
     }
 };
 
-Bytes ramp(size_t n, uint8_t from) {
-    Bytes b(n);
+Payload ramp(size_t n, uint8_t from) {
+    Payload b(n);
     for (size_t i = 0; i < n; ++i) {
         b[i] = static_cast<uint8_t>(from + i);
     }
@@ -53,8 +53,8 @@ TEST_F(FlightCache, HandlersFillTheRecordsAndModuleInitClearsThem) {
     EXPECT_EQ(
         std::make_tuple(m.byte0_low, m.byte0_high, m.words1[0], m.words1[7], m.words17[0], m.words17[7], m.byte33),
         std::make_tuple(0x5, 0xA, 0x1110, 0x1F1E, 0x2120, 0x2F2E, 0x77));
-    EXPECT_EQ((Bytes{s.byte0, s.byte1, s.byte2, s.byte7, s.byte8, s.byte9, s.byte10, s.byte11}),
-              (Bytes{1, 2, 3, 8, 9, 10, 11, 12}));
+    EXPECT_EQ((Payload{s.byte0, s.byte1, s.byte2, s.byte7, s.byte8, s.byte9, s.byte10, s.byte11}),
+              (Payload{1, 2, 3, 8, 9, 10, 11, 12}));
     EXPECT_EQ(std::make_tuple(s.word3, s.word5, state, err), std::make_tuple(0x1234, 0x5678, 0x42, 0x07));
     EXPECT_EQ(sensor, ramp(59, 1));
 
@@ -72,7 +72,7 @@ TEST_F(FlightCache, HandlersFillTheRecordsAndModuleInitClearsThem) {
     // Init clears the four records; the process status and the origin stay.
     EXPECT_EQ(cw_flight_module_init(), 0);
     read_all();
-    EXPECT_EQ(cat({bytes_of(m), bytes_of(s), sensor, {state, err}}), Bytes(36 + 14 + 59 + 2, 0));
+    EXPECT_EQ(cat({bytes_of(m), bytes_of(s), sensor, {state, err}}), Payload(36 + 14 + 59 + 2, 0));
     LocalPosition p;
     cw_flight_get_gps_pos_data(&p, GpsPosition{0, 0.5, 0});
     cw_get_cwqt_proc_status(&status);
@@ -105,7 +105,7 @@ TEST_F(FlightCache, RateLimitedLines) {
 }
 
 TEST_F(FlightCache, ImuDataGroupFromTheDataManager) {
-    const Bytes data = ramp(136, 0x40);
+    const Payload data = ramp(136, 0x40);
     mbus_ctl_dm_set_imu(data.data());
     ImuDataGroup g{};
     const int32_t before = mbus_ctl_dm_outstanding();
@@ -114,7 +114,7 @@ TEST_F(FlightCache, ImuDataGroupFromTheDataManager) {
     mbus_ctl_dm_fail_take(-61);
     g = {};  // not written when the take fails, written before a failed return
     EXPECT_EQ(cw_flight_get_imu_data_group(&g), -61);
-    EXPECT_EQ(bytes_of(g), Bytes(136, 0));
+    EXPECT_EQ(bytes_of(g), Payload(136, 0));
     mbus_ctl_dm_fail_return(-7);
     EXPECT_EQ(cw_flight_get_imu_data_group(&g), -7);
     EXPECT_EQ(bytes_of(g), data);
@@ -169,7 +169,7 @@ TEST_F(FlightCache, SubscriptionAtStartUp) {
 
 TEST(ParamHash, ReferenceValues) {
     // The parameter names the library uses are checked with their commands.
-    // Bytes of 128 and more count as unsigned; 2^40 - 1 is taken modulo 2^32 - 5.
+    // Payload of 128 and more count as unsigned; 2^40 - 1 is taken modulo 2^32 - 5.
     EXPECT_EQ((std::vector<uint32_t>{get_hash_value("enable_0"), get_hash_value(""), get_hash_value("A"),
                                      get_hash_value("\xff\x80"), get_hash_value("\xff\xff\xff\xff\xff")}),
               (std::vector<uint32_t>{1737311780u, 0u, 65u, 0xFF80u, 1279u}));
@@ -189,15 +189,15 @@ int32_t param_peer(void *, const mbus_ctl_request_t *req, uint8_t *resp, uint32_
 TEST_F(FlightCache, HeightAndRadiusLimitsInEightSteps) {
     mbus_ctl_set_peer(0x0306, param_peer, nullptr);
     EXPECT_EQ(cw_set_height_and_radius_limit_value(0x0178, 0x0203), 0);
-    const Bytes height = le32(57746314u), radius = le32(1113328276u), enabled = le32(1806478126u);
+    const Payload height = le32(57746314u), radius = le32(1113328276u), enabled = le32(1806478126u);
     // Each request as its id, its answer length and its payload.
     // clang-format off
-    const std::vector<Bytes> want = {
+    const std::vector<Payload> want = {
         cat({{248, 6}, height}), cat({{248, 6}, radius}), cat({{248, 6}, enabled}), cat({{249, 6}, enabled, {1}}),
         cat({{249, 7}, height, {0x78, 1}}), cat({{249, 7}, radius, {3, 2}}),
         cat({{248, 6}, height}), cat({{248, 6}, radius})};
     // clang-format on
-    std::vector<Bytes> got;
+    std::vector<Payload> got;
     for (const Sent &r : sent()) {
         got.push_back(cat({{r.cmd_id, static_cast<uint8_t>(r.resp_len)}, r.payload}));
     }

@@ -18,7 +18,7 @@ const uint32_t kItems[2] = {0x01020304, 0xA0B0C0D0};
 const FlightAttitudeCmd kAttitude = {3, 4, {1, -2, 3, 4, 5, 6.5f}};
 
 // A request to the flight controller (set 3 unless given): awaited for 200 ms when it has an answer.
-Req fc(int id, uint32_t resp_len, const Bytes &payload, int set = 3) {
+Req fc(int id, uint32_t resp_len, const Payload &payload, int set = 3) {
     return {set, id, set == 34 ? 0x1105 : 0x0306, resp_len ? 200000u : 0u, resp_len, payload};
 }
 
@@ -28,8 +28,8 @@ class Flight : public LinkTest {};
 #define F(call) CALL(cw_v1_flight_api_##call)
 
 TEST_F(Flight, RoutesPayloadsAnswerPoliciesAndLines) {
-    const Bytes adv = cat({{9, 8}, lef32(1.5f), lef32(-2.0f), lef32(0.1f), lef32(3e7f), lef32(-0.0f), lef32(7.25f)});
-    const Bytes bag = {2, 0x34, 0x12, 1, 2, 4, 3, 2, 1, 0xD0, 0xC0, 0xB0, 0xA0};
+    const Payload adv = cat({{9, 8}, lef32(1.5f), lef32(-2.0f), lef32(0.1f), lef32(3e7f), lef32(-0.0f), lef32(7.25f)});
+    const Payload bag = {2, 0x34, 0x12, 1, 2, 4, 3, 2, 1, 0xD0, 0xC0, 0xB0, 0xA0};
     const std::string ack = "U ACK RESULT -----  ", pm = "U [fc_pm]: ", rt = "cw_v1_flight_api_imu_read_cali_rt";
     testing::internal::CaptureStdout();
     // clang-format off
@@ -95,7 +95,7 @@ TEST_F(Flight, OutParametersOnlyOnSuccessAndPayloadLimits) {
     EXPECT_EQ(g_progress, 60);
 
     // Every value of the calibration read-back sits at an unaligned offset.
-    Bytes ans = cat({{0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00}, lef32(1.25f), lef32(-3.5f), {0xA1, 0xA2, 0xA3, 0xA4}});
+    Payload ans = cat({{0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00}, lef32(1.25f), lef32(-3.5f), {0xA1, 0xA2, 0xA3, 0xA4}});
     for (int i = 2; i <= 8; ++i) {
         ans = cat({ans, lef32(static_cast<float>(i) * 0.5f)});
     }
@@ -106,8 +106,8 @@ TEST_F(Flight, OutParametersOnlyOnSuccessAndPayloadLimits) {
     EXPECT_EQ(cw_v1_flight_api_imu_read_cali_rt(kReq, 3, &rt), -1001);
     EXPECT_EQ(std::make_tuple(rt.value0, rt.value1, rt.values2_8[0], rt.values2_8[6]),
               std::make_tuple(1.25f, -3.5f, 1.0f, 4.0f));
-    EXPECT_EQ(cat({Bytes(rt.raw_a, rt.raw_a + 4), Bytes(rt.raw_b, rt.raw_b + 4)}),
-              (Bytes{0xA1, 0xA2, 0xA3, 0xA4, 0xB1, 0xB2, 0xB3, 0xB4}));
+    EXPECT_EQ(cat({Payload(rt.raw_a, rt.raw_a + 4), Payload(rt.raw_b, rt.raw_b + 4)}),
+              (Payload{0xA1, 0xA2, 0xA3, 0xA4, 0xB1, 0xB2, 0xB3, 0xB4}));
 
     mbus_ctl_reset();
     std::vector<uint32_t> items(63, 0x01020304);
@@ -125,9 +125,9 @@ TEST_F(Flight, OutParametersOnlyOnSuccessAndPayloadLimits) {
 }
 
 TEST_F(Flight, WrappersWithFixedArguments) {
-    const Bytes attitude = cat({{3, 4}, lef32(1), lef32(-2), lef32(3), lef32(4), lef32(5), lef32(6.5f)});
+    const Payload attitude = cat({{3, 4}, lef32(1), lef32(-2), lef32(3), lef32(4), lef32(5), lef32(6.5f)});
     // clang-format off
-    const std::vector<std::pair<std::function<int32_t()>, Bytes>> cases = {
+    const std::vector<std::pair<std::function<int32_t()>, Payload>> cases = {
         {cw_flight_obtain_control, {1, 2}}, {cw_flight_release_control, {2, 2}}, {cw_flight_takeoff, {1}},
         {cw_flight_enable_oa, {0xFF}}, {cw_flight_disable_oa, {0x00}}, {cw_flight_land, {6}},
         {[] { return cw_flight_send_flytest_mode(7); }, {50, 7}},
@@ -143,7 +143,7 @@ TEST_F(Flight, WrappersWithFixedArguments) {
         set_test_mode(mode);
         answer({});
         EXPECT_EQ(cw_flight_land(), 0);
-        EXPECT_EQ(sent().back().payload, (Bytes{31}));
+        EXPECT_EQ(sent().back().payload, (Payload{31}));
     }
     set_test_mode(0);
 }

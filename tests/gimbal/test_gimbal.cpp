@@ -38,7 +38,7 @@ TEST_F(Gimbal, RequestsAnswerPoliciesAndLines) {
         {W(reset_yaw, cw_gimbal_reset_yaw()), {}, -5, {"L1 cw gimbal reset yaw send fail -5\n"},
          Req{4, 12, G, 0, 0, {0, 0, 0, 0, 0, 0, 0x20}}},
         {W(release_control, cw_gimbal_release_control()), {}, -5, {"L1 cw gimbal angle control send fail -5\n"},
-         Req{4, 10, G, 0, 0, Bytes(12, 0)}},
+         Req{4, 10, G, 0, 0, Payload(12, 0)}},
         {W(query_joint_angle, cw_gimbal_query_joint_angle(g_v)), {1}, -1001,
          {"L1 cw gimbal api query joint angle ack != 0\n"}, Req{4, 104, G, 200000, 15, {0x11, 1, 1}}},
         {W(waterwave_trigger, cw_gimbal_waterwave_trigger("START")), {2}, -1001,
@@ -70,7 +70,7 @@ TEST_F(Gimbal, RequestsAnswerPoliciesAndLines) {
 // All six records as one image of their field bytes (little-endian host, as the messages):
 // main info [0,16), fpv info [16,32), ctrl info [32,40), water-wave [40,47), stick [47,55),
 // extend [55,61). The water-wave record's padding byte is left out.
-Bytes image() {
+Payload image() {
     GimbalInfo main, fpv;
     GimbalCtrlInfo ctrl;
     GimbalWvResult wv;
@@ -80,8 +80,8 @@ Bytes image() {
                   cw_gimbal_get_main_gimbal_ctrl_info(&ctrl) | cw_gimbal_get_wv_result(&wv) |
                   cw_rc_get_stick_value(&stick) | cw_rc_get_extend_value(&extend),
               0);
-    const Bytes w = bytes_of(wv);
-    return cat({bytes_of(main), bytes_of(fpv), bytes_of(ctrl), Bytes(w.begin(), w.begin() + 7), bytes_of(stick),
+    const Payload w = bytes_of(wv);
+    return cat({bytes_of(main), bytes_of(fpv), bytes_of(ctrl), Payload(w.begin(), w.begin() + 7), bytes_of(stick),
                 bytes_of(extend)});
 }
 
@@ -106,14 +106,14 @@ TEST_F(GimbalCaches, EachMessageDecodesAtAnyAlignmentIntoOnlyItsRecord) {
     cw_gimbal_update_fpv_gimbal_info(&fpv);
     for (size_t offset = 0; offset < 4; ++offset) {
         for (const Kind &k : kKinds) {
-            Bytes payload(k.len);
+            Payload payload(k.len);
             for (size_t i = 0; i < k.len; ++i) {
                 payload[i] = uint8_t(0x80 + 0x10 * offset + i);  // a different value at every byte and round
             }
-            Bytes want = image();
+            Payload want = image();
             std::copy(payload.begin(), payload.end(), want.begin() + k.at);
             // From an odd place in memory, followed by bytes that the handler must not take.
-            Bytes buf = cat({Bytes(offset, 0xCC), payload, Bytes(8, 0xCC)});
+            Payload buf = cat({Payload(offset, 0xCC), payload, Payload(8, 0xCC)});
             const mbus_v1_cb_t cb = mbus_ctl_handler(k.set, k.id);
             ASSERT_NE(cb, nullptr);
             EXPECT_EQ(cb(buf.data() + offset), 0);
@@ -121,7 +121,7 @@ TEST_F(GimbalCaches, EachMessageDecodesAtAnyAlignmentIntoOnlyItsRecord) {
         }
     }
     EXPECT_EQ(cw_gimbal_module_init() | cw_rc_module_init(), 0);
-    EXPECT_EQ(image(), Bytes(61, 0));  // fpv included
+    EXPECT_EQ(image(), Payload(61, 0));  // fpv included
 }
 
 TEST_F(GimbalCaches, UnregisteredGimbalMessagesLeaveTheCacheAsItWas) {
@@ -130,9 +130,9 @@ TEST_F(GimbalCaches, UnregisteredGimbalMessagesLeaveTheCacheAsItWas) {
     cw_unregister_v1_gimbal_data();
     EXPECT_EQ(registrations(), "+4/1 +4/5 +4/63 +6/80 +10/6 -4/1 -4/5 -4/63 ");
     for (const Kind &k : kKinds) {
-        push(k.set, k.id, Bytes(16, 0x66));
+        push(k.set, k.id, Payload(16, 0x66));
     }
-    EXPECT_EQ(image(), cat({Bytes(40, 0), {7, 0, 8, 0, 9, 0, 10}, Bytes(14, 0x66)}));  // rc stays registered
+    EXPECT_EQ(image(), cat({Payload(40, 0), {7, 0, 8, 0, 9, 0, 10}, Payload(14, 0x66)}));  // rc stays registered
 }
 
 }  // namespace

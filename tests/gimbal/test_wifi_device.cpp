@@ -17,10 +17,10 @@ struct {
 } g;
 const uint8_t kCellReq[4] = {9, 8, 7, 6};
 
-Bytes text(const std::string &s) { return Bytes(s.begin(), s.end()); }
-Bytes head(const Bytes &b, size_t n) { return Bytes(b.begin(), b.begin() + n); }
-Bytes ramp(size_t n) {  // 'A', 'B', ...
-    Bytes b(n);
+Payload text(const std::string &s) { return Payload(s.begin(), s.end()); }
+Payload head(const Payload &b, size_t n) { return Payload(b.begin(), b.begin() + n); }
+Payload ramp(size_t n) {  // 'A', 'B', ...
+    Payload b(n);
     for (size_t i = 0; i < n; ++i)
         b[i] = static_cast<uint8_t>(0x41 + i);
     return b;
@@ -51,27 +51,27 @@ TEST_F(WifiDevice, WifiRequestsAndPolicies) {
 }
 
 TEST_F(WifiDevice, VersionAndSerialTextsAtTheirLimits) {
-    for (const auto &[raw, want] : std::vector<std::pair<Bytes, std::string>>{
+    for (const auto &[raw, want] : std::vector<std::pair<Payload, std::string>>{
              {{4, 3, 2, 1}, "1.2.3.4"}, {{255, 255, 255, 255}, "255.255.255.255"}}) {
         std::memset(g.version, 0xEE, sizeof g.version);
-        answer(cat({{0}, Bytes(21, '9'), raw, Bytes(4, '9')}));
+        answer(cat({{0}, Payload(21, '9'), raw, Payload(4, '9')}));
         EXPECT_EQ(cw_v1_common_api_get_version(0x0306, g.version), 0);
-        EXPECT_EQ(bytes_of(g.version), cat({text(want), Bytes(16 - want.size(), 0)}));
+        EXPECT_EQ(bytes_of(g.version), cat({text(want), Payload(16 - want.size(), 0)}));
     }
     EXPECT_EQ(request(), (Req{0, 1, 0x0306, 200000, 30, {}}));
-    const Bytes tail = ramp(29);  // answer bytes 3..31
+    const Payload tail = ramp(29);  // answer bytes 3..31
     answer(cat({{0, 0x55, 0x66}, tail}));
     ASSERT_EQ(cw_v1_common_api_get_SN(2, g.sn), 0);
-    EXPECT_EQ(bytes_of(g.sn), cat({head(tail, 14), Bytes(18, 0)}));
+    EXPECT_EQ(bytes_of(g.sn), cat({head(tail, 14), Payload(18, 0)}));
     EXPECT_EQ(request(2), (Req{0, 81, 0x0306, 200000, 32, {2}}));
     for (const int n : {5, 20, 255}) {  // battery: n bytes copied (at most 29), text cut at 14
         mbus_ctl_reset();
         answer(cat({{0, 0, uint8_t(n)}, tail}));
         ASSERT_EQ(cw_v1_battery_api_get_battery_sn(g.bsn), 0);
-        Bytes want = cat({head(tail, std::min(n, 29)), Bytes(32, 0)});
+        Payload want = cat({head(tail, std::min(n, 29)), Payload(32, 0)});
         want[14] = 0;
-        EXPECT_EQ(Bytes(want.begin(), want.begin() + 32), bytes_of(g.bsn)) << n;
-        EXPECT_EQ(request(), (Req{13, 4, 0x0B00, 2000000, 32, Bytes(9, 0)}));
+        EXPECT_EQ(Payload(want.begin(), want.begin() + 32), bytes_of(g.bsn)) << n;
+        EXPECT_EQ(request(), (Req{13, 4, 0x0B00, 2000000, 32, Payload(9, 0)}));
         EXPECT_EQ(lines(), Texts{std::string("U get battery sn send SUCCESS:")
                                      .append(tail.begin(), tail.begin() + std::min(n, 14))
                                      .append("\n")});
@@ -79,7 +79,7 @@ TEST_F(WifiDevice, VersionAndSerialTextsAtTheirLimits) {
 }
 
 TEST_F(WifiDevice, BatteryRecordsPassThroughUnchanged) {
-    const Bytes data = ramp(56);
+    const Payload data = ramp(56);
     answer(cat({{0}, data}));
     answer(cat({{0}, data}));
     EXPECT_EQ(cw_v1_battery_api_get_dynamic_info(&g.dyn) | cw_v1_battery_api_get_cell_voltage(kCellReq, &g.cell), 0);

@@ -29,7 +29,7 @@ TEST_F(LinkTest, OnlyVariableLengthRequestsTakeABlockAndGiveItBack) {
     }
     heap_reset();
     for (const PushKey &k : register_every_handler()) {
-        push(k.cmd_set, k.cmd_id, Bytes(256, 0x08));
+        push(k.cmd_set, k.cmd_id, Payload(256, 0x08));
     }
     EXPECT_EQ(heap_calls().allocs, 0u);
     // The subscription bag (also at start-up), a parameter write (three of them by name for the

@@ -10,7 +10,7 @@ std::vector<Sent> sent() {
     for (mbus_ctl_request_t r; mbus_ctl_request_get(uint32_t(out.size()), &r) == 0;) {
         const uint32_t len = std::min(r.payload_len, MBUS_LINK_MAX_PAYLOAD);
         out.push_back({r.cmd_set, r.cmd_id, r.receiver, r.timeout, r.resp_len, r.payload_null != 0, r.resp_null != 0,
-                       Bytes(r.payload, r.payload + len)});
+                       Payload(r.payload, r.payload + len)});
     }
     return out;
 }
@@ -84,9 +84,9 @@ std::string registrations() {
     return out;
 }
 
-void answer(const Bytes &bytes) { mbus_ctl_script_answer(bytes.data(), static_cast<uint32_t>(bytes.size())); }
+void answer(const Payload &bytes) { mbus_ctl_script_answer(bytes.data(), static_cast<uint32_t>(bytes.size())); }
 void fail_next(int32_t result) { mbus_ctl_script_result(result); }
-int32_t push(uint8_t cmd_set, uint8_t cmd_id, const Bytes &payload) {
+int32_t push(uint8_t cmd_set, uint8_t cmd_id, const Payload &payload) {
     return mbus_ctl_push(cmd_set, cmd_id, payload.data(), static_cast<uint32_t>(payload.size()));
 }
 
@@ -104,9 +104,9 @@ void run(const std::vector<Row> &rows, int32_t fail, const std::string &file) {
     }
 }
 
-Bytes cat(std::initializer_list<Bytes> parts) {
-    Bytes out;
-    for (const Bytes &p : parts) {
+Payload cat(std::initializer_list<Payload> parts) {
+    Payload out;
+    for (const Payload &p : parts) {
         out.insert(out.end(), p.begin(), p.end());
     }
     return out;

@@ -16,7 +16,7 @@
 
 namespace cwt {
 
-using Bytes = std::vector<uint8_t>;
+using Payload = std::vector<uint8_t>;  // bytes as they go over the link
 using Texts = std::vector<std::string>;
 
 // One request as the link saw it, with its payload as a byte vector.
@@ -25,7 +25,7 @@ struct Sent {
     uint16_t receiver;
     uint32_t timeout, resp_len;
     bool payload_null, resp_null;
-    Bytes payload;
+    Payload payload;
 };
 // One leveled-log line.
 struct Line {
@@ -53,7 +53,7 @@ Texts lines(const std::string &func = "", const std::string &file = "");
 Texts both(int level, const std::string &text);
 
 // A request: set, id, receiver, timeout, answer length, payload.
-using Req = std::tuple<int, int, int, uint32_t, uint32_t, Bytes>;
+using Req = std::tuple<int, int, int, uint32_t, uint32_t, Payload>;
 // The i-th request since the last reset (a null payload or answer pointer exactly when empty).
 Req request(size_t i = 0);
 
@@ -62,10 +62,10 @@ Req request(size_t i = 0);
 std::string registrations();
 
 // Scripts the next request to be answered with these bytes (result 0), or to fail.
-void answer(const Bytes &bytes);
+void answer(const Payload &bytes);
 void fail_next(int32_t result);
 // Pushes a message synchronously through the registered handler.
-int32_t push(uint8_t cmd_set, uint8_t cmd_id, const Bytes &payload);
+int32_t push(uint8_t cmd_set, uint8_t cmd_id, const Payload &payload);
 
 // One call on a clean link: the link fails the send (with the table's failure code) when `answer`
 // is empty and answers `answer` otherwise; then the result, the lines (as lines()) and, when given,
@@ -73,7 +73,7 @@ int32_t push(uint8_t cmd_set, uint8_t cmd_id, const Bytes &payload);
 struct Row {
     std::string call;
     std::function<int32_t()> fn;
-    Bytes answer;
+    Payload answer;
     int32_t rc;
     Texts lines;
     std::optional<Req> req = {};
@@ -85,14 +85,14 @@ void run(const std::vector<Row> &rows, int32_t fail = -5, const std::string &fil
 
 // Byte images (the host, like the aircraft, is little-endian) for expected payloads and pushes.
 template <class T>
-Bytes bytes_of(const T &v) {
-    return Bytes(reinterpret_cast<const uint8_t *>(&v), reinterpret_cast<const uint8_t *>(&v) + sizeof v);
+Payload bytes_of(const T &v) {
+    return Payload(reinterpret_cast<const uint8_t *>(&v), reinterpret_cast<const uint8_t *>(&v) + sizeof v);
 }
-inline Bytes le16(uint16_t v) { return bytes_of(v); }
-inline Bytes le32(uint32_t v) { return bytes_of(v); }
-inline Bytes le64(uint64_t v) { return bytes_of(v); }
-inline Bytes lef32(float v) { return bytes_of(v); }
-Bytes cat(std::initializer_list<Bytes> parts);
+inline Payload le16(uint16_t v) { return bytes_of(v); }
+inline Payload le32(uint32_t v) { return bytes_of(v); }
+inline Payload le64(uint64_t v) { return bytes_of(v); }
+inline Payload lef32(float v) { return bytes_of(v); }
+Payload cat(std::initializer_list<Payload> parts);
 
 // What the library prints on standard output while `calls` run.
 std::string printed(const std::function<void()> &calls);

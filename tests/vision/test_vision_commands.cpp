@@ -20,7 +20,7 @@ const std::string kApi = "cw_protocal/src/api/cw_v1_vision_api";
 const std::string kTestcmd = "cw_protocal/src/api/cw_v1_testcmd_api";
 
 // A request of the vision set.
-Req vis(int id, int receiver, const Bytes &payload, uint32_t timeout = 0, uint32_t resp_len = 0) {
+Req vis(int id, int receiver, const Payload &payload, uint32_t timeout = 0, uint32_t resp_len = 0) {
     return {10, id, receiver, timeout, resp_len, payload};
 }
 
@@ -31,13 +31,13 @@ class VisionCommands : public LinkTest {};
 TEST_F(VisionCommands, MissionRequestsAndTheirLines) {
     const std::string vm = "vision module ";
     const auto ok = [](std::string call, std::function<int32_t()> fn, Texts lines, int id, int receiver,
-                       Bytes payload) {
+                       Payload payload) {
         return Row{std::move(call), std::move(fn), {0}, 0, std::move(lines), vis(id, receiver, payload)};
     };
     for (size_t i = 0; i < sizeof g_records; ++i) {
         g_records[i] = static_cast<uint8_t>(i * 7 + 3);
     }
-    const Bytes full = cat({le32(0xA1B2C3D4), {0x5E, 0, 0, 255}, Bytes(g_records, g_records + sizeof g_records)});
+    const Payload full = cat({le32(0xA1B2C3D4), {0x5E, 0, 0, 255}, Payload(g_records, g_records + sizeof g_records)});
     // clang-format off
     run({
         ok(CALL(cw_v1_vision_api_subscribe_oa_result(1)), {}, 116, 0x1200, {1}),
@@ -94,7 +94,7 @@ TEST_F(VisionCommands, AutotestStartedFlagAcrossFailuresARaceAStopAndAStartAndTh
          {"L1 vision module start autotest fail 2\n", "U ==navigation autotest closed! \n",
           "U vision module start autotest fail2 2\n"}, start},
         {CALL(cw_v1_autotest_stop_distance_limit()), {0x05, 0x00}, 0, {"U autotest close distance limit success! \n"},
-         Req{3, 218, 0x0306, 200000, 2, cat({{0x07}, Bytes(8, 0x00), Bytes(14, 0x01)})}},
+         Req{3, 218, 0x0306, 200000, 2, cat({{0x07}, Payload(8, 0x00), Payload(14, 0x01)})}},
         {CALL(cw_v1_autotest_stop_distance_limit()), {0x00, 0x03}, CW_ERR_ACK,
          both(1, "autotest close distance limit fail 3\n")},
     }, kLinkFail, kTestcmd);
@@ -152,9 +152,9 @@ TEST_F(VisionCommands, MarkerMessageHandOverAndItsSixAttemptFailurePath) {
     for (uint32_t i = 0; i < 7; ++i) {
         mbus_ctl_message_t m;
         mbus_ctl_message_get(i, &m);
-        const Bytes bytes =
-            i == 0 ? Bytes{1, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0} : cat({le32(0xFFFFFFFF), le32(0x01020304), le32(70000)});
-        EXPECT_EQ(std::make_tuple(std::string(m.name), m.len, m.flags, Bytes(m.data, m.data + 12), m.result),
+        const Payload bytes = i == 0 ? Payload{1, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0}
+                                     : cat({le32(0xFFFFFFFF), le32(0x01020304), le32(70000)});
+        EXPECT_EQ(std::make_tuple(std::string(m.name), m.len, m.flags, Payload(m.data, m.data + 12), m.result),
                   std::make_tuple(std::string("fly_marker_thread"), 12u, 0u, bytes, i == 1 ? -7 : 0));
     }
     const Texts all = lines("cw_send_msg_to_marker", kApi);
@@ -174,7 +174,7 @@ TEST_F(VisionCommands, MarkerPositionRoundTripsWholeAndInitClearsIt) {
     EXPECT_EQ(std::memcmp(&out, &in, 164), 0);
     EXPECT_EQ(cw_marker_module_init(), 0);
     cw_marker_get_position(&out);
-    EXPECT_EQ(Bytes(out.bytes, out.bytes + 164), Bytes(164, 0));
+    EXPECT_EQ(Payload(out.bytes, out.bytes + 164), Payload(164, 0));
 }
 
 }  // namespace

@@ -36,15 +36,15 @@ void set(int32_t (*setter)(const T *), T v) {
     setter(&v);
 }
 
-Bytes at(size_t len, std::initializer_list<std::pair<size_t, uint8_t>> bytes) {
-    Bytes b(len, 0xEE);  // bytes the handler must not read
+Payload at(size_t len, std::initializer_list<std::pair<size_t, uint8_t>> bytes) {
+    Payload b(len, 0xEE);  // bytes the handler must not read
     for (const auto &[off, v] : bytes) {
         b[off] = v;
     }
     return b;
 }
-Bytes lapse(uint8_t state, uint8_t code) { return at(19, {{17, state}, {18, code}}); }
-Bytes osd(uint8_t waiting, uint8_t pano, uint8_t qs) { return at(14, {{4, waiting}, {12, pano}, {13, qs}}); }
+Payload lapse(uint8_t state, uint8_t code) { return at(19, {{17, state}, {18, code}}); }
+Payload osd(uint8_t waiting, uint8_t pano, uint8_t qs) { return at(14, {{4, waiting}, {12, pano}, {13, qs}}); }
 
 TEST_F(VisionPush, RegistrationsObstacleAvoidanceAndVioResults) {
     push(10, 115,
@@ -92,7 +92,7 @@ TEST_F(VisionPush, QuickShotProcErrSubmodesAndTargets) {
     cw_set_nav_pano_submode(9);
     cw_set_nav_qs_submode(9);
     // clang-format off
-    for (const auto &[msg, pano, qs] : std::vector<std::tuple<Bytes, uint8_t, uint8_t>>{
+    for (const auto &[msg, pano, qs] : std::vector<std::tuple<Payload, uint8_t, uint8_t>>{
              {osd(0, 0x0B, 0xFF), 5, 127}, {osd(0, 0x0A, 0x03), 5, 1}, {osd(0x80, 0x01, 0x01), 5, 1}, {osd(0, 0x01, 0x00), 0, 1}}) {
         // clang-format on
         push(10, 90, msg);
@@ -153,7 +153,7 @@ TEST_F(VisionPush, PanoStatusAndFailuresLoggedOncePerRunOfOneCode) {
 }
 
 TEST_F(VisionPush, FrequentLinesOnTheFirstMessageThenOneIn49) {
-    for (const auto &[id, msg, want] : std::vector<std::tuple<uint8_t, Bytes, Texts>>{
+    for (const auto &[id, msg, want] : std::vector<std::tuple<uint8_t, Payload, Texts>>{
              {77, {0}, {"U Pano Photo return Success : 0\n"}},
              {90, osd(1, 0x03, 0x85), {"U waiting:1 pano mode:3, qs mode:133\n"}},
              {84,

@@ -10,30 +10,31 @@
 #include <cstddef>
 
 #include "cirrow/cw_common.h"
+#include "mbus.h"
 
 namespace cw {
 
 // The largest message the link carries, in bytes.
-inline constexpr size_t kLinkMaxLen = 2048;
+inline constexpr size_t kLinkMaxLen = MBUS_LINK_MAX_PAYLOAD;
 
 // True when every argument is given: each pointer non-null, each condition true.
 template <class... A>
-constexpr bool given(const A &...args) {
+constexpr bool all_given(const A &...args) {
     return (static_cast<bool>(args) && ...);
 }
 
 }  // namespace cw
 
-#define CW_REQUIRE(...)                  \
-    do {                                 \
-        if (!::cw::given(__VA_ARGS__)) { \
-            return CW_ERR_PARAM;         \
-        }                                \
+#define CW_REQUIRE(...)                      \
+    do {                                     \
+        if (!::cw::all_given(__VA_ARGS__)) { \
+            return CW_ERR_PARAM;             \
+        }                                    \
     } while (0)
 
-#define CW_REQUIRE_VOID(...)             \
-    do {                                 \
-        if (!::cw::given(__VA_ARGS__)) { \
-            return;                      \
-        }                                \
+#define CW_REQUIRE_VOID(...)                 \
+    do {                                     \
+        if (!::cw::all_given(__VA_ARGS__)) { \
+            return;                          \
+        }                                    \
     } while (0)

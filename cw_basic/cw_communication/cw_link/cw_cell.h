@@ -51,7 +51,7 @@ inline constexpr size_t kLine = 64;
 // The record's bytes: plain storage copied with memcpy, or (under ThreadSanitizer) words moved
 // with acquire/release atomics.
 template <size_t N, bool Atomic = kAtomicCopies>
-struct Bytes {
+struct RecordStorage {
     unsigned char b[N] = {};
     void write(const void *src, size_t len) { std::memcpy(b, src, len); }
     void fill_zero() { std::memset(b, 0, N); }
@@ -59,7 +59,7 @@ struct Bytes {
 };
 
 template <size_t N>
-struct Bytes<N, true> {
+struct RecordStorage<N, true> {
     static constexpr size_t kWords = (N + 3) / 4;
     std::atomic<uint32_t> w[kWords] = {};
     void write(const void *src, size_t len) {
@@ -135,8 +135,17 @@ public:
         }
     }
 
-    // Generation of the record: advances by one on every store.
-    uint32_t generation() const { return seq_.load(std::memory_order_acquire) / 2; }
+    // Changes the stored record in place with `change(T &)`, as one store: no other writer runs
+    // between the read and the write.
+    template <class Change>
+    void update(Change change) {
+        const uint32_t seq = lock();
+        T v;
+        bytes_.read(&v, sizeof(T));
+        change(v);
+        bytes_.write(&v, sizeof(T));
+        unlock(seq);
+    }
 
 private:
     static void fence(std::memory_order order) {
@@ -164,7 +173,7 @@ private:
     void unlock(uint32_t seq) { seq_.store(seq + 2, std::memory_order_release); }
 
     std::atomic<uint32_t> seq_{0};
-    cell_detail::Bytes<sizeof(T)> bytes_;
+    cell_detail::RecordStorage<sizeof(T)> bytes_;
 };
 
 // A single-word cache item: one atomic access per read or write.
@@ -177,6 +186,19 @@ public:
     constexpr explicit Word(T v) : v_(v) {}
     void store(T v) { v_.store(v, std::memory_order_relaxed); }
     T load() const { return v_.load(std::memory_order_relaxed); }
+
+    // Moves the word from `from` to `to`; does nothing (and returns false) when it holds anything
+    // else by then, so a value written meanwhile (an application's reset) is never overwritten by
+    // a transition computed from the old one.
+    bool advance(T from, T to) { return v_.compare_exchange_strong(from, to, std::memory_order_relaxed); }
+
+    // Replaces the word with change(old) as one atomic step; `change` may run more than once.
+    template <class Change>
+    void update(Change change) {
+        T old = v_.load(std::memory_order_relaxed);
+        while (!v_.compare_exchange_weak(old, change(old), std::memory_order_relaxed)) {
+        }
+    }
 
 private:
     std::atomic<T> v_{};

@@ -1,15 +1,18 @@
-// Push handler registration: a module's handlers are one constexpr table of {set, id, handler},
+// Push handler registration: a module's handlers are one constexpr table of {row, handler},
 // registered and unregistered in table order.
 #pragma once
 
 #include <cstdint>
 #include <span>
 
+#include "cw_messages.h"
 #include "mbus.h"
 
 namespace cw {
 
 struct PushHandler {
+    constexpr PushHandler(const link::Message &row, mbus_v1_cb_t handler)
+        : cmd_set(row.set), cmd_id(row.id), cb(handler) {}
     uint8_t cmd_set;
     uint8_t cmd_id;
     mbus_v1_cb_t cb;

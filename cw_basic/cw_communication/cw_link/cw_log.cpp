@@ -112,7 +112,7 @@ void put_hex(Appender &out, uint32_t v) {
     out.bytes(start, static_cast<size_t>(end - start));
 }
 
-// The head into `out`; usrlog_head() below is the same with snprintf's interface.
+// The head into `out`, byte for byte what "%10llu USRLOG[%-25s :%d]:: " makes of it.
 void write_head(Appender &out, uint64_t boot_time, const char *func, int line) {
     constexpr size_t kTimeWidth = 10;
     constexpr size_t kNameWidth = 25;
@@ -182,12 +182,6 @@ bool write_text(Appender &out, const char *fmt, va_list args) {
 // NOLINTEND(clang-analyzer-valist.Uninitialized)
 
 }  // namespace
-
-size_t usrlog_head(char *buf, size_t size, uint64_t boot_time, const char *func, int line) {
-    Appender out(buf, size);
-    write_head(out, boot_time, func, line);
-    return out.finish();
-}
 
 namespace {
 

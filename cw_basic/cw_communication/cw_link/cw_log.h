@@ -52,13 +52,9 @@ consteval SourceName<N> source_name(const char (&path)[N]) {
     return out;
 }
 
-// Formats the fixed head of a usrlog line, "%10llu USRLOG[%-25s :%d]:: " of the boot time, the
-// function and the line, exactly as snprintf(buf, size, ...) would: the result is the head's
-// whole length; at most size - 1 bytes of it are stored, then a NUL (when size > 0).
-size_t usrlog_head(char *buf, size_t size, uint64_t boot_time, const char *func, int line);
-
-// Writes one usrlog line for function `func` at source line `line`. The line is formatted into a
-// 1024-byte stack buffer; a longer one is cut, and at most 1023 bytes reach the channel.
+// Writes one usrlog line for function `func` at source line `line`: the head
+// "%10llu USRLOG[%-25s :%d]:: " of the boot time, the function and the line, then the text. The line is formatted into
+// a 1024-byte stack buffer; a longer one is cut, and at most 1023 bytes reach the channel.
 void usrlog(const char *func, int line, const char *fmt, ...) __attribute__((format(printf, 3, 4)));
 
 }  // namespace cw::log

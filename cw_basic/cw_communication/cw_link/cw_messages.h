@@ -44,6 +44,7 @@ struct Message {
     uint16_t len;       // the length this row is for, or kAnyLen
     const char *name;   // module.what, unique per direction
     Field fields[kMaxFields];
+    uint32_t timeout = 0;  // requests: how long a command that awaits the answer waits for it (us)
 
     constexpr size_t field_count() const {
         size_t n = 0;
@@ -54,6 +55,15 @@ struct Message {
     }
     constexpr std::span<const Field> field_list() const { return {fields, field_count()}; }
 };
+
+// How long commands wait for their answers (microseconds). A request sent without an answer
+// buffer waits for nothing, whatever its row says.
+inline constexpr uint32_t kWaitShort = 20000;
+inline constexpr uint32_t kWaitCommon = 200000;
+inline constexpr uint32_t kWaitHalfSecond = 500000;
+inline constexpr uint32_t kWaitSecond = 1000000;
+inline constexpr uint32_t kWaitCamera = 2000000;
+inline constexpr uint32_t kWaitPhoto = 5000000;
 
 // Receivers of the modules.
 inline constexpr uint16_t kCamera = 0x0100;
@@ -78,13 +88,13 @@ inline constexpr Field kResult{"result", 0, U8};
 // clang-format off
 inline constexpr Message kMessages[] = {
     // ---- flight controller: subscription, control, steering
-    {3, 21, Request, kFlight, L, "flight.ds_reset", {}},
+    {3, 21, Request, kFlight, L, "flight.ds_reset", {}, kWaitCommon},
     {3, 21, Answer, kFlight, L, "flight.ds_reset", {{"result", 0, U8, 1, "0: the flight data stops streaming"}}},
-    {3, 20, Request, kFlight, L, "flight.ds_bag_add", {{"bag", 0, U8, 1, "data bag number"}, {"rate", 1, U16, 1, "pushes per second the bag streams at", "Hz"}, {"constant", 3, U8}, {"count", 4, U8, 1, "number of items in the bag"}, {"items", 5, U32, 0, "item identifiers of the bag"}}},
+    {3, 20, Request, kFlight, L, "flight.ds_bag_add", {{"bag", 0, U8, 1, "data bag number"}, {"rate", 1, U16, 1, "pushes per second the bag streams at", "Hz"}, {"constant", 3, U8}, {"count", 4, U8, 1, "number of items in the bag"}, {"items", 5, U32, 0, "item identifiers of the bag"}}, kWaitCommon},
     {3, 20, Answer, kFlight, L, "flight.ds_bag_add", {{"result", 0, U8, 1, "0: the flight data streams from now on"}, {"bag", 1, U8, 1, "the bag number, echoed"}, {"reserved", 2, Bytes, 2}, {"count", 4, U8, 1, "the item count, echoed"}}},
-    {3, 128, Request, kFlight, L, "flight.control_enable", {{"mode", 0, U8, 1, "1 obtain control, anything else release it"}, {"constant", 1, U8}}},
+    {3, 128, Request, kFlight, L, "flight.control_enable", {{"mode", 0, U8, 1, "1 obtain control, anything else release it"}, {"constant", 1, U8}}, kWaitCommon},
     {3, 128, Answer, kFlight, L, "flight.control_enable", {kResult}},
-    {3, 141, Request, kFlight, L, "flight.submode_set", {{"mode", 0, U8, 1, "flight mode, reported back in flight.fc_state mode"}, {"submode", 1, U8, 1, "sub-mode, reported back in flight.fc_state submode"}}},
+    {3, 141, Request, kFlight, L, "flight.submode_set", {{"mode", 0, U8, 1, "flight mode, reported back in flight.fc_state mode"}, {"submode", 1, U8, 1, "sub-mode, reported back in flight.fc_state submode"}}, kWaitCommon},
     {3, 141, Answer, kFlight, L, "flight.submode_set", {kResult}},
     {3, 142, Request, kFlight, L, "flight.adv_control", {{"mode_a", 0, U8}, {"mode_b", 1, U8}, {"values", 2, F32, 6, "velocities north, east, up (m/s) and the yaw rate (deg/s, clockwise), then two unused values; the aircraft moves at them while in the air"}}},
     {3, 158, Request, kFlight, L, "flight.yaw_rate_control", {{"rate", 0, F32, 1, "turn rate about the vertical axis", "deg/s"}}},
@@ -93,23 +103,23 @@ inline constexpr Message kMessages[] = {
     {10, 86, Request, kFlight, L, "flight.heartbeat", {{"kind", 0, U8}, {"value", 1, U8, 1, "fly-test value, reported back in flight.fc_state flytest"}}},
     // ---- flight controller: IMU calibration, parameters by name hash, identity
     {10, 84, Request, kFlight, L, "flight.propeller_cali", {{"action", 0, U8}}},
-    {0, 0, Request, kFlight, L, "flight.base_heartbeat", {{"value", 0, U8}}},
+    {0, 0, Request, kFlight, L, "flight.base_heartbeat", {{"value", 0, U8}}, kWaitCommon},
     {0, 0, Answer, kFlight, L, "flight.base_heartbeat", {{"value", 0, U8}}},
-    {3, 171, Request, kFlight, L, "flight.imu_cali_rt", {{"request", 0, Bytes, 0}}},
+    {3, 171, Request, kFlight, L, "flight.imu_cali_rt", {{"request", 0, Bytes, 0}}, kWaitCommon},
     {3, 171, Answer, kFlight, L, "flight.imu_cali_rt", {{"header", 0, Bytes, 6}, {"value0", 6, F32}, {"value1", 10, F32}, {"raw_a", 14, Bytes, 4}, {"values2_8", 18, F32, 7}, {"raw_b", 46, Bytes, 4}}},
-    {3, 248, Request, kFlight, L, "flight.param_read", {{"hash", 0, U32, 1, "hash of the parameter's name"}}},
+    {3, 248, Request, kFlight, L, "flight.param_read", {{"hash", 0, U32, 1, "hash of the parameter's name"}}, kWaitCommon},
     {3, 248, Answer, kFlight, L, "flight.param_read", {{"result", 0, U8, 1, "0 found, 2 no such parameter"}, {"hash", 1, U32, 1, "the hash, echoed"}, {"value", 5, U8, 1, "first byte of the value; an IMU calibration step's progress", "%"}}},
-    {3, 249, Request, kFlight, L, "flight.param_write", {{"hash", 0, U32, 1, "hash of the parameter's name"}, {"value", 4, Bytes, 0, "the value, little-endian; one byte to an unknown name starts an IMU calibration step"}}},
+    {3, 249, Request, kFlight, L, "flight.param_write", {{"hash", 0, U32, 1, "hash of the parameter's name"}, {"value", 4, Bytes, 0, "the value, little-endian; one byte to an unknown name starts an IMU calibration step"}}, kWaitCommon},
     {3, 249, Answer, kFlight, L, "flight.param_write", {{"result", 0, U8, 1, "0 stored"}, {"hash", 1, U32, 1, "the hash, echoed"}, {"value", 5, Bytes, 0, "the value, echoed"}}},
-    {3, 218, Request, kFlight, 10, "flight.identity_write", {{"op", 0, U8}, {"year", 1, U16}, {"data", 3, Bytes, 7}}},
-    {3, 218, Request, kFlight, 1, "flight.identity_read", {{"op", 0, U8}}},
-    {3, 218, Request, kFlight, 23, "flight.distance_limit", {{"op", 0, U8}, {"data", 1, Bytes, 22}}},
+    {3, 218, Request, kFlight, 10, "flight.identity_write", {{"op", 0, U8}, {"year", 1, U16}, {"data", 3, Bytes, 7}}, kWaitCommon},
+    {3, 218, Request, kFlight, 1, "flight.identity_read", {{"op", 0, U8}}, kWaitCommon},
+    {3, 218, Request, kFlight, 23, "flight.distance_limit", {{"op", 0, U8}, {"data", 1, Bytes, 22}}, kWaitCommon},
     {3, 218, Answer, kFlight, 4, "flight.identity", {{"op", 0, U8, 1, "the operation, echoed"}, {"result", 1, U8, 1, "0 done"}, {"len", 2, U8, 1, "length of value (1)"}, {"value", 3, U8, 1, "the identity byte (50 until written)"}}},
     {3, 218, Answer, kFlight, 2, "flight.distance_limit", {{"op", 0, U8}, {"result", 1, U8}}},
     {34, 72, Request, kQuickTest, L, "quicktest.switch", {{"on_off", 0, U8, 1, "1 starts the quick-test service, anything else stops it"}, {"reserved", 1, U8}, {"value", 2, U8}}},
-    {0, 81, Request, kFlight, L, "common.get_sn", {{"selector", 0, U8}}},
+    {0, 81, Request, kFlight, L, "common.get_sn", {{"selector", 0, U8}}, kWaitCommon},
     {0, 81, Answer, kFlight, L, "common.get_sn", {kResult, {"sn", 3, Bytes, 14, "aircraft serial number text"}}},
-    {0, 1, Request, A, L, "common.get_version", {}},
+    {0, 1, Request, A, L, "common.get_version", {}, kWaitCommon},
     {0, 1, Answer, A, L, "common.get_version", {kResult, {"version", 22, U32, 1, "firmware version, one byte per part from the lowest (1.2.3.0 is 0x01020300)"}}},
     // ---- vision processor
     {10, 116, Request, kVisionResult, L, "vision.subscribe_oa_result", {{"value", 0, U8, 1, "non-zero: stream vision.oa_result"}}},
@@ -127,7 +137,7 @@ inline constexpr Message kMessages[] = {
     {10, 122, Request, kVision, L, "vision.lapse_recover", {{"value0", 0, U8}, {"value1", 1, U8}}},
     {10, 240, Request, kQs160, L, "vision.qs160_mode", {{"value0", 0, U8}, {"value1", 1, F32}, {"value2", 5, U8}}},
     {10, 241, Request, kQs160, L, "vision.qs160_index", {{"value", 0, U8}}},
-    {16, 27, Request, kVision, L, "vision.autotest", {{"start", 0, U8, 1, "1 starts the vision self-test, anything else stops it"}}},
+    {16, 27, Request, kVision, L, "vision.autotest", {{"start", 0, U8, 1, "1 starts the vision self-test, anything else stops it"}}, kWaitCommon},
     {16, 27, Answer, kVision, L, "vision.autotest", {kResult}},
     {10, 112, Push, A, L, "vision.vio_self_cali", {{"flag", 0, I32, 1, "1 calibrated"}, {"roll", 4, F32, 1, "VIO roll offset", "deg"}, {"pitch", 8, F32, 1, "VIO pitch offset", "deg"}, {"yaw", 12, F32, 1, "VIO yaw offset", "deg"}}},
     {10, 115, Push, A, L, "vision.oa_result", {{"state", 0, U8, 1, "1 valid"}, {"values", 1, U16, 6, "obstacle distances in six directions", "cm"}, {"flags", 13, U8, 1, "sensor flags"}}},
@@ -145,48 +155,48 @@ inline constexpr Message kMessages[] = {
     {34, 72, Push, A, L, "quicktest.proc_status", {{"state", 0, U8, 1, "3: the service is running"}}},
     {34, 73, Push, A, L, "quicktest.msg", {{"kind", 0, U8, 1, "1 heartbeat"}, {"state", 1, U8, 1, "1 alive"}, {"err", 2, U8}, {"rest", 3, Bytes, 3}}},
     // ---- camera
-    {2, 17, Request, kCamera, L, "camera.query_mode", {}},
+    {2, 17, Request, kCamera, L, "camera.query_mode", {}, kWaitCamera},
     {2, 17, Answer, kCamera, L, "camera.query_mode", {kResult, {"mode", 1, U8, 1, "camera mode: photo or video, as switched"}}},
-    {2, 16, Request, kCamera, L, "camera.switch_mode", {{"mode", 0, U8}}},
+    {2, 16, Request, kCamera, L, "camera.switch_mode", {{"mode", 0, U8}}, kWaitCamera},
     {0, 14, Request, kCamera, L, "camera.heartbeat", {}},
-    {0, 0, Request, kCamera, L, "camera.ping", {{"value", 0, U8}}},
+    {0, 0, Request, kCamera, L, "camera.ping", {{"value", 0, U8}}, kWaitCamera},
     {0, 0, Answer, kCamera, L, "camera.ping", {{"byte0", 0, U8}, {"ack", 1, U8}}},
-    {2, 22, Request, kCamera, L, "camera.photo_storage_format", {{"format", 0, U8}}},
-    {2, 218, Request, kCamera, L, "camera.storage_path", {{"head", 0, Bytes, 6}, {"medium", 6, Bytes, 2}}},
-    {2, 2, Request, kCamera, L, "camera.take_video", {{"start", 0, U8, 1, "1 starts recording, anything else stops it"}}},
-    {2, 1, Request, kCamera, L, "camera.take_photo", {{"type", 0, U8, 1, "photo type"}}},
-    {2, 146, Request, kCamera, L, "camera.get_path", {}},
+    {2, 22, Request, kCamera, L, "camera.photo_storage_format", {{"format", 0, U8}}, kWaitCommon},
+    {2, 218, Request, kCamera, L, "camera.storage_path", {{"head", 0, Bytes, 6}, {"medium", 6, Bytes, 2}}, kWaitCommon},
+    {2, 2, Request, kCamera, L, "camera.take_video", {{"start", 0, U8, 1, "1 starts recording, anything else stops it"}}, kWaitCamera},
+    {2, 1, Request, kCamera, L, "camera.take_photo", {{"type", 0, U8, 1, "photo type"}}, kWaitPhoto},
+    {2, 146, Request, kCamera, L, "camera.get_path", {}, kWaitCamera},
     {2, 146, Answer, kCamera, L, "camera.get_path", {kResult, {"path", 1, Bytes, 0, "file name of the last photo, e.g. P0001.JPG"}}},
-    {2, 37, Request, kCamera, L, "camera.get_focus_mode", {}},
+    {2, 37, Request, kCamera, L, "camera.get_focus_mode", {}, kWaitCamera},
     {2, 37, Answer, kCamera, L, "camera.get_focus_mode", {kResult, {"mode", 1, U8}}},
-    {2, 36, Request, kCamera, L, "camera.set_focus_mode", {{"mode", 0, U8}}},
-    {2, 112, Request, kCamera, L, "camera.get_status", {}},
+    {2, 36, Request, kCamera, L, "camera.set_focus_mode", {{"mode", 0, U8}}, kWaitCamera},
+    {2, 112, Request, kCamera, L, "camera.get_status", {}, kWaitCamera},
     {2, 112, Answer, kCamera, L, "camera.get_status", {kResult, {"state", 1, U8, 1, "0 idle, 1 busy with a photo, 2 recording"}, {"detail", 5, U8, 1, "photos taken (low byte)"}}},
-    {2, 48, Request, kCamera, L, "camera.af_region", {{"region", 0, Bytes, 8}}},
-    {2, 135, Request, kCamera, L, "camera.curr_focus_len", {}},
+    {2, 48, Request, kCamera, L, "camera.af_region", {{"region", 0, Bytes, 8}}, kWaitCamera},
+    {2, 135, Request, kCamera, L, "camera.curr_focus_len", {}, kWaitCamera},
     {2, 135, Answer, kCamera, L, "camera.curr_focus_len", {kResult, {"focal", 28, U16, 1, "focal length, 45 mm plus a quarter of the zoom", "0.1 mm"}}},
-    {2, 30, Request, kCamera, L, "camera.exposure_mode", {{"first", 0, U8}, {"second", 1, U8}}},
-    {2, 42, Request, kCamera, L, "camera.iso", {{"iso", 0, U8}}},
-    {2, 40, Request, kCamera, L, "camera.shutter", {{"first", 0, U8}, {"value", 1, U16}, {"last", 3, U8}}},
-    {2, 24, Request, kCamera, L, "camera.video_format", {{"format", 0, Bytes, 5}}},
-    {2, 28, Request, kCamera, L, "camera.video_storage_format", {{"format", 0, U8}}},
-    {2, 162, Request, kCamera, L, "camera.focus", {{"focus", 0, U16, 1, "focus position, reported in camera.lens_data"}}},
-    {2, 106, Request, kCamera, L, "camera.photo_format", {{"mode", 0, U8}, {"byte1", 1, U8}, {"type", 2, U8}, {"rest", 3, Bytes, 3}}},
-    {2, 74, Request, kCamera, L, "camera.timelapse", {{"params", 0, Bytes, 6}}},
-    {2, 225, Request, kCamera, L, "camera.top_mode", {{"mode", 0, U8}}},
-    {2, 184, Request, kCamera, L, "camera.zoom", {{"head0", 0, U8}, {"head1", 1, U8}, {"zoom", 2, U16, 1, "zoom position, reported in camera.lens_data"}}},
+    {2, 30, Request, kCamera, L, "camera.exposure_mode", {{"first", 0, U8}, {"second", 1, U8}}, kWaitCamera},
+    {2, 42, Request, kCamera, L, "camera.iso", {{"iso", 0, U8}}, kWaitCamera},
+    {2, 40, Request, kCamera, L, "camera.shutter", {{"first", 0, U8}, {"value", 1, U16}, {"last", 3, U8}}, kWaitCamera},
+    {2, 24, Request, kCamera, L, "camera.video_format", {{"format", 0, Bytes, 5}}, kWaitCamera},
+    {2, 28, Request, kCamera, L, "camera.video_storage_format", {{"format", 0, U8}}, kWaitCamera},
+    {2, 162, Request, kCamera, L, "camera.focus", {{"focus", 0, U16, 1, "focus position, reported in camera.lens_data"}}, kWaitCamera},
+    {2, 106, Request, kCamera, L, "camera.photo_format", {{"mode", 0, U8}, {"byte1", 1, U8}, {"type", 2, U8}, {"rest", 3, Bytes, 3}}, kWaitCamera},
+    {2, 74, Request, kCamera, L, "camera.timelapse", {{"params", 0, Bytes, 6}}, kWaitCamera},
+    {2, 225, Request, kCamera, L, "camera.top_mode", {{"mode", 0, U8}}, kWaitCamera},
+    {2, 184, Request, kCamera, L, "camera.zoom", {{"head0", 0, U8}, {"head1", 1, U8}, {"zoom", 2, U16, 1, "zoom position, reported in camera.lens_data"}}, kWaitCamera},
     {2, 184, Answer, kCamera, L, "camera.zoom", {{"byte0", 0, U8}, {"ack", 1, U8}}},
     {2, 16, Push, A, L, "camera.data", {{"camera_type", 31, U8, 1, "camera type (3)"}}},
     {2, 128, Push, A, L, "camera.status_data", {{"status_flags", 0, U8, 1, "bit 3 set while the camera is busy (a photo, a recording)"}, {"mode_profile", 57, U8, 1, "camera mode"}, {"core_board_temp", 61, U8, 1, "core board temperature", "degC"}}},
     {2, 135, Push, A, L, "camera.lens_data", {{"lens", 23, U16, 3, "zoom position, focal length (0.1 mm), focus position"}, {"rest", 29, Bytes, 18}}},
     // ---- gimbal
-    {4, 68, Request, kGimbal, L, "gimbal.mode_control", {{"mode", 0, U8, 1, "gimbal mode, reported in its pushes"}}},
-    {4, 10, Request, kGimbal, L, "gimbal.angle_control", {{"angle0", 0, I16, 1, "target pitch", "0.1 deg"}, {"angle1", 2, I16, 1, "target roll", "0.1 deg"}, {"angle2", 4, I16, 1, "target yaw", "0.1 deg"}, {"constant", 6, U16}, {"flags", 8, U8, 1, "bit 7: drive to the angles; clear: release"}, {"reserved", 9, U8}, {"value", 10, U16}}},
+    {4, 68, Request, kGimbal, L, "gimbal.mode_control", {{"mode", 0, U8, 1, "gimbal mode, reported in its pushes"}}, kWaitCommon},
+    {4, 10, Request, kGimbal, L, "gimbal.angle_control", {{"angle0", 0, I16, 1, "target pitch", "0.1 deg"}, {"angle1", 2, I16, 1, "target roll", "0.1 deg"}, {"angle2", 4, I16, 1, "target yaw", "0.1 deg"}, {"constant", 6, U16}, {"flags", 8, U8, 1, "bit 7: drive to the angles; clear: release"}, {"reserved", 9, U8}, {"value", 10, U16}}, kWaitSecond},
     {4, 12, Request, kGimbal, L, "gimbal.rate_control", {{"rate0", 0, I16, 1, "pitch rate", "0.1 deg/s"}, {"rate1", 2, I16, 1, "roll rate", "0.1 deg/s"}, {"rate2", 4, I16, 1, "yaw rate", "0.1 deg/s"}, {"flags", 6, U8, 1, "0x20 alone: turn the yaw back to 0"}}},
-    {4, 104, Request, kGimbal, L, "gimbal.query_joint_angle", {{"query", 0, Bytes, 3}}},
+    {4, 104, Request, kGimbal, L, "gimbal.query_joint_angle", {{"query", 0, Bytes, 3}}, kWaitCommon},
     {4, 104, Answer, kGimbal, L, "gimbal.query_joint_angle", {kResult, {"first", 3, I32, 1, "pitch", "0.1 deg"}, {"third", 7, I32, 1, "yaw", "0.1 deg"}, {"second", 11, I32, 1, "roll", "0.1 deg"}}},
-    {4, 61, Request, kGimbal, L, "gimbal.waterwave_trigger", {{"action", 0, U8, 1, "starts a water-wave detection (reported in gimbal.wv_result)"}}},
-    {4, 30, Request, kGimbal, L, "gimbal.subscribe_info", {{"byte0", 0, U8}, {"byte1", 1, U8}, {"byte2", 2, U8}, {"byte3", 3, U8}}},
+    {4, 61, Request, kGimbal, L, "gimbal.waterwave_trigger", {{"action", 0, U8, 1, "starts a water-wave detection (reported in gimbal.wv_result)"}}, kWaitShort},
+    {4, 30, Request, kGimbal, L, "gimbal.subscribe_info", {{"byte0", 0, U8}, {"byte1", 1, U8}, {"byte2", 2, U8}, {"byte3", 3, U8}}, kWaitCommon},
     {4, 1, Push, A, L, "gimbal.ctrl_info", {{"target", 0, I16, 3, "target pitch, roll, yaw", "0.1 deg"}, {"mode", 6, U8, 1, "gimbal mode"}, {"flags", 7, U8, 1, "bit 7 while driving to the target"}}},
     {4, 5, Push, A, L, "gimbal.info", {{"joint", 0, I16, 3, "joint angles pitch, roll, yaw", "0.1 deg"}, {"mode", 6, U16, 1, "gimbal mode"}, {"time_ms", 8, U32, 1, "time on the aircraft's clock", "ms"}, {"status", 12, U32, 1, "1 working"}}},
     {4, 63, Push, A, L, "gimbal.wv_result", {{"scores", 0, U16, 3, "water-wave scores"}, {"waves", 6, U8, 1, "1 waves seen"}}},
@@ -194,18 +204,19 @@ inline constexpr Message kMessages[] = {
     {6, 80, Push, A, L, "rc.buttons", {{"buttons", 0, U16}, {"mode_switch", 2, U16, 1, "flight-mode switch position"}, {"byte4", 4, U8}, {"byte5", 5, U8}}},
     {10, 6, Push, A, L, "rc.sticks", {{"sticks", 0, U16, 4, "stick positions, 1024 centred", "counts"}}},
     // ---- Wi-Fi
-    {7, 43, Request, kWifiChannel, L, "wifi.set_channel", {{"reserved", 0, U8}, {"channel", 1, U16, 1, "Wi-Fi channel"}}},
-    {0, 0, Request, kWifi, L, "wifi.ping", {{"value", 0, U8}}},
+    {7, 43, Request, kWifiChannel, L, "wifi.set_channel", {{"reserved", 0, U8}, {"channel", 1, U16, 1, "Wi-Fi channel"}}, kWaitHalfSecond},
+    {0, 0, Request, kWifi, L, "wifi.ping", {{"value", 0, U8}}, kWaitCamera},
     {0, 0, Answer, kWifi, L, "wifi.ping", {{"byte0", 0, U8}, {"reply", 1, U8}}},
+    {0, 1, Request, kWifi, L, "wifi.version", {}, kWaitCamera},
     {0, 1, Answer, kWifi, L, "wifi.version", {{"text", 0, Bytes, 0, "version as text, e.g. \"sdr 2.4.1\""}}},
-    {7, 65, Request, kWifiPower, L, "wifi.open", {{"value", 0, U8}}},
-    {7, 66, Request, kWifiPower, L, "wifi.close", {{"value", 0, U8}}},
+    {7, 65, Request, kWifiPower, L, "wifi.open", {{"value", 0, U8}}, kWaitSecond},
+    {7, 66, Request, kWifiPower, L, "wifi.close", {{"value", 0, U8}}, kWaitSecond},
     // ---- battery
-    {13, 2, Request, kBattery, L, "battery.dynamic_info", {{"request", 0, Bytes, 4}}},
+    {13, 2, Request, kBattery, L, "battery.dynamic_info", {{"request", 0, Bytes, 4}}, kWaitCamera},
     {13, 2, Answer, kBattery, L, "battery.dynamic_info", {kResult, {"voltage_mv", 1, U16, 1, "pack voltage", "mV"}, {"current_ma", 3, I16, 1, "current, negative while discharging", "mA"}, {"charge", 5, U8, 1, "charge", "%"}, {"temperature", 6, U8, 1, "temperature", "degC"}, {"rest", 7, Bytes, 0}}},
-    {13, 3, Request, kBattery, L, "battery.cell_voltage", {{"request", 0, Bytes, 4}}},
+    {13, 3, Request, kBattery, L, "battery.cell_voltage", {{"request", 0, Bytes, 4}}, kWaitCamera},
     {13, 3, Answer, kBattery, L, "battery.cell_voltage", {kResult, {"cells_mv", 1, U16, 0, "cell voltages, cells 1 to 4", "mV"}}},
-    {13, 4, Request, kBattery, L, "battery.sn", {{"request", 0, Bytes, 9}}},
+    {13, 4, Request, kBattery, L, "battery.sn", {{"request", 0, Bytes, 9}}, kWaitCamera},
     {13, 4, Answer, kBattery, L, "battery.sn", {kResult, {"len", 2, U8, 1, "length of the serial number"}, {"sn", 3, Bytes, 0, "serial number text"}}},
 };
 // clang-format on
@@ -288,6 +299,52 @@ constexpr size_t elements(const Field &f, size_t len) {
     }
     const size_t fit = (len - f.offset) / size;
     return f.count == 0 ? fit : (fit < f.count ? fit : f.count);
+}
+
+// ---- Compile-time lookups for the library: a name that is not in the table does not build ----
+
+// Never defined: a lookup that reaches it is not a constant expression, so the build stops there.
+[[noreturn]] void no_such_message_or_field();
+
+// A row by name and direction.
+consteval const Message &named(std::string_view name, Dir dir) {
+    const Message *m = find(name, dir);
+    if (m == nullptr) {
+        no_such_message_or_field();
+    }
+    return *m;
+}
+
+// A push's row by name.
+consteval const Message &push(std::string_view name) { return named(name, Dir::Push); }
+
+// The offset of a field of `m` by name.
+consteval size_t offset_of(const Message &m, std::string_view name) {
+    const Field *f = field(m, name);
+    if (f == nullptr) {
+        no_such_message_or_field();
+    }
+    return f->offset;
+}
+
+// One past the last byte the fields of `m` describe (a repeated-to-the-end field counts one element).
+constexpr size_t extent(const Message &m) {
+    size_t end = 0;
+    for (const Field &f : m.field_list()) {
+        const size_t e = f.offset + type_size(f.type) * (f.count == 0 ? 1 : f.count);
+        end = e > end ? e : end;
+    }
+    return end;
+}
+
+// True when every field of `m` has a fixed count: the message is always extent(m) bytes long.
+constexpr bool fixed_length(const Message &m) {
+    for (const Field &f : m.field_list()) {
+        if (f.count == 0) {
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace cw::link

@@ -11,11 +11,11 @@ class Throttle {
 public:
     constexpr Throttle() = default;
 
-    // Counts one event; true once every (limit + 2) events: the counter runs from 0 to limit + 1
-    // and the event that finds it at limit + 1 writes the line and takes one period off. One
-    // atomic add per event; events counted while a period is taken off belong to the next one.
-    bool after(int32_t limit) {
-        const int32_t period = limit + 2;
+    // Counts one event; true on the period-th event, then on one event in `period`: the counter
+    // runs from 0 to period - 1 and the event that finds it at period - 1 writes the line and takes
+    // one period off. One atomic add per event; events counted while a period is taken off belong
+    // to the next one.
+    bool every(int32_t period) {
         const int32_t n = n_.fetch_add(1, std::memory_order_relaxed);
         if (n < period - 1 || n % period != period - 1) {
             return false;
@@ -34,8 +34,6 @@ public:
             return fire;
         });
     }
-
-    int32_t count() const { return n_.load(std::memory_order_relaxed); }
 
 private:
     template <class Step>

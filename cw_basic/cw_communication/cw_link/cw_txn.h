@@ -1,9 +1,10 @@
 // The request/answer transaction every link command is built from.
 //
-// A command's fixed facts (set, id, receiver, timeout) are one constexpr Route. send() fills a
-// V1Request from the route, the payload and the answer buffer and hands it to the link. The
-// judging of answers is a handful of pure functions; a command composes them and writes its own
-// log lines at its own site, so that every line names the command.
+// A command's fixed facts (set, id, receiver, timeout) are one constexpr Route, taken from its
+// request's row in the message table. send() fills a V1Request from the route, the payload and
+// the answer buffer and hands it to the link. A command is its route and a named result policy,
+// a small pure function over the exchange's outcome; run() sends, waits and judges, and the
+// command writes its own log lines at its own site, so that every line names the command.
 #pragma once
 
 #include <algorithm>
@@ -12,10 +13,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <span>
+#include <string_view>
 
 #include "cirrow/cw_link.h"
+#include "cw_messages.h"
 #include "mbus.h"
 
 namespace cw {
@@ -24,40 +26,24 @@ struct Route {
     uint8_t cmd_set;
     uint8_t cmd_id;
     uint16_t receiver;
-    uint32_t timeout;  // 0: nothing awaited
+    uint32_t timeout;  // used only when an answer is awaited
+
+    // The same message to another receiver (for messages every module answers).
+    constexpr Route to(uint16_t rx) const { return {cmd_set, cmd_id, rx, timeout}; }
 };
 
-// Link timeouts in use (microseconds).
-inline constexpr uint32_t kNoWait = 0;
-inline constexpr uint32_t kWaitShort = 20000;
-inline constexpr uint32_t kWaitCommon = 200000;
-inline constexpr uint32_t kWaitHalfSecond = 500000;
-inline constexpr uint32_t kWaitSecond = 1000000;
-inline constexpr uint32_t kWaitCamera = 2000000;
-inline constexpr uint32_t kWaitPhoto = 5000000;
-
-// Module receivers.
-inline constexpr uint16_t kRecvCamera = 0x0100;
-inline constexpr uint16_t kRecvVisionResult = 0x1200;
-inline constexpr uint16_t kRecvQs160 = 0x0200;
-inline constexpr uint16_t kRecvFlight = 0x0306;
-inline constexpr uint16_t kRecvGimbal = 0x0400;
-inline constexpr uint16_t kRecvWifiChannel = 0x0700;
-inline constexpr uint16_t kRecvWifi = 0x0900;
-inline constexpr uint16_t kRecvWifiPower = 0x0904;
-inline constexpr uint16_t kRecvBattery = 0x0B00;
-inline constexpr uint16_t kRecvQuickTest = 0x1105;
-inline constexpr uint16_t kRecvVision = 0x1107;
-
-// The flight controller's identity message; the autotest's distance limit travels on it too.
-inline constexpr Route kFlightIdentity{3, 218, kRecvFlight, kWaitCommon};
+// A command's route, from its request's row in the message table.
+consteval Route route(std::string_view name) {
+    const link::Message &m = link::named(name, link::Dir::Request);
+    return {m.set, m.id, m.receiver, m.timeout};
+}
 
 // An answer buffer, zeroed before sending (or filled with another byte where a command wants it).
 template <size_t N>
-struct Answer {
+struct AnswerBuffer {
     std::array<uint8_t, N> bytes{};
-    constexpr Answer() = default;
-    constexpr explicit Answer(uint8_t fill) { bytes.fill(fill); }
+    constexpr AnswerBuffer() = default;
+    constexpr explicit AnswerBuffer(uint8_t fill) { bytes.fill(fill); }
     constexpr uint8_t operator[](size_t i) const { return bytes[i]; }
     constexpr const uint8_t *data() const { return bytes.data(); }
     constexpr std::span<uint8_t> span() { return bytes; }
@@ -72,7 +58,7 @@ inline int32_t link_send(const V1Request &req) {
 }
 
 // Sends one request on `route`. An empty payload goes as a null pointer with length 0; an empty
-// answer as a null buffer with length 0. Returns the link's result.
+// answer as a null buffer with length 0 and no wait. Returns the link's result.
 inline int32_t send(const Route &route, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
     const V1Request req = {
         route.cmd_set,
@@ -82,7 +68,7 @@ inline int32_t send(const Route &route, std::span<const uint8_t> payload, std::s
         static_cast<uint32_t>(payload.size()),
         answer.empty() ? nullptr : answer.data(),
         static_cast<uint32_t>(answer.size()),
-        route.timeout,
+        answer.empty() ? 0 : route.timeout,
     };
     return link_send(req);
 }
@@ -110,45 +96,104 @@ private:
     size_t len_;
 };
 
-// A request with an answer: the link's result and the module's result byte (answer byte 0).
-struct Exchange {
+// ---- Commands: a route and a named result policy; one runner sends, waits and judges ----
+
+// What became of a command: done, not sent (the link failed or timed out), or refused by the
+// module. `code` is what the command returns; `ret` the link's result; `result_byte` the module's.
+enum class Outcome : uint8_t { Done, SendFailed, Refused };
+struct Verdict {
+    Outcome outcome;
+    int32_t code;
     int32_t ret;
-    uint8_t ack;
-    bool sent() const { return ret == 0; }
-    // Sent, answered and accepted: a failed send or a refusal is not.
-    bool ok() const { return ret == 0 && ack == 0; }
-    // 0, or CW_ERR_ACK for a failed send or a refusal.
-    int32_t result() const { return ok() ? 0 : CW_ERR_ACK; }
+    uint8_t result_byte;
 };
 
-// Sends one request with the answer buffer `ans` and reads its result byte.
-template <size_t N>
-Exchange exchange(const Route &route, std::span<const uint8_t> payload, Answer<N> &ans) {
-    const int32_t ret = send(route, payload, ans.span());
-    return {ret, ans[0]};
+// What a policy judges: the link's result, the answer as it came and the request as it went.
+struct Reply {
+    int32_t ret;
+    std::span<const uint8_t> answer;
+    std::span<const uint8_t> sent;
+    constexpr uint8_t at(size_t i) const { return i < answer.size() ? answer[i] : 0; }
+};
+
+using Policy = Verdict (*)(const Reply &);
+
+namespace policy {
+
+constexpr Verdict done(const Reply &r) { return {Outcome::Done, 0, r.ret, r.at(0)}; }
+constexpr Verdict not_sent(const Reply &r) { return {Outcome::SendFailed, r.ret, r.ret, r.at(0)}; }
+constexpr Verdict refused(const Reply &r, int32_t code = CW_ERR_ACK, size_t byte = 0) {
+    return {Outcome::Refused, code, r.ret, r.at(byte)};
 }
 
-// ---- Result policies: pure judgements over an answer ----
-
-// Ack byte: answer byte 0 is 0.
-inline bool acked(std::span<const uint8_t> answer) { return !answer.empty() && answer[0] == 0; }
-
-// Expected byte: answer byte 0 is the command's value.
-inline bool answered_with(std::span<const uint8_t> answer, uint8_t expected) {
-    return !answer.empty() && answer[0] == expected;
+// Send-only: nothing awaited; the link's result is the command's.
+constexpr Verdict send_only(const Reply &r) { return r.ret != 0 ? not_sent(r) : done(r); }
+// Logged only: a refusal is told apart for the log, but the link's result is the command's.
+constexpr Verdict logged_only(const Reply &r) {
+    return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r, 0) : done(r);
+}
+// Ack byte: answer byte 0 is 0; a refusal is CW_ERR_ACK.
+constexpr Verdict ack_byte(const Reply &r) { return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r) : done(r); }
+// Ack byte at `At`: answer byte `At` is 0; a refusal is CW_ERR_ACK.
+template <size_t At>
+constexpr Verdict ack_byte_at(const Reply &r) {
+    return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, CW_ERR_ACK, At) : done(r);
+}
+// Any failure is a refusal: a failed send and a non-zero result byte are both CW_ERR_ACK.
+constexpr Verdict any_failure_refused(const Reply &r) { return r.ret != 0 || r.at(0) != 0 ? refused(r) : done(r); }
+// Expected byte: answer byte 0 is `Value`.
+template <uint8_t Value>
+constexpr Verdict expected_byte(const Reply &r) {
+    return r.ret != 0 ? not_sent(r) : r.at(0) != Value || r.answer.empty() ? refused(r) : done(r);
+}
+// Echo: answer byte 0 is 0 and the bytes after it repeat the request, byte for byte.
+constexpr Verdict echo(const Reply &r) {
+    if (r.ret != 0) {
+        return not_sent(r);
+    }
+    const bool same = r.answer.size() > r.sent.size() && r.answer[0] == 0 &&
+                      std::equal(r.sent.begin(), r.sent.end(), r.answer.begin() + 1);
+    return same ? done(r) : refused(r);
+}
+// Accepted header: the answer starts with one of `Headers` (an array of byte arrays).
+template <const auto &Headers>
+constexpr Verdict accepted_header(const Reply &r) {
+    if (r.ret != 0) {
+        return not_sent(r);
+    }
+    for (const auto &h : Headers) {
+        if (r.answer.size() >= h.size() && std::equal(h.begin(), h.end(), r.answer.begin())) {
+            return done(r);
+        }
+    }
+    return refused(r);
+}
+// The peer's result byte returned: answer byte `At` is 0, or it is the command's result.
+template <size_t At>
+constexpr Verdict peer_result(const Reply &r) {
+    return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, r.at(At), At) : done(r);
 }
 
-// Echo: answer byte 0 is 0 and the bytes after it repeat `sent`, byte for byte.
-inline bool echoed(std::span<const uint8_t> answer, std::span<const uint8_t> sent) {
-    return answer.size() > sent.size() && answer[0] == 0 && std::equal(sent.begin(), sent.end(), answer.begin() + 1);
-}
+}  // namespace policy
 
-// Accepted header: the answer starts with one of the headers.
-inline bool starts_with_one_of(std::span<const uint8_t> answer,
-                               std::initializer_list<std::span<const uint8_t>> headers) {
-    return std::any_of(headers.begin(), headers.end(), [answer](std::span<const uint8_t> h) {
-        return answer.size() >= h.size() && std::equal(h.begin(), h.end(), answer.begin());
-    });
+struct Command {
+    Route route;
+    Policy judge;
+
+    // The same command to another receiver (for messages every module answers).
+    constexpr Command to(uint16_t rx) const { return {route.to(rx), judge}; }
+};
+
+// A command: its request's row and its policy.
+consteval Command command(std::string_view name, Policy judge) { return {route(name), judge}; }
+
+// A command refused at the library's door (bad arguments, no memory): nothing was sent.
+constexpr Verdict unsent(int32_t code) { return {Outcome::SendFailed, code, code, 0}; }
+
+// Sends `cmd`'s request with `payload`, awaiting `answer` (none when empty), and judges it.
+inline Verdict run(const Command &cmd, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
+    const int32_t ret = send(cmd.route, payload, answer);
+    return cmd.judge(Reply{ret, answer, payload});
 }
 
 }  // namespace cw

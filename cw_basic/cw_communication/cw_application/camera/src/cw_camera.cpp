@@ -1,6 +1,6 @@
-// Main camera: the state cache fed by the camera's pushes and by the applications, the
-// convenience wrappers over the camera commands, and the loader of the main camera's factory
-// intrinsics (calibration record from the camera through eeprom_rw, or a text file).
+// Main camera: the convenience wrappers over the camera commands, and the loader of the main
+// camera's factory intrinsics (calibration record from the camera through eeprom_rw, or a text
+// file). The state cache is in cw_camera_cache.cpp.
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,29 +27,6 @@ CW_API int32_t camera_type = 0;
 }
 
 namespace {
-
-// ---- Cache ----
-
-struct Resolution {
-    float width;
-    float height;
-};
-
-struct LensInfo {
-    uint16_t values[3];
-};
-
-cw::Latest<Resolution> g_resolution;
-cw::Word<uint32_t> g_aspect_type;
-cw::Word<float> g_focus_lens;
-cw::Word<uint8_t> g_focus_status;
-cw::Word<uint8_t> g_piv_mode;
-cw::Word<uint8_t> g_reported_camera_type;
-cw::Word<uint8_t> g_mode_profile;
-cw::Latest<LensInfo> g_lens_info;
-// Outside the record: the module's initialisation leaves them alone.
-cw::Word<uint8_t> g_busy_status;
-cw::Word<uint8_t> g_core_board_temp;
 
 // ---- Intrinsics ----
 
@@ -217,67 +194,6 @@ int read_text_intrinsics(const char *path, float *matrix, float *coeff) {
 }
 
 }  // namespace
-
-// ---- Cache ----
-
-extern "C" int32_t cw_camera_module_init(void) {
-    g_resolution.clear();
-    g_aspect_type.store(0);
-    g_focus_lens.store(0.0f);
-    g_focus_status.store(0);
-    g_piv_mode.store(0);
-    g_reported_camera_type.store(0);
-    g_mode_profile.store(0);
-    g_lens_info.clear();
-    return 0;
-}
-
-extern "C" int32_t cw_camera_update_liveview_resolution(float width, float height) {
-    const Resolution r{width, height};
-    return cw::publish(g_resolution, &r);
-}
-
-extern "C" int32_t cw_camera_get_resolution(float *width, float *height) {
-    CW_REQUIRE(width, height);
-    Resolution r;
-    cw::copy(g_resolution, &r);
-    *width = r.width;
-    *height = r.height;
-    return 0;
-}
-
-extern "C" int32_t cw_camera_update_camera_lens_info(uint16_t a, uint16_t b, uint16_t c) {
-    const LensInfo l{{a, b, c}};
-    return cw::publish(g_lens_info, &l);
-}
-
-extern "C" int32_t cw_camera_get_camera_lens_info(uint16_t *a, uint16_t *b, uint16_t *c) {
-    CW_REQUIRE(a, b, c);
-    LensInfo l;
-    cw::copy(g_lens_info, &l);
-    *a = l.values[0];
-    *b = l.values[1];
-    *c = l.values[2];
-    return 0;
-}
-
-// The aspect type is kept as a whole word and read back as its low byte.
-extern "C" int32_t cw_camera_update_aspect_type(uint32_t aspect) { return cw::publish(g_aspect_type, aspect); }
-extern "C" int32_t cw_camera_get_aspect_type(uint8_t *aspect) { return cw::copy(g_aspect_type, aspect); }
-extern "C" int32_t cw_camera_update_focus_lens(float value) { return cw::publish(g_focus_lens, value); }
-extern "C" int32_t cw_camera_get_focus_lens(float *value) { return cw::copy(g_focus_lens, value); }
-extern "C" int32_t cw_camera_update_focus_status(uint8_t value) { return cw::publish(g_focus_status, value); }
-extern "C" int32_t cw_camera_get_focus_status(uint8_t *value) { return cw::copy(g_focus_status, value); }
-extern "C" int32_t cw_camera_update_piv_mode(uint8_t value) { return cw::publish(g_piv_mode, value); }
-extern "C" int32_t cw_camera_get_piv_mode(uint8_t *value) { return cw::copy(g_piv_mode, value); }
-extern "C" int32_t cw_camera_update_camera_type(uint8_t value) { return cw::publish(g_reported_camera_type, value); }
-extern "C" int32_t cw_camera_get_camera_type(uint8_t *value) { return cw::copy(g_reported_camera_type, value); }
-extern "C" int32_t cw_camera_update_camera_mode_profile(uint8_t value) { return cw::publish(g_mode_profile, value); }
-extern "C" uint8_t cw_camera_get_camera_mode_profile(void) { return g_mode_profile.load(); }
-extern "C" int32_t cw_camera_update_camera_busy_status(uint8_t value) { return cw::publish(g_busy_status, value); }
-extern "C" uint8_t cw_camera_get_camera_busy_status(void) { return g_busy_status.load(); }
-extern "C" int32_t cw_camera_update_core_board_temp(uint8_t value) { return cw::publish(g_core_board_temp, value); }
-extern "C" uint8_t cw_camera_get_core_board_temp(void) { return g_core_board_temp.load(); }
 
 // ---- Convenience wrappers ----
 

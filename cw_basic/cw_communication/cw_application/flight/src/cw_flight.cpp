@@ -12,7 +12,7 @@
 #include "cirrow/cw_flight.h"
 #include "cw_cell.h"
 #include "cw_log.h"
-#include "cw_throttle.h"
+#include "flight/src/cw_flight_cache.h"
 #include "mbus.h"
 
 extern "C" {
@@ -27,15 +27,7 @@ struct GpsOrigin {
     float altitude;
 };
 
-// Each record is kept as its exact bytes (padding included): what an update hands in is what a
-// getter hands out.
-cw::Latest<FcMotorState> g_motor_state;
-cw::Latest<FcState> g_fc_state;
-cw::Latest<FcSensor> g_fc_sensor;
-cw::Latest<QtHeartbeat> g_qt_heartbeat;
-cw::Word<uint8_t> g_qt_proc_status;
 cw::Latest<GpsOrigin> g_gps_origin;
-cw::Throttle g_fc_state_log;
 
 // Where the origin's fields sit in the caller's record.
 constexpr size_t kOriginLatitudeAt = 40;
@@ -62,6 +54,21 @@ constexpr uint8_t kFlytestHeartbeat = 50;
 
 }  // namespace
 
+namespace cw::flight {
+Latest<FcMotorState> g_motor_state;
+Latest<FcState> g_fc_state;
+Latest<FcSensor> g_fc_sensor;
+Latest<QtHeartbeat> g_qt_heartbeat;
+Word<uint8_t> g_qt_proc_status;
+Throttle g_fc_state_log;
+}  // namespace cw::flight
+
+using cw::flight::g_fc_sensor;
+using cw::flight::g_fc_state;
+using cw::flight::g_motor_state;
+using cw::flight::g_qt_heartbeat;
+using cw::flight::g_qt_proc_status;
+
 // ---- Cache ----
 
 extern "C" int32_t cw_flight_module_init(void) {
@@ -76,22 +83,10 @@ extern "C" int32_t cw_flight_update_fc_motor_state(const FcMotorState *state) {
     return cw::publish(g_motor_state, state);
 }
 
-// The flight state as the push handler hands it over (no argument to check, no call through
-// the exported symbol: this runs for every state message on the delivery thread). Its line is
-// the update function's: that is the name applications know it by.
-namespace cw::flight {
-int32_t store_fc_state(const FcState &state) {
-    g_fc_state.store(state);
-    if (g_fc_state_log.after(100)) {
-        CW_USRLOG_AS("cw_flight_update_fc_state", "---FC STATE UPDATE ------ %d \n", state.byte8);
-    }
-    return 0;
-}
-}  // namespace cw::flight
-
 extern "C" int32_t cw_flight_update_fc_state(const FcState *state) {
     CW_REQUIRE(state);
-    return cw::flight::store_fc_state(*state);
+    cw::flight::store_fc_state(*state);
+    return 0;
 }
 
 extern "C" int32_t cw_flight_update_fc_sensor(const void *sensor) {

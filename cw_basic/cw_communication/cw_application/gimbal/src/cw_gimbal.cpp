@@ -5,13 +5,21 @@
 
 #include "cirrow/cw_gimbal.h"
 #include "cw_cell.h"
+#include "gimbal/src/cw_gimbal_cache.h"
+
+namespace cw::gimbal {
+Latest<GimbalInfo> g_main_info;
+Latest<GimbalCtrlInfo> g_main_ctrl_info;
+Latest<GimbalWvResult> g_wv_result;
+}  // namespace cw::gimbal
+
+using cw::gimbal::g_main_ctrl_info;
+using cw::gimbal::g_main_info;
+using cw::gimbal::g_wv_result;
 
 namespace {
 
-cw::Latest<GimbalInfo> g_main_info;
 cw::Latest<GimbalInfo> g_fpv_info;
-cw::Latest<GimbalCtrlInfo> g_main_ctrl_info;
-cw::Latest<GimbalWvResult> g_wv_result;
 
 // The fixed angle command that brings the gimbal back to its rest position.
 constexpr uint8_t kResetFlag1 = 1;

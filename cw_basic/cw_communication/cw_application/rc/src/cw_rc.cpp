@@ -4,13 +4,15 @@
 
 #include "cirrow/cw_rc.h"
 #include "cw_cell.h"
+#include "rc/src/cw_rc_cache.h"
 
-namespace {
+namespace cw::rc {
+Latest<RcStickValue> g_stick;
+Latest<RcExtendValue> g_extend;
+}  // namespace cw::rc
 
-cw::Latest<RcStickValue> g_stick;
-cw::Latest<RcExtendValue> g_extend;
-
-}  // namespace
+using cw::rc::g_extend;
+using cw::rc::g_stick;
 
 extern "C" int32_t cw_rc_module_init(void) {
     g_stick.clear();

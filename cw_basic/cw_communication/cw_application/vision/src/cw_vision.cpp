@@ -5,24 +5,30 @@
 
 #include "cirrow/cw_vision.h"
 #include "cw_cell.h"
+#include "vision/src/cw_vision_cache.h"
 
 extern "C" {
 CW_API uint32_t g_water_wave_score = 0;
 }
 
+namespace cw::vision {
+Word<int32_t> g_pano_status;
+Word<uint8_t> g_pano_submode;
+Word<int32_t> g_qs_proc;
+Word<int32_t> g_qs_err;
+Word<uint8_t> g_qs_index;
+Word<uint8_t> g_qs_submode;
+Word<int32_t> g_lapse_err;
+Latest<VioCaliState> g_vio_cali;
+Latest<OaResult> g_oa_result;
+}  // namespace cw::vision
+
 namespace {
 
-cw::Word<int32_t> g_pano_status;
-cw::Word<uint8_t> g_pano_submode;
-cw::Word<int32_t> g_qs_proc;
-cw::Word<int32_t> g_qs_err;
-cw::Word<uint8_t> g_qs_index;
-cw::Word<uint8_t> g_qs_submode;
-cw::Word<int32_t> g_lapse_err;
+using namespace cw::vision;
+
 cw::Word<int32_t> g_lapse_proc;
 cw::Word<uint16_t> g_tof;
-cw::Latest<VioCaliState> g_vio_cali;
-cw::Latest<OaResult> g_oa_result;
 
 }  // namespace
 

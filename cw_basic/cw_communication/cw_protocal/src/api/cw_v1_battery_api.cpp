@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr cw::Route kDynamicInfo{13, 2, cw::kRecvBattery, cw::kWaitCamera};
-constexpr cw::Route kCellVoltage{13, 3, cw::kRecvBattery, cw::kWaitCamera};
-constexpr cw::Route kBatterySn{13, 4, cw::kRecvBattery, cw::kWaitCamera};
+constexpr cw::Command kDynamicInfo = cw::command("battery.dynamic_info", cw::policy::any_failure_refused);
+constexpr cw::Command kCellVoltage = cw::command("battery.cell_voltage", cw::policy::any_failure_refused);
+constexpr cw::Command kBatterySn = cw::command("battery.sn", cw::policy::any_failure_refused);
 
 constexpr size_t kRecordAt = 1;  // the records follow the result byte
 constexpr size_t kCellRequestLen = 4;
@@ -30,40 +30,40 @@ constexpr size_t kSnTextMax = 14;
 extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) {
     CW_REQUIRE(info);
     const std::array<uint8_t, 4> payload{};
-    cw::Answer<kRecordAt + CW_BATTERY_DYNAMIC_INFO_LEN> ans;
-    const cw::Exchange r = cw::exchange(kDynamicInfo, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
+    cw::AnswerBuffer<kRecordAt + CW_BATTERY_DYNAMIC_INFO_LEN> ans;
+    const cw::Verdict v = cw::run(kDynamicInfo, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
+    } else {
+        std::memcpy(info->bytes, ans.data() + kRecordAt, CW_BATTERY_DYNAMIC_INFO_LEN);
     }
-    std::memcpy(info->bytes, ans.data() + kRecordAt, CW_BATTERY_DYNAMIC_INFO_LEN);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, BatteryCellVoltage *voltage) {
     CW_REQUIRE(request, voltage);
-    cw::Answer<kRecordAt + CW_BATTERY_CELL_VOLTAGE_LEN> ans;
-    const cw::Exchange r = cw::exchange(kCellVoltage, {request, kCellRequestLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
+    cw::AnswerBuffer<kRecordAt + CW_BATTERY_CELL_VOLTAGE_LEN> ans;
+    const cw::Verdict v = cw::run(kCellVoltage, {request, kCellRequestLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", v.ret, v.result_byte);
+    } else {
+        std::memcpy(voltage->bytes, ans.data() + kRecordAt, CW_BATTERY_CELL_VOLTAGE_LEN);
     }
-    std::memcpy(voltage->bytes, ans.data() + kRecordAt, CW_BATTERY_CELL_VOLTAGE_LEN);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_battery_api_get_battery_sn(char *sn) {
     CW_REQUIRE(sn);
     const std::array<uint8_t, 9> payload{};
-    cw::Answer<kSnAnswerLen> ans;
-    const cw::Exchange r = cw::exchange(kBatterySn, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
+    cw::AnswerBuffer<kSnAnswerLen> ans;
+    const cw::Verdict v = cw::run(kBatterySn, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", v.ret, v.result_byte);
+    } else {
+        std::memset(sn, 0, CW_SN_TEXT_LEN);
+        std::memcpy(sn, ans.data() + kSnAt, std::min<size_t>(ans[kSnLengthAt], kSnMaxCopy));
+        sn[kSnTextMax] = '\0';
+        CW_USRLOG("get battery sn send SUCCESS:%s\n", sn);
     }
-    std::memset(sn, 0, CW_SN_TEXT_LEN);
-    std::memcpy(sn, ans.data() + kSnAt, std::min<size_t>(ans[kSnLengthAt], kSnMaxCopy));
-    sn[kSnTextMax] = '\0';
-    CW_USRLOG("get battery sn send SUCCESS:%s\n", sn);
-    return 0;
+    return v.code;
 }

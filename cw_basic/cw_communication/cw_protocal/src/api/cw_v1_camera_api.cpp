@@ -15,33 +15,30 @@
 
 namespace {
 
-using cw::kRecvCamera;
-using cw::kWaitCamera;
-
-constexpr cw::Route kQueryMode{2, 17, kRecvCamera, kWaitCamera};
-constexpr cw::Route kSwitchMode{2, 16, kRecvCamera, kWaitCamera};
-constexpr cw::Route kHeartbeat{0, 14, kRecvCamera, cw::kNoWait};
-constexpr cw::Route kPing{0, 0, kRecvCamera, kWaitCamera};
-constexpr cw::Route kPhotoStorageFormat{2, 22, kRecvCamera, cw::kWaitCommon};
-constexpr cw::Route kStoragePath{2, 218, kRecvCamera, cw::kWaitCommon};
-constexpr cw::Route kTakeVideo{2, 2, kRecvCamera, kWaitCamera};
-constexpr cw::Route kTakePhoto{2, 1, kRecvCamera, cw::kWaitPhoto};
-constexpr cw::Route kGetPath{2, 146, kRecvCamera, kWaitCamera};
-constexpr cw::Route kGetFocusMode{2, 37, kRecvCamera, kWaitCamera};
-constexpr cw::Route kSetFocusMode{2, 36, kRecvCamera, kWaitCamera};
-constexpr cw::Route kGetStatus{2, 112, kRecvCamera, kWaitCamera};
-constexpr cw::Route kAfRegion{2, 48, kRecvCamera, kWaitCamera};
-constexpr cw::Route kCurrFocusLen{2, 135, kRecvCamera, kWaitCamera};
-constexpr cw::Route kExposureMode{2, 30, kRecvCamera, kWaitCamera};
-constexpr cw::Route kIso{2, 42, kRecvCamera, kWaitCamera};
-constexpr cw::Route kShutter{2, 40, kRecvCamera, kWaitCamera};
-constexpr cw::Route kVideoFormat{2, 24, kRecvCamera, kWaitCamera};
-constexpr cw::Route kVideoStorageFormat{2, 28, kRecvCamera, kWaitCamera};
-constexpr cw::Route kCameraFocus{2, 162, kRecvCamera, kWaitCamera};
-constexpr cw::Route kPhotoFormat{2, 106, kRecvCamera, kWaitCamera};
-constexpr cw::Route kTimelapse{2, 74, kRecvCamera, kWaitCamera};
-constexpr cw::Route kTopMode{2, 225, kRecvCamera, kWaitCamera};
-constexpr cw::Route kZoom{2, 184, kRecvCamera, kWaitCamera};
+constexpr cw::Command kQueryMode = cw::command("camera.query_mode", cw::policy::any_failure_refused);
+constexpr cw::Command kSwitchMode = cw::command("camera.switch_mode", cw::policy::any_failure_refused);
+constexpr cw::Command kHeartbeat = cw::command("camera.heartbeat", cw::policy::send_only);
+constexpr cw::Command kPing = cw::command("camera.ping", cw::policy::send_only);
+constexpr cw::Command kPhotoStorageFormat = cw::command("camera.photo_storage_format", cw::policy::any_failure_refused);
+constexpr cw::Command kStoragePath = cw::command("camera.storage_path", cw::policy::any_failure_refused);
+constexpr cw::Command kTakeVideo = cw::command("camera.take_video", cw::policy::any_failure_refused);
+constexpr cw::Command kTakePhoto = cw::command("camera.take_photo", cw::policy::any_failure_refused);
+constexpr cw::Route kGetPath = cw::route("camera.get_path");
+constexpr cw::Command kGetFocusMode = cw::command("camera.get_focus_mode", cw::policy::logged_only);
+constexpr cw::Command kSetFocusMode = cw::command("camera.set_focus_mode", cw::policy::any_failure_refused);
+constexpr cw::Command kGetStatus = cw::command("camera.get_status", cw::policy::any_failure_refused);
+constexpr cw::Command kAfRegion = cw::command("camera.af_region", cw::policy::any_failure_refused);
+constexpr cw::Command kCurrFocusLen = cw::command("camera.curr_focus_len", cw::policy::any_failure_refused);
+constexpr cw::Command kExposureMode = cw::command("camera.exposure_mode", cw::policy::any_failure_refused);
+constexpr cw::Command kIso = cw::command("camera.iso", cw::policy::any_failure_refused);
+constexpr cw::Command kShutter = cw::command("camera.shutter", cw::policy::logged_only);
+constexpr cw::Command kVideoFormat = cw::command("camera.video_format", cw::policy::any_failure_refused);
+constexpr cw::Command kVideoStorageFormat = cw::command("camera.video_storage_format", cw::policy::any_failure_refused);
+constexpr cw::Command kCameraFocus = cw::command("camera.focus", cw::policy::logged_only);
+constexpr cw::Command kPhotoFormat = cw::command("camera.photo_format", cw::policy::logged_only);
+constexpr cw::Command kTimelapse = cw::command("camera.timelapse", cw::policy::any_failure_refused);
+constexpr cw::Command kTopMode = cw::command("camera.top_mode", cw::policy::ack_byte);
+constexpr cw::Command kZoom = cw::command("camera.zoom", cw::policy::send_only);
 
 constexpr uint8_t kModePhoto = 0;
 constexpr uint8_t kModeVideo = 1;
@@ -74,14 +71,14 @@ bool same_text(const char *text, const char *expected) { return text != nullptr 
 
 extern "C" int32_t cw_v1_camera_api_query_camera_mode(uint8_t *mode) {
     CW_REQUIRE(mode);
-    cw::Answer<2> ans;
-    const cw::Exchange r = cw::exchange(kQueryMode, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
+    cw::AnswerBuffer<2> ans;
+    const cw::Verdict v = cw::run(kQueryMode, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
+    } else {
+        *mode = ans[1];
     }
-    *mode = ans[1];
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
@@ -94,47 +91,49 @@ extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
     if (current == target) {
         return 0;
     }
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kSwitchMode, cw::le::pack<uint8_t>(target), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kSwitchMode, cw::le::pack<uint8_t>(target), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_set_top_mode(uint8_t mode) {
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kTopMode, cw::le::pack<uint8_t>(mode), ans);
-    if (!r.sent()) {
-        CW_USRLOG("[cirrow] set camera top mode fail when switch function %d\n", r.ret);
-        return r.ret;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kTopMode, cw::le::pack<uint8_t>(mode), ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_USRLOG("[cirrow] set camera top mode fail when switch function %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_USRLOG("[cirrow] set camera top mode ack fail when switch function %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            break;
     }
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set camera top mode ack fail when switch function %d\n", r.ack);
-        return CW_ERR_ACK;
-    }
-    return 0;
+    return v.code;
 }
 
 // ---- Link upkeep ----
 
 extern "C" int32_t cw_v1_camera_api_send_heartbeat(void) {
-    const int32_t rc = cw::send(kHeartbeat, {});
-    if (rc != 0) {
-        CW_USRLOG("send heartbeat to camera fail %d\n", rc);
+    const cw::Verdict v = cw::run(kHeartbeat, {});
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("send heartbeat to camera fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_ping(uint8_t value) {
-    cw::Answer<2> ans(kNoAnswer);
-    const int32_t rc = cw::send(kPing, cw::le::pack<uint8_t>(value), ans.span());
-    if (rc != 0) {
-        CW_USRLOG("cw ping camera send v1 fail result = %d %d\r\n", rc, ans[1]);
+    cw::AnswerBuffer<2> ans(kNoAnswer);
+    const cw::Verdict v = cw::run(kPing, cw::le::pack<uint8_t>(value), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("cw ping camera send v1 fail result = %d %d\r\n", v.ret, ans[1]);
     } else {
         CW_USRLOG("cw ping camera success, ack:%d\n", ans[1]);
     }
-    return rc;
+    return v.code;
 }
 
 // ---- Capture ----
@@ -144,12 +143,12 @@ extern "C" int32_t cw_v1_camera_api_take_photo(uint8_t type) {
         CW_USRLOG("[cirrow] photo type error: %d\n", type);
         return CW_ERR_PARAM;
     }
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kTakePhoto, cw::le::pack<uint8_t>(type), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kTakePhoto, cw::le::pack<uint8_t>(type), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
@@ -161,47 +160,47 @@ extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
         CW_USRLOG("[cirrow] take video action must be START or STOP: %s\n", action ? action : "(null)");
         return CW_ERR_PARAM;
     }
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kTakeVideo, cw::le::pack<uint8_t>(start), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kTakeVideo, cw::le::pack<uint8_t>(start), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
     CW_REQUIRE(params);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kTimelapse, {params, kTimelapseLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kTimelapse, {params, kTimelapseLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom) {
     (void)a;
     (void)b;
-    cw::Answer<2> ans(kNoAnswer);
+    cw::AnswerBuffer<2> ans(kNoAnswer);
     const auto payload = cw::le::pack<uint8_t, uint8_t, uint16_t>(kZoomHead0, kZoomHead1, zoom);
-    const int32_t rc = cw::send(kZoom, payload, ans.span());
-    if (rc != 0) {
-        CW_USRLOG("cw ctrl camera zoom send v1 fail result = %d %d\r\n", rc, ans[1]);
+    const cw::Verdict v = cw::run(kZoom, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("cw ctrl camera zoom send v1 fail result = %d %d\r\n", v.ret, ans[1]);
     } else {
         CW_USRLOG("cw ctrl camera zoom success, ack:%d\n", ans[1]);
     }
-    return rc;
+    return v.code;
 }
 
 // ---- Formats and storage ----
 
 extern "C" int32_t cw_v1_camera_api_set_photo_storage_format(uint8_t format) {
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans);
-    if (!r.ok()) {
-        CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
@@ -215,31 +214,31 @@ extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
         CW_USRLOG("[cirrow] path name must be SDCard or EMCC!\n");
         return CW_ERR_ACK;
     }
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kStoragePath, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kStoragePath, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
     CW_REQUIRE(format);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kVideoFormat, {format, kVideoFormatLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kVideoFormat, {format, kVideoFormatLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_storage_format(uint8_t format) {
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
@@ -248,109 +247,109 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
         CW_USRLOG("[cirrow] param error: mode %d, type %d\n", format[0], format[2]);
         return CW_ERR_PARAM;
     }
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kPhotoFormat, {format, kPhotoFormatLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kPhotoFormat, {format, kPhotoFormatLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 // ---- Focus and exposure ----
 
 extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
     CW_REQUIRE(mode);
-    cw::Answer<2> ans;
-    const cw::Exchange r = cw::exchange(kGetFocusMode, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", r.ret, r.ack);
-        return r.ret;
+    cw::AnswerBuffer<2> ans;
+    const cw::Verdict v = cw::run(kGetFocusMode, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", v.ret, v.result_byte);
+    } else {
+        *mode = ans[1];
     }
-    *mode = ans[1];
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
     CW_REQUIRE(region);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kAfRegion, {region, kAfRegionLen}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("get camera file path fail %d\n", r.ret);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kAfRegion, {region, kAfRegionLen}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("get camera file path fail %d\n", v.ret);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_get_curr_focus_len(uint16_t *focal) {
     CW_REQUIRE(focal);
-    cw::Answer<kFocusLenAnswerLen> ans;
-    const cw::Exchange r = cw::exchange(kCurrFocusLen, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("get camera file path fail %d\n", r.ret);
-        return CW_ERR_ACK;
+    cw::AnswerBuffer<kFocusLenAnswerLen> ans;
+    const cw::Verdict v = cw::run(kCurrFocusLen, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("get camera file path fail %d\n", v.ret);
+    } else {
+        *focal = cw::le::get<uint16_t>(ans.data(), kFocusLenAt);
     }
-    *focal = cw::le::get<uint16_t>(ans.data(), kFocusLenAt);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kCameraFocus, cw::le::pack<uint16_t>(focus), ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kCameraFocus, cw::le::pack<uint16_t>(focus), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_switch_exposure_mode(uint8_t first, uint8_t second) {
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans);
-    if (!r.ok()) {
-        CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(r.ret), r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(v.ret), v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_iso(uint8_t iso) {
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kIso, cw::le::pack<uint8_t>(iso), ans);
-    if (!r.ok()) {
-        CW_USRLOG("set iso fail  result = %d ack = %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kIso, cw::le::pack<uint8_t>(iso), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("set iso fail  result = %d ack = %d\n", v.ret, v.result_byte);
     }
-    return r.result();
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uint16_t value, uint8_t last) {
     const uint16_t sent = flag != 0 ? static_cast<uint16_t>(value | kShutterFlagBit) : value;
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans);
-    if (!r.ok()) {
-        CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 // ---- Queries ----
 
 extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
     CW_REQUIRE(status);
-    cw::Answer<6> ans;
-    const cw::Exchange r = cw::exchange(kGetStatus, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", r.ret, r.ack);
-        return CW_ERR_ACK;
+    cw::AnswerBuffer<6> ans;
+    const cw::Verdict v = cw::run(kGetStatus, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", v.ret, v.result_byte);
+    } else {
+        status->state = ans[1];
+        status->detail = ans[5];
     }
-    status->state = ans[1];
-    status->detail = ans[5];
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_get_path(uint8_t *answer) {

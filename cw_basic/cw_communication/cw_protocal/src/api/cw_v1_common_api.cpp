@@ -13,9 +13,8 @@
 
 namespace {
 
-constexpr uint8_t kCommonSet = 0;
-constexpr uint8_t kVersionId = 1;
-constexpr cw::Route kGetSn{kCommonSet, 81, cw::kRecvFlight, cw::kWaitCommon};
+constexpr cw::Command kGetVersion = cw::command("common.get_version", cw::policy::any_failure_refused);
+constexpr cw::Command kGetSn = cw::command("common.get_sn", cw::policy::any_failure_refused);
 
 constexpr size_t kVersionAnswerLen = 30;
 constexpr size_t kVersionAt = 22;  // four bytes, least significant first
@@ -27,30 +26,29 @@ constexpr size_t kSnLen = 14;
 
 extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
     CW_REQUIRE(version);
-    const cw::Route route{kCommonSet, kVersionId, receiver, cw::kWaitCommon};
-    cw::Answer<kVersionAnswerLen> ans;
-    const cw::Exchange r = cw::exchange(route, {}, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, r.ret, r.ack);
-        return CW_ERR_ACK;
+    cw::AnswerBuffer<kVersionAnswerLen> ans;
+    const cw::Verdict v = cw::run(kGetVersion.to(receiver), {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, v.ret, v.result_byte);
+    } else {
+        std::memset(version, 0, CW_VERSION_TEXT_LEN);
+        std::snprintf(version, CW_VERSION_TEXT_LEN, "%d.%d.%d.%d", ans[kVersionAt + 3], ans[kVersionAt + 2],
+                      ans[kVersionAt + 1], ans[kVersionAt]);
     }
-    std::memset(version, 0, CW_VERSION_TEXT_LEN);
-    std::snprintf(version, CW_VERSION_TEXT_LEN, "%d.%d.%d.%d", ans[kVersionAt + 3], ans[kVersionAt + 2],
-                  ans[kVersionAt + 1], ans[kVersionAt]);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
     CW_REQUIRE(sn);
     const auto payload = cw::le::pack<uint8_t>(sn_selector);
-    cw::Answer<kSnAnswerLen> ans;
-    const cw::Exchange r = cw::exchange(kGetSn, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", r.ret, r.ack);
-        return CW_ERR_ACK;
+    cw::AnswerBuffer<kSnAnswerLen> ans;
+    const cw::Verdict v = cw::run(kGetSn, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", v.ret, v.result_byte);
+    } else {
+        std::memset(sn, 0, CW_SN_TEXT_LEN);
+        std::memcpy(sn, ans.data() + kSnAt, kSnLen);
+        sn[kSnLen] = '\0';
     }
-    std::memset(sn, 0, CW_SN_TEXT_LEN);
-    std::memcpy(sn, ans.data() + kSnAt, kSnLen);
-    sn[kSnLen] = '\0';
-    return 0;
+    return v.code;
 }

@@ -15,48 +15,52 @@
 
 namespace {
 
-using cw::kRecvFlight;
-using cw::kWaitCommon;
-
 // Data subscription.
-constexpr cw::Route kDsReset{3, 21, kRecvFlight, kWaitCommon};
-constexpr cw::Route kDsBagAdd{3, 20, kRecvFlight, kWaitCommon};
+constexpr cw::Command kDsReset = cw::command("flight.ds_reset", cw::policy::ack_byte);
+constexpr cw::Route kDsBagAdd = cw::route("flight.ds_bag_add");
 constexpr size_t kBagHeaderLen = 5;
 constexpr uint8_t kBagMaxItems = 62;  // keeps the request length within a byte
 constexpr size_t kBagAnswerLen = 5;
 
 // Control, steering, functions.
-constexpr cw::Route kControlEnable{3, 128, kRecvFlight, kWaitCommon};
-constexpr cw::Route kSubmodeSet{3, 141, kRecvFlight, kWaitCommon};
-constexpr cw::Route kAdvControl{3, 142, kRecvFlight, cw::kNoWait};
-constexpr cw::Route kYawRateControl{3, 158, kRecvFlight, cw::kNoWait};
-constexpr cw::Route kFunctionControl{3, 42, kRecvFlight, cw::kNoWait};
-constexpr cw::Route kSwitchOa{3, 26, kRecvFlight, cw::kNoWait};
-constexpr cw::Route kFlightHeartbeat{10, 86, kRecvFlight, cw::kNoWait};
+constexpr cw::Command kControlEnable = cw::command("flight.control_enable", cw::policy::ack_byte);
+constexpr cw::Command kSubmodeSet = cw::command("flight.submode_set", cw::policy::ack_byte);
+constexpr cw::Command kAdvControl = cw::command("flight.adv_control", cw::policy::send_only);
+constexpr cw::Command kYawRateControl = cw::command("flight.yaw_rate_control", cw::policy::send_only);
+constexpr cw::Command kFunctionControl = cw::command("flight.function_control", cw::policy::send_only);
+constexpr cw::Command kSwitchOa = cw::command("flight.switch_oa", cw::policy::send_only);
+constexpr cw::Command kFlightHeartbeat = cw::command("flight.heartbeat", cw::policy::send_only);
 constexpr uint8_t kControlConstant = 2;
 
 // IMU calibration.
-constexpr cw::Route kPropellerCali{10, 84, kRecvFlight, cw::kNoWait};
+constexpr cw::Command kPropellerCali = cw::command("flight.propeller_cali", cw::policy::send_only);
 constexpr uint8_t kPropellerCaliStart = 1;
 constexpr uint8_t kPropellerCaliReset = 2;
-constexpr cw::Route kBaseHeartbeat{0, 0, kRecvFlight, kWaitCommon};
 constexpr uint8_t kBaseHeartbeatByte = 14;
-constexpr cw::Route kImuCaliRt{3, 171, kRecvFlight, kWaitCommon};
+constexpr cw::Command kBaseHeartbeat =
+    cw::command("flight.base_heartbeat", cw::policy::expected_byte<kBaseHeartbeatByte>);
 constexpr size_t kImuCaliRtAnswerLen = 50;
-constexpr std::array<uint8_t, 6> kCaliRtHeader0 = {0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00};
-constexpr std::array<uint8_t, 6> kCaliRtHeader1 = {0x0A, 0x01, 0x52, 0x29, 0x2C, 0x00};
+constexpr std::array<std::array<uint8_t, 6>, 2> kCaliRtHeaders = {{
+    {0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00},
+    {0x0A, 0x01, 0x52, 0x29, 0x2C, 0x00},
+}};
+constexpr cw::Command kImuCaliRt = cw::command("flight.imu_cali_rt", cw::policy::accepted_header<kCaliRtHeaders>);
 
 // Parameters by name hash (the calibration start and progress use the same messages).
-constexpr cw::Route kParamRead{3, 248, kRecvFlight, kWaitCommon};
-constexpr cw::Route kParamWrite{3, 249, kRecvFlight, kWaitCommon};
-constexpr cw::Route kParamWriteNoWait{3, 249, kRecvFlight, cw::kNoWait};
+constexpr cw::Command kCaliStart = cw::command("flight.param_write", cw::policy::echo);
+constexpr cw::Command kCaliProgress = cw::command("flight.param_read", cw::policy::echo);
+constexpr cw::Command kParamRead = cw::command("flight.param_read", cw::policy::peer_result<0>);
+constexpr cw::Command kParamWrite = cw::command("flight.param_write", cw::policy::peer_result<0>);
+constexpr cw::Command kNamedWrite = cw::command("flight.param_write", cw::policy::send_only);
 constexpr size_t kParamAnswerHead = 5;   // result byte, echoed hash
 constexpr uint32_t kParamMaxSize = 250;  // keeps both lengths within a byte
 
 // Identity and the quick-test switch.
+constexpr cw::Command kIdentityWriteCmd = cw::command("flight.identity_write", cw::policy::peer_result<1>);
+constexpr cw::Command kIdentityReadCmd = cw::command("flight.identity_read", cw::policy::peer_result<1>);
 constexpr uint8_t kIdentityWrite = 7;
 constexpr uint8_t kIdentityRead = 8;
-constexpr cw::Route kQuickTestSwitch{34, 72, cw::kRecvQuickTest, cw::kNoWait};
+constexpr cw::Command kQuickTestSwitch = cw::command("quicktest.switch", cw::policy::send_only);
 constexpr uint8_t kQuickTestOn = 1;
 constexpr uint8_t kQuickTestOff = 2;
 constexpr uint8_t kQuickTestOnValue = 5;
@@ -85,7 +89,8 @@ constexpr std::array<uint8_t, 6> named_write(uint32_t hash, uint16_t value) {
 
 // Lays out and sends a subscription bag: CW_ERR_PARAM (a count above 62 or missing items) or
 // CW_ERR_NOMEM with nothing sent, else the send result.
-int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items, cw::Answer<kBagAnswerLen> &ans) {
+int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items,
+                 cw::AnswerBuffer<kBagAnswerLen> &ans) {
     if (count > kBagMaxItems || (count != 0 && items == nullptr)) {
         return CW_ERR_PARAM;
     }
@@ -104,22 +109,22 @@ int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *item
     return cw::send(kDsBagAdd, payload.view(), ans.span());
 }
 
-// Lays out and sends a parameter write of `size` value bytes, awaiting 5 + size answer bytes:
-// CW_ERR_PARAM or CW_ERR_NOMEM with nothing sent, else the send result.
-int32_t send_pm_write(const uint32_t *hash, const void *value, uint32_t size,
-                      cw::Answer<kParamAnswerHead + kParamMaxSize> &ans) {
+// Lays out and runs a parameter write of `size` value bytes, awaiting 5 + size answer bytes:
+// CW_ERR_PARAM or CW_ERR_NOMEM with nothing sent, else the write's verdict.
+cw::Verdict run_pm_write(const uint32_t *hash, const void *value, uint32_t size,
+                         cw::AnswerBuffer<kParamAnswerHead + kParamMaxSize> &ans) {
     if (hash == nullptr || size > kParamMaxSize || (size != 0 && value == nullptr)) {
-        return CW_ERR_PARAM;
+        return cw::unsent(CW_ERR_PARAM);
     }
     cw::HeapPayload payload(4 + size);
     if (!payload.ok()) {
-        return CW_ERR_NOMEM;
+        return cw::unsent(CW_ERR_NOMEM);
     }
     cw::le::put<uint32_t>(payload.data(), 0, *hash);
     if (size != 0) {
         std::memcpy(payload.data() + 4, value, size);
     }
-    return cw::send(kParamWrite, payload.view(), ans.span().first(kParamAnswerHead + size));
+    return cw::run(kParamWrite, payload.view(), ans.span().first(kParamAnswerHead + size));
 }
 
 }  // namespace
@@ -127,22 +132,24 @@ int32_t send_pm_write(const uint32_t *hash, const void *value, uint32_t size,
 // ---- Data subscription ----
 
 extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kDsReset, {}, ans);
-    if (!r.sent()) {
-        CW_LOG(cw::log::kFail, "cw flight ds reset send fail %d\n", r.ret);
-        return r.ret;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kDsReset, {}, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG(cw::log::kFail, "cw flight ds reset send fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw flight ds reset result fail %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_LOG(cw::log::kInfo, "cw flight ds reset success\n");
+            break;
     }
-    if (!r.ok()) {
-        CW_LOG(cw::log::kFail, "cw flight ds reset result fail %d\n", r.ack);
-        return CW_ERR_ACK;
-    }
-    CW_LOG(cw::log::kInfo, "cw flight ds reset success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
-    cw::Answer<kBagAnswerLen> ans;
+    cw::AnswerBuffer<kBagAnswerLen> ans;
     const int32_t rc = send_bag(bag, rate, count, items, ans);
     if (rc != 0) {
         CW_USRLOG("cw flight ds %d add send fail %d\n", bag, rc);
@@ -159,176 +166,180 @@ extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8
 
 extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
     const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, kControlConstant);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kControlEnable, payload, ans);
-    if (!r.sent()) {
-        CW_USRLOG("cw flight enabel control:%d fail %d\n", mode, r.ret);
-        return r.ret;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kControlEnable, payload, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_USRLOG("cw flight enabel control:%d fail %d\n", mode, v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG_BOTH(cw::log::kFail, "cw flight enable control:%d result fail %d\n", mode, v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_LOG_BOTH(cw::log::kInfo, "cw flight control changed: %d\n", mode);
+            break;
     }
-    if (!r.ok()) {
-        CW_LOG_BOTH(cw::log::kFail, "cw flight enable control:%d result fail %d\n", mode, r.ack);
-        return CW_ERR_ACK;
-    }
-    CW_LOG_BOTH(cw::log::kInfo, "cw flight control changed: %d\n", mode);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
     const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, submode);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kSubmodeSet, payload, ans);
-    if (!r.sent()) {
-        CW_LOG(cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, r.ret);
-        return r.ret;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kSubmodeSet, payload, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG(cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode, v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_LOG(cw::log::kInfo, "cw flight submode %d changed: %d\n", mode, submode);
+            break;
     }
-    if (!r.ok()) {
-        CW_LOG(cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode, r.ack);
-        return CW_ERR_ACK;
-    }
-    CW_LOG(cw::log::kInfo, "cw flight submode %d changed: %d\n", mode, submode);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_adv_control(uint8_t mode_a, uint8_t mode_b, float v0, float v1, float v2, float v3,
                                                 float v4, float v5) {
     const auto payload = cw::le::pack<uint8_t, uint8_t, float, float, float, float, float, float>(mode_a, mode_b, v0,
                                                                                                   v1, v2, v3, v4, v5);
-    const int32_t rc = cw::send(kAdvControl, payload);
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "cw_v1_flight_api_adv_control() v1_send fail %d\n", rc);
+    const cw::Verdict v = cw::run(kAdvControl, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG_BOTH(cw::log::kFail, "cw_v1_flight_api_adv_control() v1_send fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_yaw_rate_control(float rate) {
-    const auto payload = cw::le::pack<float>(rate);
-    const int32_t rc = cw::send(kYawRateControl, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw flight yaw_ctrl fail %d\n", rc);
+    const cw::Verdict v = cw::run(kYawRateControl, cw::le::pack<float>(rate));
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw flight yaw_ctrl fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_function_control(uint8_t function) {
-    const auto payload = cw::le::pack<uint8_t>(function);
-    const int32_t rc = cw::send(kFunctionControl, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_functon_control(%d) fail %d\n", function, rc);
+    const cw::Verdict v = cw::run(kFunctionControl, cw::le::pack<uint8_t>(function));
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_functon_control(%d) fail %d\n", function, v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_switch_oa(uint8_t on_off) {
-    const auto payload = cw::le::pack<uint8_t>(on_off);
-    const int32_t rc = cw::send(kSwitchOa, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_switch(%x) fail %d\n", on_off, rc);
+    const cw::Verdict v = cw::run(kSwitchOa, cw::le::pack<uint8_t>(on_off));
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_switch(%x) fail %d\n", on_off, v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_send_heartbeat(uint8_t kind, uint8_t value) {
-    const auto payload = cw::le::pack<uint8_t, uint8_t>(kind, value);
-    const int32_t rc = cw::send(kFlightHeartbeat, payload);
-    if (rc != 0) {
-        CW_USRLOG("cw_v1_flight_api_send_heartbeat() fail %d\n", rc);
+    const cw::Verdict v = cw::run(kFlightHeartbeat, cw::le::pack<uint8_t, uint8_t>(kind, value));
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("cw_v1_flight_api_send_heartbeat() fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 // ---- IMU calibration ----
 
 extern "C" int32_t cw_v1_flight_api_imu_propeller_cali(void) {
-    const auto payload = cw::le::pack<uint8_t>(kPropellerCaliStart);
-    const int32_t rc = cw::send(kPropellerCali, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali() fail %d\n", rc);
+    const cw::Verdict v = cw::run(kPropellerCali, cw::le::pack<uint8_t>(kPropellerCaliStart));
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali() fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_propeller_cali_reset(void) {
-    const auto payload = cw::le::pack<uint8_t>(kPropellerCaliReset);
-    const int32_t rc = cw::send(kPropellerCali, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali_reset() fail %d\n", rc);
+    const cw::Verdict v = cw::run(kPropellerCali, cw::le::pack<uint8_t>(kPropellerCaliReset));
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali_reset() fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_base_heartbeat(void) {
-    const auto payload = cw::le::pack<uint8_t>(kBaseHeartbeatByte);
-    cw::Answer<1> ans;
-    const int32_t rc = cw::send(kBaseHeartbeat, payload, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat() fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kBaseHeartbeat, cw::le::pack<uint8_t>(kBaseHeartbeatByte), ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat() fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat fail 0x%02x\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            break;
     }
-    if (!cw::answered_with(ans.view(), kBaseHeartbeatByte)) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat fail 0x%02x\n", ans[0]);
-        return CW_ERR_ACK;
-    }
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) {
-    const auto payload = cw::le::pack<uint32_t, uint8_t>(key, value);
-    cw::Answer<6> ans;
-    const int32_t rc = cw::send(kParamWrite, payload, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali() fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<6> ans;
+    const cw::Verdict v = cw::run(kCaliStart, cw::le::pack<uint32_t, uint8_t>(key, value), ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali() fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali fail %02x %02x %02x %02x %02x %02x\n", ans[0],
+                   ans[1], ans[2], ans[3], ans[4], ans[5]);
+            break;
+        case cw::Outcome::Done:
+            break;
     }
-    if (!cw::echoed(ans.view(), payload)) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali fail %02x %02x %02x %02x %02x %02x\n", ans[0], ans[1],
-               ans[2], ans[3], ans[4], ans[5]);
-        return CW_ERR_ACK;
-    }
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *progress) {
     CW_REQUIRE(progress);
-    const auto payload = cw::le::pack<uint32_t>(key);
-    cw::Answer<6> ans;
-    const int32_t rc = cw::send(kParamRead, payload, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process() fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<6> ans;
+    const cw::Verdict v = cw::run(kCaliProgress, cw::le::pack<uint32_t>(key), ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process() fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process fail %02x %02x %02x %02x %02x %02x\n", ans[0],
+                   ans[1], ans[2], ans[3], ans[4], ans[5]);
+            break;
+        case cw::Outcome::Done:
+            *progress = ans[5];
+            break;
     }
-    if (!cw::echoed(ans.view(), payload)) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process fail %02x %02x %02x %02x %02x %02x\n", ans[0], ans[1],
-               ans[2], ans[3], ans[4], ans[5]);
-        return CW_ERR_ACK;
-    }
-    *progress = ans[5];
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uint32_t request_len, ImuCaliRt *result) {
     CW_REQUIRE(result, request != nullptr || request_len == 0, request_len <= cw::kLinkMaxLen);
-    cw::Answer<kImuCaliRtAnswerLen> ans;
-    const int32_t rc = cw::send(kImuCaliRt, {request, request_len}, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<kImuCaliRtAnswerLen> ans;
+    const cw::Verdict v = cw::run(kImuCaliRt, {request, request_len}, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %02x %02x %02x %02x %02x %02x\n", ans[0],
+                   ans[1], ans[2], ans[3], ans[4], ans[5]);
+            break;
+        case cw::Outcome::Done: {
+            const uint8_t *a = ans.data();
+            ImuCaliRt out{};
+            out.value0 = cw::le::get<float>(a, 6);
+            out.value1 = cw::le::get<float>(a, 10);
+            std::memcpy(out.raw_a, a + 14, sizeof out.raw_a);
+            for (size_t i = 0; i < 7; ++i) {
+                out.values2_8[i] = cw::le::get<float>(a, 18 + 4 * i);
+            }
+            std::memcpy(out.raw_b, a + 46, sizeof out.raw_b);
+            *result = out;
+            break;
+        }
     }
-    if (!cw::starts_with_one_of(ans.view(), {kCaliRtHeader0, kCaliRtHeader1})) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %02x %02x %02x %02x %02x %02x\n", ans[0],
-               ans[1], ans[2], ans[3], ans[4], ans[5]);
-        return CW_ERR_ACK;
-    }
-    const uint8_t *a = ans.data();
-    ImuCaliRt out{};
-    out.value0 = cw::le::get<float>(a, 6);
-    out.value1 = cw::le::get<float>(a, 10);
-    std::memcpy(out.raw_a, a + 14, sizeof out.raw_a);
-    for (size_t i = 0; i < 7; ++i) {
-        out.values2_8[i] = cw::le::get<float>(a, 18 + 4 * i);
-    }
-    std::memcpy(out.raw_b, a + 46, sizeof out.raw_b);
-    *result = out;
-    return 0;
+    return v.code;
 }
 
 // ---- Parameters by name hash ----
@@ -336,34 +347,39 @@ extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uin
 extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 0 : hash_name(name); }
 
 extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
-    cw::Answer<6> ans;
-    const int32_t rc = hash == nullptr ? CW_ERR_PARAM : cw::send(kParamRead, cw::le::pack<uint32_t>(*hash), ans.span());
-    if (rc != 0) {
-        CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<6> ans;
+    const cw::Verdict v =
+        hash == nullptr ? cw::unsent(CW_ERR_PARAM) : cw::run(kParamRead, cw::le::pack<uint32_t>(*hash), ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_USRLOG("[fc_pm]: read pm fail %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_USRLOG("[fc_pm]: hash value: %u, read data: %d\n", cw::le::get<uint32_t>(ans.data(), 1), ans[5]);
+            break;
     }
-    if (ans[0] != 0) {
-        CW_USRLOG("[fc_pm]: read pm fail %d\n", ans[0]);
-        return ans[0];
-    }
-    CW_USRLOG("[fc_pm]: hash value: %u, read data: %d\n", cw::le::get<uint32_t>(ans.data(), 1), ans[5]);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t nav_v1_flight_api_write_pm(const uint32_t *hash, const void *value, uint32_t size) {
-    cw::Answer<kParamAnswerHead + kParamMaxSize> ans;
-    const int32_t rc = send_pm_write(hash, value, size, ans);
-    if (rc != 0) {
-        CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<kParamAnswerHead + kParamMaxSize> ans;
+    const cw::Verdict v = run_pm_write(hash, value, size, ans);
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_USRLOG("[fc_pm]: write ack result is fail %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            // The value now in force starts at byte 5 (0 when nothing was written).
+            CW_USRLOG("[fc_pm]: write finish! current value is %d\n", ans[kParamAnswerHead]);
+            break;
     }
-    if (ans[0] != 0) {
-        CW_USRLOG("[fc_pm]: write ack result is fail %d\n", ans[0]);
-        return ans[0];
-    }
-    // The value now in force starts at byte 5 (0 when nothing was written).
-    CW_USRLOG("[fc_pm]: write finish! current value is %d\n", ans[kParamAnswerHead]);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_t radius) {
@@ -393,35 +409,47 @@ extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_
 
 extern "C" int32_t cw_v1_flight_api_trigger_dowm_vo(uint16_t value) {
     std::printf("hash value is %u\n", kHashDownVo);
-    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashDownVo, value));
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw flight trigger down vo %d fail%d\n", value, rc);
-        return rc;
+    const cw::Verdict v = cw::run(kNamedWrite, named_write(kHashDownVo, value));
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw flight trigger down vo %d fail%d\n", value, v.ret);
+            break;
+        case cw::Outcome::Done:
+            CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger down vo success\n");
+            break;
     }
-    CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger down vo success\n");
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_trigger_compass_cali(uint16_t value) {
     std::printf("hash value is %u\n", kHashCompassCali);
-    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashCompassCali, value));
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw flight trigger compass cali fail %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kNamedWrite, named_write(kHashCompassCali, value));
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw flight trigger compass cali fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Done:
+            CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger compass cali success\n");
+            break;
     }
-    CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger compass cali success\n");
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_api_subscribe_vib(void) {
     std::printf("hash value is %u\n", kHashVibration);
-    const int32_t rc = cw::send(kParamWriteNoWait, named_write(kHashVibration, 1));
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw flight subscribe vib fail %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kNamedWrite, named_write(kHashVibration, 1));
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw flight subscribe vib fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Done:
+            CW_LOG(cw::log::kInfo, "cw flight subscribe vib success\n");
+            break;
     }
-    CW_LOG(cw::log::kInfo, "cw flight subscribe vib success\n");
-    return rc;
+    return v.code;
 }
 
 // ---- Identity and quick-test switch ----
@@ -435,43 +463,46 @@ extern "C" int32_t cw_v1_cwqt_switch(const char *word) {
     }
     const auto payload =
         cw::le::pack<uint8_t, uint8_t, uint8_t>(on_off, 0, on_off == kQuickTestOn ? kQuickTestOnValue : 0);
-    const int32_t rc = cw::send(kQuickTestSwitch, payload);
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "cw_v1_cwqt_switch fail %d\n", rc);
+    const cw::Verdict v = cw::run(kQuickTestSwitch, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG_BOTH(cw::log::kFail, "cw_v1_cwqt_switch fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_set_uuid(void) {
     const auto payload = cw::le::pack<uint8_t, uint16_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t>(
         kIdentityWrite, 2000, 12, 5, 1, 2, 3, 1, 50);
-    cw::Answer<4> ans;
-    const int32_t rc = cw::send(cw::kFlightIdentity, payload, ans.span());
-    if (rc != 0) {
-        CW_USRLOG("nav flight set uuid send fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<4> ans;
+    const cw::Verdict v = cw::run(kIdentityWriteCmd, payload, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_USRLOG("nav flight set uuid send fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_USRLOG("nav flight set uuid send fail %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_USRLOG("set uuid ok : %x\n", ans[1]);
+            break;
     }
-    if (ans[1] != 0) {
-        CW_USRLOG("nav flight set uuid send fail %d\n", ans[1]);
-        return ans[1];
-    }
-    CW_USRLOG("set uuid ok : %x\n", ans[1]);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_get_uuid(void) {
-    const auto payload = cw::le::pack<uint8_t>(kIdentityRead);
-    cw::Answer<4> ans;
-    const int32_t rc = cw::send(cw::kFlightIdentity, payload, ans.span());
-    if (rc != 0) {
-        CW_USRLOG("nav flight get uuid send fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<4> ans;
+    const cw::Verdict v = cw::run(kIdentityReadCmd, cw::le::pack<uint8_t>(kIdentityRead), ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_USRLOG("nav flight get uuid send fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_USRLOG("nav flight set uuid send fail %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_USRLOG("set uuid len : %d\n", ans[2]);
+            CW_USRLOG("set uuid ok : %d\n", ans[3]);
+            break;
     }
-    if (ans[1] != 0) {
-        CW_USRLOG("nav flight set uuid send fail %d\n", ans[1]);
-        return ans[1];
-    }
-    CW_USRLOG("set uuid len : %d\n", ans[2]);
-    CW_USRLOG("set uuid ok : %d\n", ans[3]);
-    return 0;
+    return v.code;
 }

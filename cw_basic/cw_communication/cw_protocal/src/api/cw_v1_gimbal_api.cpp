@@ -12,16 +12,13 @@
 
 namespace {
 
-using cw::kRecvGimbal;
-
-constexpr cw::Route kModeControl{4, 68, kRecvGimbal, cw::kWaitCommon};
-constexpr cw::Route kAngleControl{4, 10, kRecvGimbal, cw::kWaitSecond};
-constexpr cw::Route kRateControl{4, 12, kRecvGimbal, cw::kNoWait};
-constexpr cw::Route kResetYaw{4, 12, kRecvGimbal, cw::kNoWait};
-constexpr cw::Route kReleaseControl{4, 10, kRecvGimbal, cw::kNoWait};
-constexpr cw::Route kQueryJointAngle{4, 104, kRecvGimbal, cw::kWaitCommon};
-constexpr cw::Route kWaterwaveTrigger{4, 61, kRecvGimbal, cw::kWaitShort};
-constexpr cw::Route kSubscribeInfo{4, 30, kRecvGimbal, cw::kWaitCommon};
+constexpr cw::Command kModeControl = cw::command("gimbal.mode_control", cw::policy::logged_only);
+constexpr cw::Command kAngleControl = cw::command("gimbal.angle_control", cw::policy::logged_only);
+constexpr cw::Command kReleaseControl = cw::command("gimbal.angle_control", cw::policy::send_only);
+constexpr cw::Command kRateControl = cw::command("gimbal.rate_control", cw::policy::send_only);
+constexpr cw::Command kQueryJointAngle = cw::command("gimbal.query_joint_angle", cw::policy::ack_byte);
+constexpr cw::Command kWaterwaveTrigger = cw::command("gimbal.waterwave_trigger", cw::policy::ack_byte);
+constexpr cw::Command kSubscribeInfo = cw::command("gimbal.subscribe_info", cw::policy::ack_byte);
 
 // Control flags byte of the angle and rate commands.
 constexpr uint8_t kFlagCommand = 0x80;   // bit 7: an angle or rate command
@@ -42,12 +39,12 @@ constexpr uint8_t flag_bit(uint8_t flag, unsigned n) { return static_cast<uint8_
 
 extern "C" int32_t cw_v1_gimbal_api_mode_control(uint8_t mode) {
     const auto payload = cw::le::pack<uint8_t>(mode);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kModeControl, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kModeControl, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1, int16_t angle2, uint8_t flag1,
@@ -57,12 +54,12 @@ extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1
                           flag_bit(flag4, 4) | flag_bit(flag5, 5) | flag_bit(flag6, 6);
     const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint16_t, uint8_t, uint8_t, uint16_t>(
         angle0, angle1, angle2, kAngleConstant, flags, 0, value);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kAngleControl, payload, ans);
-    if (!r.ok()) {
-        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", r.ret, r.ack);
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kAngleControl, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", v.ret, v.result_byte);
     }
-    return r.ret;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, int16_t rate2, uint8_t flag1,
@@ -70,78 +67,84 @@ extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, i
     const uint8_t flags = kFlagCommand | flag_bit(flag1, 1) | flag_bit(flag2, 2) | flag_bit(flag3, 3) |
                           flag_bit(flag4, 4) | flag_bit(flag6, 6);
     const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint8_t>(rate0, rate1, rate2, flags);
-    const int32_t rc = cw::send(kRateControl, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "nav gimbal rate control send fail %d\n", rc);
+    const cw::Verdict v = cw::run(kRateControl, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "nav gimbal rate control send fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_reset_yaw(void) {
     const auto payload = cw::le::pack<int16_t, int16_t, int16_t, uint8_t>(0, 0, 0, kFlagYawReset);
-    const int32_t rc = cw::send(kResetYaw, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw gimbal reset yaw send fail %d\n", rc);
+    const cw::Verdict v = cw::run(kRateControl, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw gimbal reset yaw send fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_release_control(void) {
     const std::array<uint8_t, kAnglePayloadLen> payload{};
-    const int32_t rc = cw::send(kReleaseControl, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw gimbal angle control send fail %d\n", rc);
+    const cw::Verdict v = cw::run(kReleaseControl, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw gimbal angle control send fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_query_joint_angle(int32_t *first, int32_t *second, int32_t *third) {
     CW_REQUIRE(first, second, third);
-    cw::Answer<kJointAngleAnswerLen> ans;
-    const cw::Exchange r = cw::exchange(kQueryJointAngle, kJointAngleQuery, ans);
-    if (!r.sent()) {
-        CW_LOG(cw::log::kFail, "cw gimbal api query joint angle error: %d\n", r.ret);
-        return r.ret;
+    cw::AnswerBuffer<kJointAngleAnswerLen> ans;
+    const cw::Verdict v = cw::run(kQueryJointAngle, kJointAngleQuery, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG(cw::log::kFail, "cw gimbal api query joint angle error: %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "cw gimbal api query joint angle ack != 0\n");
+            break;
+        case cw::Outcome::Done:
+            // The gimbal answers the values in the order first, third, second.
+            *first = cw::le::get<int32_t>(ans.data(), 3);
+            *third = cw::le::get<int32_t>(ans.data(), 7);
+            *second = cw::le::get<int32_t>(ans.data(), 11);
+            break;
     }
-    if (!r.ok()) {
-        CW_LOG(cw::log::kFail, "cw gimbal api query joint angle ack != 0\n");
-        return CW_ERR_ACK;
-    }
-    // The gimbal answers the values in the order first, third, second.
-    *first = cw::le::get<int32_t>(ans.data(), 3);
-    *third = cw::le::get<int32_t>(ans.data(), 7);
-    *second = cw::le::get<int32_t>(ans.data(), 11);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
     const bool start = action != nullptr && std::strcmp(action, "START") == 0;
     const auto payload = cw::le::pack<uint8_t>(start ? kWaterwaveStart : kWaterwaveStop);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kWaterwaveTrigger, payload, ans);
-    if (!r.sent()) {
-        CW_USRLOG("cw gimbal api trigger waterwave detect  error: %d\n", r.ret);
-        return r.ret;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kWaterwaveTrigger, payload, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_USRLOG("cw gimbal api trigger waterwave detect  error: %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_USRLOG("cw gimbal api trigger waterwave detect ack != 0\n");
+            break;
+        case cw::Outcome::Done:
+            break;
     }
-    if (!r.ok()) {
-        CW_USRLOG("cw gimbal api trigger waterwave detect ack != 0\n");
-        return CW_ERR_ACK;
-    }
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_gimbal_subscribe_info(uint8_t byte0, uint8_t byte1, uint8_t byte2) {
     const auto payload = cw::le::pack<uint8_t, uint8_t, uint8_t, uint8_t>(byte0, byte1, byte2, 0);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kSubscribeInfo, payload, ans);
-    if (!r.sent()) {
-        CW_USRLOG("nav gimbal subscribe send fail %d\n", r.ret);
-        return r.ret;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kSubscribeInfo, payload, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_USRLOG("nav gimbal subscribe send fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_USRLOG("nav gimbal subscribe result fail %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_USRLOG("nav gimbal subscribe success\n");
+            break;
     }
-    if (!r.ok()) {
-        CW_USRLOG("nav gimbal subscribe result fail %d\n", r.ack);
-        return CW_ERR_ACK;
-    }
-    CW_USRLOG("nav gimbal subscribe success\n");
-    return 0;
+    return v.code;
 }

@@ -13,12 +13,14 @@
 
 namespace {
 
-constexpr cw::Route kVisionAutotest{16, 27, cw::kRecvVision, cw::kWaitCommon};
+constexpr cw::Command kVisionAutotest = cw::command("vision.autotest", cw::policy::ack_byte);
 constexpr uint8_t kAutotestStart = 1;
 constexpr uint8_t kAutotestStop = 0;
 
 constexpr size_t kDistanceLimitAnswerLen = 2;
 constexpr size_t kDistanceLimitResultAt = 1;
+constexpr cw::Command kDistanceLimit =
+    cw::command("flight.distance_limit", cw::policy::ack_byte_at<kDistanceLimitResultAt>);
 
 // The distance-limit request is always the same: 0x07, eight 0x00, fourteen 0x01.
 constexpr std::array<uint8_t, 23> distance_limit_payload() {
@@ -70,56 +72,59 @@ extern "C" int32_t cw_v1_testcmd_api_vision_start_autotest(void) {
         return 0;
     }
     CW_USRLOG("==navigation autotest closed! \n");
-    const auto payload = cw::le::pack<uint8_t>(kAutotestStart);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kVisionAutotest, payload, ans);
-    if (!r.sent()) {
-        settle_autotest_start(kAutotestClosed);
-        CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", r.ret);
-        CW_USRLOG("vision module start autotest fail1 %d\n", r.ret);
-        return r.ret;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kVisionAutotest, cw::le::pack<uint8_t>(kAutotestStart), ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            settle_autotest_start(kAutotestClosed);
+            CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", v.ret);
+            CW_USRLOG("vision module start autotest fail1 %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            settle_autotest_start(kAutotestClosed);
+            CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", v.result_byte);
+            CW_USRLOG("vision module start autotest fail2 %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_LOG_BOTH(cw::log::kInfo, "vision module start autotest success\n");
+            settle_autotest_start(kAutotestStarted);
+            break;
     }
-    if (!r.ok()) {
-        settle_autotest_start(kAutotestClosed);
-        CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", r.ack);
-        CW_USRLOG("vision module start autotest fail2 %d\n", r.ack);
-        return CW_ERR_ACK;
-    }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module start autotest success\n");
-    settle_autotest_start(kAutotestStarted);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
-    const auto payload = cw::le::pack<uint8_t>(kAutotestStop);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kVisionAutotest, payload, ans);
-    if (!r.sent()) {
-        CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", r.ret);
-        CW_USRLOG("vision module stop autotest fail1 %d\n", r.ret);
-        return r.ret;
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kVisionAutotest, cw::le::pack<uint8_t>(kAutotestStop), ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", v.ret);
+            CW_USRLOG("vision module stop autotest fail1 %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", v.result_byte);
+            CW_USRLOG("vision module stop autotest fail2 %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_LOG_BOTH(cw::log::kInfo, "vision module stop autotest success\n");
+            break;
     }
-    if (!r.ok()) {
-        CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", r.ack);
-        CW_USRLOG("vision module stop autotest fail2 %d\n", r.ack);
-        return CW_ERR_ACK;
-    }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module stop autotest success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_autotest_stop_distance_limit(void) {
-    cw::Answer<kDistanceLimitAnswerLen> ans;
-    const int32_t rc = cw::send(cw::kFlightIdentity, kDistanceLimitPayload, ans.span());
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", rc);
-        return rc;
+    cw::AnswerBuffer<kDistanceLimitAnswerLen> ans;
+    const cw::Verdict v = cw::run(kDistanceLimit, kDistanceLimitPayload, ans.span());
+    switch (v.outcome) {
+        case cw::Outcome::SendFailed:
+            CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", v.ret);
+            break;
+        case cw::Outcome::Refused:
+            CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", v.result_byte);
+            break;
+        case cw::Outcome::Done:
+            CW_USRLOG("autotest close distance limit success! \n");
+            break;
     }
-    const uint8_t result = ans[kDistanceLimitResultAt];
-    if (result != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", result);
-        return CW_ERR_ACK;
-    }
-    CW_USRLOG("autotest close distance limit success! \n");
-    return 0;
+    return v.code;
 }

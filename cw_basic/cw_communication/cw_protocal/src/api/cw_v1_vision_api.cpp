@@ -13,24 +13,23 @@
 
 namespace {
 
-using cw::kNoWait;
-using cw::kRecvVision;
-
-constexpr cw::Route kSubscribeOaResult{10, 116, cw::kRecvVisionResult, kNoWait};
-constexpr cw::Route kSubscribeRicResult{10, 183, cw::kRecvVisionResult, kNoWait};
-constexpr cw::Route kSwitchToPano{10, 91, kRecvVision, kNoWait};
-constexpr cw::Route kPanoControl{10, 62, kRecvVision, kNoWait};
-constexpr cw::Route kQuickshotBox{10, 32, kRecvVision, kNoWait};
-constexpr cw::Route kQuickshotEnable{10, 41, kRecvVision, kNoWait};
-constexpr cw::Route kQuickshotParam{10, 74, kRecvVision, kNoWait};
-constexpr cw::Route kQuickshotIndex{10, 148, kRecvVision, kNoWait};
-constexpr cw::Route kLapseSubmode{10, 116, kRecvVision, kNoWait};  // same id as the subscription
-constexpr cw::Route kLapsePoint{10, 118, kRecvVision, kNoWait};
-constexpr cw::Route kLapseGo{10, 120, kRecvVision, kNoWait};
-constexpr cw::Route kLapseRecover{10, 122, kRecvVision, kNoWait};
-constexpr cw::Route kQs160Mode{10, 240, cw::kRecvQs160, kNoWait};
-constexpr cw::Route kQs160Index{10, 241, cw::kRecvQs160, kNoWait};  // also the qs160 go request
-constexpr cw::Route kPanoImageBuf{10, 155, kRecvVision, kNoWait};
+constexpr cw::Command kSubscribeOaResult = cw::command("vision.subscribe_oa_result", cw::policy::send_only);
+constexpr cw::Command kSubscribeRicResult = cw::command("vision.subscribe_ric_result", cw::policy::send_only);
+constexpr cw::Command kSwitchToPano = cw::command("vision.switch_to_pano", cw::policy::send_only);
+constexpr cw::Command kPanoControl = cw::command("vision.pano_control", cw::policy::send_only);
+constexpr cw::Command kQuickshotBox = cw::command("vision.qs_set_box", cw::policy::send_only);
+constexpr cw::Command kQuickshotEnable = cw::command("vision.qs_enable", cw::policy::send_only);
+constexpr cw::Command kQuickshotParam = cw::command("vision.qs_set_param", cw::policy::send_only);
+constexpr cw::Command kQuickshotIndex = cw::command("vision.qs_set_index", cw::policy::send_only);
+constexpr cw::Command kLapseSubmode =
+    cw::command("vision.lapse_submode", cw::policy::send_only);  // same id as the subscription
+constexpr cw::Command kLapsePoint = cw::command("vision.lapse_point", cw::policy::send_only);
+constexpr cw::Command kLapseGo = cw::command("vision.lapse_go", cw::policy::send_only);
+constexpr cw::Command kLapseRecover = cw::command("vision.lapse_recover", cw::policy::send_only);
+constexpr cw::Command kQs160Mode = cw::command("vision.qs160_mode", cw::policy::send_only);
+constexpr cw::Command kQs160Index =
+    cw::command("vision.qs160_index", cw::policy::send_only);  // also the qs160 go request
+constexpr cw::Command kPanoImageBuf = cw::command("vision.pano_image_buf", cw::policy::send_only);
 
 // The panorama image buffer: a header, then the caller's records.
 constexpr size_t kPanoImageHeaderLen = 8;
@@ -40,47 +39,47 @@ constexpr size_t kPanoImageCountAt = 7;
 
 extern "C" int32_t cw_v1_vision_api_subscribe_oa_result(uint8_t value) {
     const auto payload = cw::le::pack<uint8_t>(value);
-    const int32_t rc = cw::send(kSubscribeOaResult, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "subscribe oa result fail %d\n", rc);
+    const cw::Verdict v = cw::run(kSubscribeOaResult, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "subscribe oa result fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_vision_api_subscribe_ric_result(uint8_t value) {
     const auto payload = cw::le::pack<uint8_t>(value);
-    const int32_t rc = cw::send(kSubscribeRicResult, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "subscribe oa result fail %d\n", rc);
+    const cw::Verdict v = cw::run(kSubscribeRicResult, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "subscribe oa result fail %d\n", v.ret);
     }
-    return rc;
+    return v.code;
 }
 
 // ---- Panorama ----
 
 extern "C" int32_t cw_v1_vision_switch_to_pano(uint8_t value0, uint8_t value1) {
     const auto payload = cw::le::pack<uint8_t, uint8_t>(value0, value1);
-    const int32_t rc = cw::send(kSwitchToPano, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "[CW_pano] switch to pano fail: %d\n", rc);
-        CW_USRLOG("[CW_pano] switch to pano fail: %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kSwitchToPano, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "[CW_pano] switch to pano fail: %d\n", v.ret);
+        CW_USRLOG("[CW_pano] switch to pano fail: %d\n", v.ret);
+    } else {
+        // Unlike the other commands, the switch reports its success at level 1.
+        CW_LOG(cw::log::kFail, "[CW_pano] switch to pano success: %d\n", v.ret);
     }
-    // Unlike the other commands, the switch reports its success at level 1.
-    CW_LOG(cw::log::kFail, "[CW_pano] switch to pano success: %d\n", rc);
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_vision_pano_control(uint8_t value) {
     const auto payload = cw::le::pack<uint8_t>(value);
-    const int32_t rc = cw::send(kPanoControl, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "vision module start Pano Photo fail %d\n", rc);
-        CW_USRLOG("vision module start Pano Photo fail1 %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kPanoControl, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "vision module start Pano Photo fail %d\n", v.ret);
+        CW_USRLOG("vision module start Pano Photo fail1 %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "vision module start Pano Photo success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module start Pano Photo success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_pano_image_buf(uint32_t value0, uint8_t value1, uint8_t count, const uint8_t *records) {
@@ -98,15 +97,15 @@ extern "C" int32_t cw_v1_pano_image_buf(uint32_t value0, uint8_t value1, uint8_t
     if (records_len != 0) {
         std::memcpy(p + kPanoImageHeaderLen, records, records_len);
     }
-    cw::Answer<1> unread;  // the vision processor's answer is not awaited
-    const int32_t rc = cw::send(kPanoImageBuf, payload.view(), unread.span());
+    cw::AnswerBuffer<1> unread;  // the vision processor's answer is not awaited
+    const cw::Verdict v = cw::run(kPanoImageBuf, payload.view(), unread.span());
     payload.release();
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "send image buf failed %d\n", rc);
-        return rc;
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG_BOTH(cw::log::kFail, "send image buf failed %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "send image buf success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "send image buf success\n");
-    return 0;
+    return v.code;
 }
 
 // ---- Quick shot ----
@@ -115,26 +114,26 @@ extern "C" int32_t cw_v1_quickshot_set_nit_box(uint8_t value0, float box0, float
                                                uint8_t value1, uint16_t value2) {
     const auto payload = cw::le::pack<uint8_t, float, float, float, float, uint8_t, uint16_t>(value0, box0, box1, box2,
                                                                                               box3, value1, value2);
-    const int32_t rc = cw::send(kQuickshotBox, payload);
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "vision module quick_shot fail Set Box %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kQuickshotBox, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG_BOTH(cw::log::kFail, "vision module quick_shot fail Set Box %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "vision module quick_shot Set Box success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module quick_shot Set Box success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_vision_quickshot_enable(uint8_t value0, uint8_t value1, uint8_t value2) {
     const auto payload = cw::le::pack<uint8_t, uint8_t, uint8_t>(value0, value1, value2);
-    const int32_t rc = cw::send(kQuickshotEnable, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "vision module Enable quick_shot fail %d\n", rc);
-        CW_USRLOG("vision module Enable quick_shot fail1 or lapse_photo fail %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kQuickshotEnable, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "vision module Enable quick_shot fail %d\n", v.ret);
+        CW_USRLOG("vision module Enable quick_shot fail1 or lapse_photo fail %d\n", v.ret);
+    } else {
+        CW_LOG(cw::log::kInfo, "vision module Enable quick_shot success\n");
+        CW_USRLOG("vision module Enable quick_shot or lapse_photo success\n");
     }
-    CW_LOG(cw::log::kInfo, "vision module Enable quick_shot success\n");
-    CW_USRLOG("vision module Enable quick_shot or lapse_photo success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_quickshot_set_param(uint8_t p0, uint8_t p1, uint8_t p2, uint8_t p3, uint8_t p4, uint8_t p5,
@@ -143,111 +142,111 @@ extern "C" int32_t cw_v1_quickshot_set_param(uint8_t p0, uint8_t p1, uint8_t p2,
     const auto payload =
         cw::le::pack<uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, float, uint8_t,
                      uint8_t, uint8_t>(p0, p1, p2, p3, p4, p5, p6, p7, p8, value, p9, p10, p11);
-    const int32_t rc = cw::send(kQuickshotParam, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "vision module quick_shot set_parm fail %d\n", rc);
-        CW_USRLOG("vision module quick_shot fail set_parm1 %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kQuickshotParam, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "vision module quick_shot set_parm fail %d\n", v.ret);
+        CW_USRLOG("vision module quick_shot fail set_parm1 %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "vision module quick_shot set_parm success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module quick_shot set_parm success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_quickshot_set_index(uint8_t value0, uint8_t value1, uint8_t value2) {
     const auto payload = cw::le::pack<uint8_t, uint8_t, uint8_t>(value0, value1, value2);
-    const int32_t rc = cw::send(kQuickshotIndex, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "vision module quick_shot set_index fail %d\n", rc);
-        CW_USRLOG("vision module quick_shot fail set_index1 %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kQuickshotIndex, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "vision module quick_shot set_index fail %d\n", v.ret);
+        CW_USRLOG("vision module quick_shot fail set_index1 %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "vision module quick_shot set_index success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module quick_shot set_index success\n");
-    return 0;
+    return v.code;
 }
 
 // ---- Lapse photo ----
 
 extern "C" int32_t cw_v1_lapse_photo_submode(uint8_t value) {
     const auto payload = cw::le::pack<uint8_t>(value);
-    const int32_t rc = cw::send(kLapseSubmode, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "vision module lapse_photo submode fail %d\n", rc);
-        CW_USRLOG("vision module lapse_photo fail submode %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kLapseSubmode, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "vision module lapse_photo submode fail %d\n", v.ret);
+        CW_USRLOG("vision module lapse_photo fail submode %d\n", v.ret);
+    } else {
+        CW_LOG(cw::log::kInfo, "vision module lapse_photo set_index success\n");
+        CW_USRLOG("vision module lapse_photo submode success\n");
     }
-    CW_LOG(cw::log::kInfo, "vision module lapse_photo set_index success\n");
-    CW_USRLOG("vision module lapse_photo submode success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_lapse_photo_point(int32_t point0, int32_t point1, uint8_t value) {
     const auto payload = cw::le::pack<int32_t, int32_t, uint8_t>(point0, point1, value);
-    const int32_t rc = cw::send(kLapsePoint, payload);
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "vision module lapse_photo set point fail %d\n", rc);
-        CW_USRLOG("vision module lapse_photo fail set point %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kLapsePoint, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "vision module lapse_photo set point fail %d\n", v.ret);
+        CW_USRLOG("vision module lapse_photo fail set point %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "vision module lapse_photo set point success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module lapse_photo set point success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_lapse_photo_go(uint8_t value0, uint16_t value1, uint16_t value2, uint64_t value3,
                                         uint8_t value4, uint8_t value5) {
     const auto payload = cw::le::pack<uint8_t, uint16_t, uint16_t, uint64_t, uint8_t, uint8_t>(value0, value1, value2,
                                                                                                value3, value4, value5);
-    const int32_t rc = cw::send(kLapseGo, payload);
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "vision module lapse_photo fail start %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kLapseGo, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG_BOTH(cw::log::kFail, "vision module lapse_photo fail start %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "vision module lapse_photo start success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module lapse_photo start success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_lapse_photo_recover(uint8_t value0, uint8_t value1) {
     const auto payload = cw::le::pack<uint8_t, uint8_t>(value0, value1);
-    const int32_t rc = cw::send(kLapseRecover, payload);
-    if (rc != 0) {
-        CW_USRLOG("vision module lapse_photo fail recover %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kLapseRecover, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("vision module lapse_photo fail recover %d\n", v.ret);
+    } else {
+        CW_USRLOG("vision module lapse_photo recover success\n");
     }
-    CW_USRLOG("vision module lapse_photo recover success\n");
-    return 0;
+    return v.code;
 }
 
 // ---- qs160 ----
 
 extern "C" int32_t cw_v1_qs160_mode(uint8_t value0, float value1, uint8_t value2) {
     const auto payload = cw::le::pack<uint8_t, float, uint8_t>(value0, value1, value2);
-    const int32_t rc = cw::send(kQs160Mode, payload);
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "vision module qs160 fail %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kQs160Mode, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG_BOTH(cw::log::kFail, "vision module qs160 fail %d\n", v.ret);
+    } else {
+        CW_LOG(cw::log::kInfo, "vision module qs160  success\n");
+        CW_USRLOG("vision module qs160 success\n");
     }
-    CW_LOG(cw::log::kInfo, "vision module qs160  success\n");
-    CW_USRLOG("vision module qs160 success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_qs160_index(uint8_t value) {
     const auto payload = cw::le::pack<uint8_t>(value);
-    const int32_t rc = cw::send(kQs160Index, payload);
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "vision module qs160 index fail %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kQs160Index, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG_BOTH(cw::log::kFail, "vision module qs160 index fail %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "vision module qs160 index success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module qs160 index success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_qs160_go(uint8_t value) {
     const auto payload = cw::le::pack<uint8_t>(value);
-    const int32_t rc = cw::send(kQs160Index, payload);
-    if (rc != 0) {
-        CW_LOG_BOTH(cw::log::kFail, "vision module qs160 go fail %d\n", rc);
-        return rc;
+    const cw::Verdict v = cw::run(kQs160Index, payload);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG_BOTH(cw::log::kFail, "vision module qs160 go fail %d\n", v.ret);
+    } else {
+        CW_LOG_BOTH(cw::log::kInfo, "vision module qs160 go success\n");
     }
-    CW_LOG_BOTH(cw::log::kInfo, "vision module qs160 go success\n");
-    return 0;
+    return v.code;
 }

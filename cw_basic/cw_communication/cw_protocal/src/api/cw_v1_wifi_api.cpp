@@ -11,81 +11,79 @@
 
 namespace {
 
-constexpr cw::Route kSetChannel{7, 43, cw::kRecvWifiChannel, cw::kWaitHalfSecond};
-constexpr cw::Route kPing{0, 0, cw::kRecvWifi, cw::kWaitCamera};
-constexpr cw::Route kVersion{0, 1, cw::kRecvWifi, cw::kWaitCamera};
-constexpr cw::Route kOpenWifi{7, 65, cw::kRecvWifiPower, cw::kWaitSecond};
-constexpr cw::Route kCloseWifi{7, 66, cw::kRecvWifiPower, cw::kWaitSecond};
-
+constexpr cw::Command kSetChannel = cw::command("wifi.set_channel", cw::policy::send_only);
 constexpr size_t kVersionAnswerLen = 30;
 constexpr size_t kPingReplyAt = 1;
+
+// The ping's result is the radio's reply byte, whatever it is.
+constexpr cw::Command kPing = cw::command("wifi.ping", cw::policy::peer_result<kPingReplyAt>);
+constexpr cw::Command kVersion = cw::command("wifi.version", cw::policy::send_only);
+constexpr cw::Command kOpenWifi = cw::command("wifi.open", cw::policy::peer_result<0>);
+constexpr cw::Command kCloseWifi = cw::command("wifi.close", cw::policy::logged_only);
 
 }  // namespace
 
 extern "C" int32_t cw_v1_wifi_api_set_channel(uint16_t channel) {
     CW_LOG(cw::log::kInfo, "cw wifi set channel %d\n", channel);
     const auto payload = cw::le::pack<uint8_t, uint16_t>(0, channel);
-    cw::Answer<1> ans;  // not examined
-    const int32_t rc = cw::send(kSetChannel, payload, ans.span());
-    if (rc != 0) {
-        CW_LOG(cw::log::kFail, "cw wifi set channel fail result=%d\n", rc);
-        return rc;
+    cw::AnswerBuffer<1> ans;  // not examined
+    const cw::Verdict v = cw::run(kSetChannel, payload, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_LOG(cw::log::kFail, "cw wifi set channel fail result=%d\n", v.ret);
+    } else {
+        CW_LOG(cw::log::kInfo, "cw wifi set channel success\n");
     }
-    CW_LOG(cw::log::kInfo, "cw wifi set channel success\n");
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_wifi_api_ping(uint8_t ping_byte) {
-    const auto payload = cw::le::pack<uint8_t>(ping_byte);
-    cw::Answer<2> ans;
-    const int32_t rc = cw::send(kPing, payload, ans.span());
-    if (rc != 0) {
-        CW_USRLOG("cw wifi ping sdr send v1 fail result = %d %d\r\n", rc, ans[kPingReplyAt]);
-        return rc;
+    cw::AnswerBuffer<2> ans;
+    const cw::Verdict v = cw::run(kPing, cw::le::pack<uint8_t>(ping_byte), ans.span());
+    if (v.outcome == cw::Outcome::SendFailed) {
+        CW_USRLOG("cw wifi ping sdr send v1 fail result = %d %d\r\n", v.ret, ans[kPingReplyAt]);
+    } else {
+        CW_USRLOG("cw wifi ping sdr success\n");
     }
-    CW_USRLOG("cw wifi ping sdr success\n");
-    return ans[kPingReplyAt];
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_wifi_api_version(void) {
     CW_USRLOG("cw wifi get version\n");
-    cw::Answer<kVersionAnswerLen> ans;
-    const int32_t rc = cw::send(kVersion, {}, ans.span());
-    if (rc != 0) {
-        CW_USRLOG("cw wifi get version send v1 fail result = %d\r\n", rc);
-        return rc;
+    cw::AnswerBuffer<kVersionAnswerLen> ans;
+    const cw::Verdict v = cw::run(kVersion, {}, ans.span());
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("cw wifi get version send v1 fail result = %d\r\n", v.ret);
+    } else {
+        // The answer is text that need not be terminated: log at most its 30 bytes.
+        std::array<char, kVersionAnswerLen + 1> text{};
+        std::memcpy(text.data(), ans.data(), kVersionAnswerLen);
+        CW_USRLOG("cw wifi get version success %s\n", text.data());
     }
-    // The answer is text that need not be terminated: log at most its 30 bytes.
-    std::array<char, kVersionAnswerLen + 1> text{};
-    std::memcpy(text.data(), ans.data(), kVersionAnswerLen);
-    CW_USRLOG("cw wifi get version success %s\n", text.data());
-    return 0;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_wifi_api_open_wifi(void) {
     CW_LOG(cw::log::kInfo, "cw wifi open wifi\n");
-    const auto payload = cw::le::pack<uint8_t>(0);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kOpenWifi, payload, ans);
-    if (r.ok()) {
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kOpenWifi, cw::le::pack<uint8_t>(0), ans.span());
+    if (v.outcome == cw::Outcome::Done) {
         CW_USRLOG("cw wifi open wifi success\n");
-        return 0;
+    } else {
+        // A refusal is passed back as the module's own byte.
+        CW_USRLOG("cw wifi open wifi fail result = %d ack:%d\r\n", v.ret, v.result_byte);
     }
-    CW_USRLOG("cw wifi open wifi fail result = %d ack:%d\r\n", r.ret, r.ack);
-    // A refusal is passed back as the module's own byte.
-    return r.ack != 0 ? r.ack : r.ret;
+    return v.code;
 }
 
 extern "C" int32_t cw_v1_wifi_api_close_wifi(void) {
     CW_LOG(cw::log::kInfo, "cw wifi close wifi\n");
-    const auto payload = cw::le::pack<uint8_t>(0);
-    cw::Answer<1> ans;
-    const cw::Exchange r = cw::exchange(kCloseWifi, payload, ans);
-    if (r.ok()) {
+    cw::AnswerBuffer<1> ans;
+    const cw::Verdict v = cw::run(kCloseWifi, cw::le::pack<uint8_t>(0), ans.span());
+    if (v.outcome == cw::Outcome::Done) {
         CW_USRLOG("cw wifi close wifi success\n");
-        return 0;
+    } else {
+        // A refusal is only logged: the result is the send result.
+        CW_USRLOG("cw wifi close wifi fail result=%d ack:%d\n", v.ret, v.result_byte);
     }
-    // A refusal is only logged: the result is the send result.
-    CW_USRLOG("cw wifi close wifi fail result=%d ack:%d\n", r.ret, r.ack);
-    return r.ret;
+    return v.code;
 }

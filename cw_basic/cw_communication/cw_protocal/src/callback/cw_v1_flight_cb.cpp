@@ -1,6 +1,6 @@
 // Push handlers of the flight controller (motor state, flight state, sensors) and of the
-// quick-test service (process status, heartbeat). Each decodes its message at fixed offsets into
-// a record on its stack and stores it through the flight cache's update functions.
+// quick-test service (process status, heartbeat). Each decodes its message at the offsets of its
+// row in the message table and stores the record straight into the flight cache.
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -9,13 +9,26 @@
 #include "cw_bytes.h"
 #include "cw_handlers.h"
 #include "cw_log.h"
+#include "cw_messages.h"
 #include "cw_throttle.h"
-
-namespace cw::flight {
-int32_t store_fc_state(const FcState &state);  // the flight cache's own store (cw_flight.cpp)
-}
+#include "flight/src/cw_flight_cache.h"
 
 namespace {
+
+using cw::link::extent;
+using cw::link::offset_of;
+
+constexpr const cw::link::Message &kMotorState = cw::link::push("flight.motor_state");
+constexpr const cw::link::Message &kFcState = cw::link::push("flight.fc_state");
+constexpr const cw::link::Message &kFcSensor = cw::link::push("flight.fc_sensor");
+constexpr const cw::link::Message &kProcStatus = cw::link::push("quicktest.proc_status");
+constexpr const cw::link::Message &kQtMsg = cw::link::push("quicktest.msg");
+
+// What each handler reads lies within its row.
+static_assert(offset_of(kMotorState, "spinning") < extent(kMotorState));
+static_assert(offset_of(kFcState, "battery") < extent(kFcState));
+static_assert(CW_FC_SENSOR_LEN <= extent(kFcSensor));
+static_assert(offset_of(kQtMsg, "state") + sizeof(QtHeartbeat) <= extent(kQtMsg));
 
 constexpr uint8_t kQuickTestRunning = 3;    // process state reported while the service runs
 constexpr uint8_t kQuickTestHeartbeat = 1;  // kind of a 34/73 heartbeat message
@@ -23,66 +36,66 @@ constexpr uint8_t kQuickTestHeartbeat = 1;  // kind of a 34/73 heartbeat message
 cw::Throttle g_heartbeat_log;
 
 int32_t cw_v1_flight_cb_motor_state(const uint8_t *payload) {
+    const uint8_t state = payload[offset_of(kMotorState, "state")];
     FcMotorState s{};
-    s.byte0_low = static_cast<uint8_t>(payload[0] & 0x0F);
-    s.byte0_high = static_cast<uint8_t>(payload[0] >> 4);
-    cw::le::get_n(s.words1, payload, 1, 8);
-    cw::le::get_n(s.words17, payload, 17, 8);
-    s.byte33 = payload[33];
-    cw_flight_update_fc_motor_state(&s);
+    s.byte0_low = static_cast<uint8_t>(state & 0x0F);
+    s.byte0_high = static_cast<uint8_t>(state >> 4);
+    cw::le::get_n(s.words1, payload, offset_of(kMotorState, "speeds"), 8);
+    cw::le::get_n(s.words17, payload, offset_of(kMotorState, "currents"), 8);
+    s.byte33 = payload[offset_of(kMotorState, "spinning")];
+    cw::flight::g_motor_state.store(s);
     return 0;
 }
 
 int32_t cw_v1_flight_cb_fc_state(const uint8_t *payload) {
     FcState s{};
-    s.byte0 = payload[0];
-    s.byte1 = payload[1];
-    s.byte2 = payload[2];
-    s.word3 = cw::le::get<uint16_t>(payload, 3);
-    s.word5 = cw::le::get<uint16_t>(payload, 5);
-    s.byte7 = payload[7];
-    s.byte8 = payload[8];
-    s.byte9 = payload[9];
-    s.byte10 = payload[10];
-    s.byte11 = payload[11];
+    s.byte0 = payload[offset_of(kFcState, "phase")];
+    s.byte1 = payload[offset_of(kFcState, "control")];
+    s.byte2 = payload[offset_of(kFcState, "submode")];
+    s.word3 = cw::le::get<uint16_t>(payload, offset_of(kFcState, "height_dm"));
+    s.word5 = cw::le::get<uint16_t>(payload, offset_of(kFcState, "speed_cms"));
+    s.byte7 = payload[offset_of(kFcState, "oa")];
+    s.byte8 = payload[offset_of(kFcState, "flight_state")];
+    s.byte9 = payload[offset_of(kFcState, "mode")];
+    s.byte10 = payload[offset_of(kFcState, "flytest")];
+    s.byte11 = payload[offset_of(kFcState, "battery")];
     cw::flight::store_fc_state(s);
     return 0;
 }
 
 int32_t cw_v1_flight_cb_fc_sensor(const uint8_t *payload) {
-    cw_flight_update_fc_sensor(payload);  // the 59 message bytes, as they came
+    cw::flight::g_fc_sensor.store_bytes(payload, CW_FC_SENSOR_LEN);  // the message bytes, as they came
     return 0;
 }
 
 int32_t cw_v1_cwqt_cb_proc_status(const uint8_t *payload) {
-    const uint8_t running = payload[0] == kQuickTestRunning ? 1 : 0;
-    cw_set_cwqt_proc_status(&running);
+    cw::flight::g_qt_proc_status.store(payload[offset_of(kProcStatus, "state")] == kQuickTestRunning ? 1 : 0);
     return 0;
 }
 
 int32_t cw_v1_cwqt_cb_heartbeat(const uint8_t *payload) {
     QtHeartbeat hb{};
-    std::memcpy(&hb, payload + 1, sizeof hb);
-    cw_update_cw_qt_heartbeat(&hb);
-    if (g_heartbeat_log.after(49)) {
+    std::memcpy(&hb, payload + offset_of(kQtMsg, "state"), sizeof hb);
+    cw::flight::g_qt_heartbeat.store(hb);
+    if (g_heartbeat_log.every(51)) {
         CW_USRLOG("[cirrow] cwqt-> state %d\n", hb.state);
     }
     return 0;
 }
 
 int32_t cw_v1_cwqt_cb_msg(const uint8_t *payload) {
-    if (payload[0] == kQuickTestHeartbeat) {
+    if (payload[offset_of(kQtMsg, "kind")] == kQuickTestHeartbeat) {
         return cw_v1_cwqt_cb_heartbeat(payload);
     }
     return 0;
 }
 
 constexpr std::array<cw::PushHandler, 5> kFlightHandlers = {{
-    {3, 90, cw_v1_flight_cb_motor_state},
-    {3, 91, cw_v1_flight_cb_fc_state},
-    {3, 106, cw_v1_flight_cb_fc_sensor},
-    {34, 72, cw_v1_cwqt_cb_proc_status},
-    {34, 73, cw_v1_cwqt_cb_msg},
+    {kMotorState, cw_v1_flight_cb_motor_state},
+    {kFcState, cw_v1_flight_cb_fc_state},
+    {kFcSensor, cw_v1_flight_cb_fc_sensor},
+    {kProcStatus, cw_v1_cwqt_cb_proc_status},
+    {kQtMsg, cw_v1_cwqt_cb_msg},
 }};
 
 }  // namespace

@@ -1,7 +1,8 @@
 // Push handlers of the vision processor (command set 10): obstacle avoidance, VIO
 // self-calibration, and the progress and results of the panorama, quick-shot and lapse-photo
-// missions. Each decodes its message at fixed offsets and advances the vision cache through its
-// accessors; the mission status words are read back only where a handler advances them.
+// missions. Each decodes its message at the offsets of its row in the message table and stores
+// into the vision cache directly; the mission status words advance by compare-and-swap, so an
+// application's reset between a handler's read and its write is never lost.
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -11,11 +12,33 @@
 #include "cw_bytes.h"
 #include "cw_handlers.h"
 #include "cw_log.h"
+#include "cw_messages.h"
 #include "cw_throttle.h"
+#include "vision/src/cw_vision_cache.h"
 
 namespace {
 
-constexpr uint8_t kVisionSet = 10;
+using cw::link::extent;
+using cw::link::offset_of;
+using namespace cw::vision;
+
+constexpr const cw::link::Message &kVioSelfCali = cw::link::push("vision.vio_self_cali");
+constexpr const cw::link::Message &kOaResult = cw::link::push("vision.oa_result");
+constexpr const cw::link::Message &kPanoResult = cw::link::push("vision.pano_result");
+constexpr const cw::link::Message &kPanoStatus = cw::link::push("vision.pano_status");
+constexpr const cw::link::Message &kQsResult = cw::link::push("vision.qs_result");
+constexpr const cw::link::Message &kQsIndex = cw::link::push("vision.qs_index");
+constexpr const cw::link::Message &kQsFinishedMsg = cw::link::push("vision.qs_finished");
+constexpr const cw::link::Message &kLapseResult = cw::link::push("vision.lapse_result");
+constexpr const cw::link::Message &kNavOsd = cw::link::push("vision.nav_osd");
+
+// What each handler reads lies within its row.
+static_assert(offset_of(kVioSelfCali, "yaw") + sizeof(float) <= extent(kVioSelfCali));
+static_assert(offset_of(kOaResult, "values") + sizeof(OaResult{}.oa_value) < extent(kOaResult));
+static_assert(offset_of(kPanoStatus, "camera_progress") < extent(kPanoStatus));
+static_assert(offset_of(kLapseResult, "code") < extent(kLapseResult));
+static_assert(offset_of(kNavOsd, "qs_mode") < extent(kNavOsd));
+static_assert(offset_of(kQsIndex, "index") < extent(kQsIndex));
 
 // Frequent lines are written on the first message and then on one message in 49.
 constexpr int32_t kLogPeriod = 50;
@@ -70,41 +93,42 @@ constexpr uint8_t submode_of(uint8_t mode) { return static_cast<uint8_t>(mode >>
 
 int32_t cw_v1_vision_cb_oa_result(const uint8_t *payload) {
     OaResult r{};
-    r.oa_state = payload[0];
-    for (size_t i = 0; i < 6; ++i) {
-        r.oa_value[i] = cw::le::get<uint16_t>(payload, 1 + 2 * i);
-    }
-    r.oa_flags.byte = payload[13];
-    cw_vision_update_oa_result(&r);
+    r.oa_state = payload[offset_of(kOaResult, "state")];
+    cw::le::get_n(r.oa_value, payload, offset_of(kOaResult, "values"), 6);
+    r.oa_flags.byte = payload[offset_of(kOaResult, "flags")];
+    g_oa_result.store(r);
     return 0;
 }
 
 int32_t cw_v1_vision_cb_vio_self_cali(const uint8_t *payload) {
     VioCaliState s{};
-    s.flag = cw::le::get<int32_t>(payload, 0);
-    s.roll = cw::le::get<float>(payload, 4);
-    s.pitch = cw::le::get<float>(payload, 8);
-    s.yaw = cw::le::get<float>(payload, 12);
+    s.flag = cw::le::get<int32_t>(payload, offset_of(kVioSelfCali, "flag"));
+    s.roll = cw::le::get<float>(payload, offset_of(kVioSelfCali, "roll"));
+    s.pitch = cw::le::get<float>(payload, offset_of(kVioSelfCali, "pitch"));
+    s.yaw = cw::le::get<float>(payload, offset_of(kVioSelfCali, "yaw"));
     std::printf("vio result is (flag, roll, pitch, yaw) ::(%d, %f, %f, %f)\n", s.flag, static_cast<double>(s.roll),
                 static_cast<double>(s.pitch), static_cast<double>(s.yaw));
-    VioCaliState last;
-    cw_peception_get_vio_cali_state(&last);
-    s.result_count = last.result_count + 1;
-    cw_pec_update_vio_cali_state(&s);
+    g_vio_cali.update([&s](VioCaliState &cached) {
+        s.result_count = cached.result_count + 1;
+        cached = s;
+    });
     return 0;
 }
 
 int32_t cw_v1_vision_cb_nav_pano_status(const uint8_t *payload) {
     if (g_pano_status_log.first_then_every(kLogPeriod)) {
-        CW_USRLOG("pano mode:%d, mission_state:%d, mission_id:%d\n", payload[1], payload[2],
-                  cw::le::get<int32_t>(payload, 3));
-        CW_USRLOG("total_pic_cnt:%d, cur_pic_cnt:%d, camera_progress:%d\n", payload[7], payload[8], payload[9]);
+        CW_USRLOG("pano mode:%d, mission_state:%d, mission_id:%d\n", payload[offset_of(kPanoStatus, "mode")],
+                  payload[offset_of(kPanoStatus, "mission_state")],
+                  cw::le::get<int32_t>(payload, offset_of(kPanoStatus, "mission_id")));
+        CW_USRLOG("total_pic_cnt:%d, cur_pic_cnt:%d, camera_progress:%d\n",
+                  payload[offset_of(kPanoStatus, "total_pic_cnt")], payload[offset_of(kPanoStatus, "cur_pic_cnt")],
+                  payload[offset_of(kPanoStatus, "camera_progress")]);
     }
     return 0;
 }
 
 int32_t cw_v1_vision_cb_get_pano_result(const uint8_t *payload) {
-    const uint8_t code = payload[0];
+    const uint8_t code = payload[offset_of(kPanoResult, "code")];
     int32_t status = kPanoSuccess;
     if (code == 0) {
         if (g_pano_result_log.first_then_every(kLogPeriod)) {
@@ -117,53 +141,42 @@ int32_t cw_v1_vision_cb_get_pano_result(const uint8_t *payload) {
         }
         status = kPanoFailure;
     }
-    cw_set_nav_pano_status(&status);
+    g_pano_status.store(status);
     return 0;
 }
 
 int32_t cw_v1_vision_cb_quick_shot_result(const uint8_t *payload) {
-    const uint8_t code = payload[8];
+    const uint8_t code = payload[offset_of(kQsResult, "code")];
     if (code >= kQsFailureFrom) {
         CW_USRLOG("Quick Shot return Fail : %d\n", code);
-        const int32_t err = kQsFailed;
-        cw_set_nav_qs_err(&err);
+        g_qs_err.store(kQsFailed);
     }
     return 0;
 }
 
 int32_t cw_v1_vision_cb_quick_shot_finished(const uint8_t *payload) {
-    const bool active = payload[0] != 0;
-    int32_t proc = 0;
-    cw_get_nav_qs_proc(&proc);
-    if (active && proc == kQsIdle) {
-        const int32_t next = kQsUnderWay;
-        cw_set_nav_qs_proc(&next);
-    } else if (!active && proc == kQsUnderWay) {
-        const int32_t next = kQsFinished;
-        cw_set_nav_qs_proc(&next);
+    if (payload[offset_of(kQsFinishedMsg, "active")] != 0) {
+        g_qs_proc.advance(kQsIdle, kQsUnderWay);
+    } else {
+        g_qs_proc.advance(kQsUnderWay, kQsFinished);
     }
     return 0;
 }
 
 int32_t cw_v1_vision_cb_lapse_photo_result(const uint8_t *payload) {
-    const uint8_t state = payload[17];
-    const uint8_t code = payload[18];
+    const uint8_t state = payload[offset_of(kLapseResult, "state")];
+    const uint8_t code = payload[offset_of(kLapseResult, "code")];
     if (code == kLapseNoConnection) {
         CW_USRLOG("Lapse Photo return no connection! return Fail : %d\n", code);
     } else if (code == kLapseNormal) {
-        int32_t err = 0;
-        cw_get_nav_lapse_err(&err);
-        if (err == kLapseIdle && state == kLapseStateObstacle) {
+        if (state == kLapseStateObstacle && g_lapse_err.load() == kLapseIdle) {
             CW_USRLOG("Lapse Photo return Fail , obstacle occur \n");
             return 0;
         }
-        if (err == kLapseIdle && lapse_state_stopped(state)) {
-            err = kLapseInterrupted;
-            cw_set_nav_lapse_err(&err);
-        }
-        if (err == kLapseInterrupted && lapse_state_going(state)) {
-            err = kLapseResumed;
-            cw_set_nav_lapse_err(&err);
+        if (lapse_state_stopped(state)) {
+            g_lapse_err.advance(kLapseIdle, kLapseInterrupted);
+        } else if (lapse_state_going(state)) {
+            g_lapse_err.advance(kLapseInterrupted, kLapseResumed);
         }
     } else if (lapse_warning(code)) {
         CW_USRLOG("Lapse Photo return Warning Code : %d\n", code);
@@ -174,9 +187,9 @@ int32_t cw_v1_vision_cb_lapse_photo_result(const uint8_t *payload) {
 }
 
 int32_t cw_v1_vision_cb_nav_osd(const uint8_t *payload) {
-    const uint8_t waiting = payload[4];
-    const uint8_t pano_mode = payload[12];
-    const uint8_t qs_mode = payload[13];
+    const uint8_t waiting = payload[offset_of(kNavOsd, "waiting")];
+    const uint8_t pano_mode = payload[offset_of(kNavOsd, "pano_mode")];
+    const uint8_t qs_mode = payload[offset_of(kNavOsd, "qs_mode")];
     if (g_nav_osd_log.first_then_every(kLogPeriod)) {
         CW_USRLOG("waiting:%d pano mode:%d, qs mode:%d\n", waiting, pano_mode, qs_mode);
     }
@@ -184,24 +197,22 @@ int32_t cw_v1_vision_cb_nav_osd(const uint8_t *payload) {
         return 0;
     }
     if (submode_valid(pano_mode)) {
-        cw_set_nav_pano_submode(submode_of(pano_mode));
+        g_pano_submode.store(submode_of(pano_mode));
     }
     if (submode_valid(qs_mode)) {
-        cw_set_nav_qs_submode(submode_of(qs_mode));
+        g_qs_submode.store(submode_of(qs_mode));
     }
     return 0;
 }
 
 int32_t cw_v1_vision_cb_quick_shot_index(const uint8_t *payload) {
-    uint8_t index = 0;
-    cw_get_nav_qs_index(&index);
-    if (index != kQsIndexLogTargets) {
+    if (g_qs_index.load() != kQsIndexLogTargets) {
         return 0;
     }
-    const uint8_t count = payload[0];
+    const uint8_t count = payload[offset_of(kQsIndex, "count")];
     CW_USRLOG("------------------------------Quick Shot Target count1 %d \n", count);
     if (count != 0) {
-        CW_USRLOG("----------Quick Shot Target index %d \n", payload[1]);
+        CW_USRLOG("----------Quick Shot Target index %d \n", payload[offset_of(kQsIndex, "index")]);
     } else {
         CW_USRLOG("Quick Shot Target count %d \n", count);
     }
@@ -209,27 +220,26 @@ int32_t cw_v1_vision_cb_quick_shot_index(const uint8_t *payload) {
 }
 
 constexpr std::array<cw::PushHandler, 2> kVisionData = {{
-    {kVisionSet, 112, cw_v1_vision_cb_vio_self_cali},
-    {kVisionSet, 115, cw_v1_vision_cb_oa_result},
+    {kVioSelfCali, cw_v1_vision_cb_vio_self_cali},
+    {kOaResult, cw_v1_vision_cb_oa_result},
 }};
-constexpr std::array<cw::PushHandler, 1> kPanoResult = {{{kVisionSet, 77, cw_v1_vision_cb_get_pano_result}}};
+constexpr std::array<cw::PushHandler, 1> kPanoResultHandlers = {{{kPanoResult, cw_v1_vision_cb_get_pano_result}}};
 constexpr std::array<cw::PushHandler, 2> kQuickShotResult = {{
-    {kVisionSet, 57, cw_v1_vision_cb_quick_shot_result},
-    {kVisionSet, 149, cw_v1_vision_cb_quick_shot_index},
+    {kQsResult, cw_v1_vision_cb_quick_shot_result},
+    {kQsIndex, cw_v1_vision_cb_quick_shot_index},
 }};
-constexpr std::array<cw::PushHandler, 1> kQuickShotFinished = {
-    {{kVisionSet, 150, cw_v1_vision_cb_quick_shot_finished}}};
-constexpr std::array<cw::PushHandler, 1> kLapsePhotoResult = {{{kVisionSet, 121, cw_v1_vision_cb_lapse_photo_result}}};
-constexpr std::array<cw::PushHandler, 1> kNavOsd = {{{kVisionSet, 90, cw_v1_vision_cb_nav_osd}}};
-constexpr std::array<cw::PushHandler, 1> kNavPanoStatus = {{{kVisionSet, 84, cw_v1_vision_cb_nav_pano_status}}};
+constexpr std::array<cw::PushHandler, 1> kQuickShotFinished = {{{kQsFinishedMsg, cw_v1_vision_cb_quick_shot_finished}}};
+constexpr std::array<cw::PushHandler, 1> kLapsePhotoResult = {{{kLapseResult, cw_v1_vision_cb_lapse_photo_result}}};
+constexpr std::array<cw::PushHandler, 1> kNavOsdHandlers = {{{kNavOsd, cw_v1_vision_cb_nav_osd}}};
+constexpr std::array<cw::PushHandler, 1> kNavPanoStatus = {{{kPanoStatus, cw_v1_vision_cb_nav_pano_status}}};
 
 }  // namespace
 
 extern "C" int32_t cw_register_v1_vison_data(void) { return cw::register_handlers(kVisionData); }
 extern "C" int32_t cw_unregister_v1_vison_data(void) { return cw::unregister_handlers(kVisionData); }
-extern "C" int32_t cw_register_v1_get_pano_result(void) { return cw::register_handlers(kPanoResult); }
+extern "C" int32_t cw_register_v1_get_pano_result(void) { return cw::register_handlers(kPanoResultHandlers); }
 extern "C" int32_t cw_register_v1_quick_shot_result(void) { return cw::register_handlers(kQuickShotResult); }
 extern "C" int32_t cw_register_v1_quick_shot_finished(void) { return cw::register_handlers(kQuickShotFinished); }
 extern "C" int32_t cw_register_v1_lapse_photo_result(void) { return cw::register_handlers(kLapsePhotoResult); }
-extern "C" int32_t cw_register_v1_nav_osd(void) { return cw::register_handlers(kNavOsd); }
+extern "C" int32_t cw_register_v1_nav_osd(void) { return cw::register_handlers(kNavOsdHandlers); }
 extern "C" int32_t cw_register_v1_nav_pano_status(void) { return cw::register_handlers(kNavPanoStatus); }
