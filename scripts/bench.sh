@@ -72,7 +72,7 @@ echo "$budgets" | awk -v runs="$runs" -v check="$([ "$mode" = check ] && echo 1 
       limit = substr(b, 2) + 0
     }
     late = index(pending, " " op " ") > 0
-    verdict = cost[op] <= limit ? "ok" : "OVER"
+    verdict = fig(cost[op]) + 0 <= fig(limit) + 0 ? "ok" : "OVER"  # as shown, to 0.1 instruction
     if (late) {
       verdict = verdict == "ok" ? "ok: take off the pending list" : "over (pending)"
       if (verdict ~ /^ok/) bad++
