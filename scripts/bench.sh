@@ -1,15 +1,20 @@
 #!/usr/bin/env bash
 # Instructions per call of the hot paths, each beside its floor, counted by callgrind at -O2
-# against the null middleware (bench/); the loop's own instructions are taken off. With --check,
-# fails when a figure is over its budget, then checks the pusher's CPU time under contention.
-#   scripts/bench.sh [--check] [build-dir]      (default build-bench; RelWithDebInfo: -O2)
+# against the null middleware (bench/); the loop's own instructions are taken off. Then the
+# pushing thread's CPU time alone and under contention (bench/cw_contention).
+#   scripts/bench.sh [--check | --write-doc] [build-dir]   (default build-bench; RelWithDebInfo: -O2)
+#   --check       fails when a figure is over its budget, when docs/speed.md's table disagrees with
+#                 this run (scripts/speed_doc.sh) or when the pusher slows down under contention
+#   --write-doc   writes this run's table into docs/speed.md
 set -euo pipefail
 cd "$(dirname "$0")/.."
-check=0
-if [ "${1:-}" = "--check" ]; then
-  check=1
-  shift
-fi
+mode=show
+case ${1:-} in
+  --check) mode=check; shift ;;
+  --write-doc) mode=write; shift ;;
+  -h|--help) sed -n '2,8p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+  -*) echo "bench: unknown option $1 (--check, --write-doc or a build directory)" >&2; exit 2 ;;
+esac
 build=${1:-build-bench}
 
 cmake -S . -B "$build" -DCW_BUILD_BENCH=ON >/dev/null
@@ -31,24 +36,34 @@ for f in "$out"/cg.*; do
   echo "$name $total"
 done >"$out/totals"
 
-# operation  floor  bytes  budget: "=N" instructions, "xF" times the floor, "=N+op/D" N plus a
-# share of another operation (the flight state update writes its state line once every 102).
-budgets="push_gimbal_info copy16 16 =38
-push_motor copy36 36 =50
-push_sensor copy59 59 =56
-push_fc_state copy14 14 =38+fc_state_line/102
-get_gimbal_info copy16 16 =22
-get_motor copy36 36 =30
-get_sensor copy59 59 =34
-get_fc_state copy14 14 =22
-adv_control pack26 26 =100
-usrlog_line usrlog_snprintf - x0.8"
+# operation  floor  bytes  budget  label. Budget: "=N" instructions, "xF" times the floor, "=N+op/D"
+# N plus a share of another operation (the flight state push writes its state line once every
+# 102). A handler may cost twice its record's copy plus 12, a getter twice plus 10, from the
+# copies of 6, 10, 12 and 6 instructions of the 16-, 36-, 59- and 14-byte records.
+budgets="push_gimbal_info copy16 16 =24 push handler, gimbal info (4/5)
+push_motor copy36 36 =32 push handler, motor state (3/90)
+push_sensor copy59 59 =36 push handler, sensors (3/106)
+push_fc_state copy14 14 =24+fc_state_line/102 push handler, flight state (3/91)
+get_gimbal_info copy16 16 =22 getter, gimbal info
+get_motor copy36 36 =30 getter, motor state
+get_sensor copy59 59 =34 getter, sensors
+get_fc_state copy14 14 =22 getter, flight state
+adv_control pack26 26 =100 \`cw_v1_flight_api_adv_control\` (send only)
+usrlog_line usrlog_snprintf - x0.8 a usrlog line (\`... v1_send fail %d\`)"
 
-echo "$budgets" | awk -v runs="$runs" -v check="$check" '
+# Handlers still storing through their exported update function: shown against the budget they
+# reach once they store into their cell directly, not failed. One that is within it fails, so
+# that it leaves this list and its budget is kept.
+pending="push_gimbal_info push_motor push_fc_state"
+
+echo "$budgets" | awk -v runs="$runs" -v check="$([ "$mode" = check ] && echo 1 || echo 0)" \
+    -v pending=" $pending " -v rows="$out/rows" '
   FILENAME == ARGV[1] { total[$1] = $2; next }
   function per(op) { return (total[op] - total["empty"]) / runs }
+  function fig(x) { x = sprintf("%.1f", x); sub(/\.0$/, "", x); return x }
   {
     op = $1; fl = $2; bytes[op] = $3; cost[op] = per(op); floor = per(fl); b = $4
+    label = $5; for (i = 6; i <= NF; i++) label = label " " $i
     if (substr(b, 1, 1) == "x") {
       limit = substr(b, 2) * floor
     } else if (split(substr(b, 2), part, /[+\/]/) == 3) {
@@ -56,9 +71,16 @@ echo "$budgets" | awk -v runs="$runs" -v check="$check" '
     } else {
       limit = substr(b, 2) + 0
     }
-    verdict = cost[op] <= limit ? "ok" : "OVER"
-    if (verdict != "ok") bad++
-    printf "| %-16s | %5s | %8.1f | %-15s | %7.1f | %7.1f | %-4s |\n", op, bytes[op], cost[op], fl, floor, limit, verdict
+    late = index(pending, " " op " ") > 0
+    verdict = fig(cost[op]) + 0 <= fig(limit) + 0 ? "ok" : "OVER"  # as shown, to 0.1 instruction
+    if (late) {
+      verdict = verdict == "ok" ? "ok: take off the pending list" : "over (pending)"
+      if (verdict ~ /^ok/) bad++
+    } else if (verdict != "ok") {
+      bad++
+    }
+    printf "| %-16s | %5s | %8.1f | %-15s | %7.1f | %7.1f | %s\n", op, bytes[op], cost[op], fl, floor, limit, verdict
+    print label "|" bytes[op] "|" fig(cost[op]) "|" fig(floor) "|" fig(limit) >rows
   }
   END {
     # A getter of a smaller record costs no more than one of a larger record, but for the one
@@ -71,11 +93,16 @@ echo "$budgets" | awk -v runs="$runs" -v check="$check" '
     printf "fc_state_line: %.1f instructions (its share of a flight state push: %.1f)\n", per("fc_state_line"), per("fc_state_line") / 102
     if (check && bad) { printf "bench: %d figure(s) over budget\n", bad; exit 1 }
   }' "$out/totals" - |
-  { echo "| operation        | bytes | instr/op | floor           | instr   | budget  |      |"
-    echo "|------------------|-------|----------|-----------------|---------|---------|------|"
+  { echo "| operation        | bytes | instr/op | floor           | instr   | budget  |"
+    echo "|------------------|-------|----------|-----------------|---------|---------|"
     cat; }
 
-if [ "$check" = 1 ]; then
+case $mode in
+  write) scripts/speed_doc.sh --write "$out/rows" docs/speed.md ;;
+  check) scripts/speed_doc.sh --check "$out/rows" docs/speed.md ;;
+esac
+
+if [ "$mode" = check ]; then
   "$build/bench/cw_contention" --check
 else
   "$build/bench/cw_contention"

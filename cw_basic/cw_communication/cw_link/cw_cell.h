@@ -9,7 +9,10 @@
 // writers can exist (the delivery thread and an application's update call) and neither is
 // known in advance, so one atomic read-modify-write per store is the least that excludes them;
 // uncontended it costs one locked instruction (an exclusive load/store pair on ARM), and a
-// second writer waits at most one copy of a few dozen bytes.
+// second writer waits at most one copy of a few dozen bytes. With readers polling in a tight loop
+// on another core that instruction waits for the cell's line to come back, about 1.5x what moving
+// the bytes alone costs then; separate lines for counter and record, a writers' lock on a line of
+// its own, or two slots and an index only add lines to take back (bench/cw_contention).
 //
 // The record is moved with plain memcpy between fences. Readers can copy bytes while a writer
 // changes them, but such a copy is never used: a reader keeps what it copied only when the
