@@ -104,6 +104,7 @@ int32_t mbus_link_register_v1_callback(uint8_t cmd_set, uint8_t cmd_id, mbus_v1_
     } else {
         s.handlers[handler_key(cmd_set, cmd_id)] = cb;  // a second registration replaces the first
     }
+    mbus::remote_handler(cmd_set, cmd_id, cb != nullptr);
     return 0;
 }
 
@@ -116,6 +117,7 @@ int32_t mbus_link_unregister_v1_callback(uint8_t cmd_set, uint8_t cmd_id, mbus_v
         return -1;
     }
     s.handlers.erase(it);
+    mbus::remote_handler(cmd_set, cmd_id, false);
     return 0;
 }
 
