@@ -78,6 +78,10 @@ State &st() {
     return *s;
 }
 
+bool echo_on() { return st().echo.load(); }
+
+bool echo_readable() { return config().readable; }
+
 void copy_text(char *dst, size_t cap, const char *src) {
     const size_t n = src != nullptr ? strnlen(src, cap - 1) : 0;
     if (n > 0) {

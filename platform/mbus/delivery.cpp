@@ -86,10 +86,20 @@ namespace mbus {
 // Hands a pushed message to its handler, as the aircraft does: in a zero-filled buffer of the
 // link's largest payload, so a short message never makes a handler read past what was sent.
 int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len) {
+    return deliver(cmd_set, cmd_id, payload, len, true);
+}
+
+void deliver_from_aircraft(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len) {
+    deliver(cmd_set, cmd_id, payload, len, false);
+}
+
+int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len, bool say_drop) {
     const mbus_v1_cb_t cb = mbus_ctl_handler(cmd_set, cmd_id);
     cw::trace::trace_push(cmd_set, cmd_id, payload, len, cb != nullptr);
     if (cb == nullptr) {
-        note("mbus: dropped push %u/%u (%u bytes): no handler\n", cmd_set, cmd_id, len);
+        if (say_drop) {
+            note("mbus: dropped push %u/%u (%u bytes): no handler\n", cmd_set, cmd_id, len);
+        }
         return MBUS_ERR_NO_PEER;
     }
     std::vector<uint8_t> buf(MBUS_LINK_MAX_PAYLOAD, 0);

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "aircraft_hooks.h"
 #include "mbus_ctl.h"
 
 namespace mbus {
@@ -110,7 +111,7 @@ struct Taken {
     std::array<uint8_t, MBUS_DM_IMU_SIZE> data;
 };
 
-// Settings read from the environment when the library is loaded (config.cpp).
+// Settings read from the environment when the library is loaded (control.cpp).
 struct Config {
     uint32_t log_level = 3;
     bool quiet = false;
@@ -119,18 +120,7 @@ struct Config {
     bool readable = false;
 };
 
-// The indent of the readable echo's lines, under an application's "[  1.23 s] " timestamps.
-inline constexpr const char *kReadableIndent = "           ";
 const Config &config();
-
-// The virtual aircraft as the link sees it: a peer for every receiver without one of its own, and
-// a clock that the delivery thread ticks. Null when the aircraft is not flying.
-struct AircraftHooks {
-    mbus_ctl_peer_fn answer;
-    void *ctx;
-    void (*tick)(void *ctx);  // called on the delivery thread, without the lock
-    uint32_t period_us;       // how often tick runs
-};
 
 struct State {
     std::mutex mu;
@@ -138,7 +128,7 @@ struct State {
     std::deque<Script> scripts;
     std::map<uint16_t, Peer> peers;
     Record<Sent> requests;
-    const AircraftHooks *aircraft = nullptr;
+    const AircraftHooks *aircraft = nullptr;  // null when the aircraft is not flying
 
     std::map<uint16_t, mbus_v1_cb_t> handlers;  // key: set << 8 | id
     Record<mbus_ctl_registration_t> registrations;
@@ -182,18 +172,15 @@ void note(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 
 // Hands a pushed message to its handler on the calling thread (delivery.cpp).
 int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len);
+// The same, saying nothing of a drop when say_drop is false.
+int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len, bool say_drop);
 // Starts the delivery thread if it is not running; call with the lock held. False if it cannot.
 bool start_delivery_locked();
 // Stops the process before the application runs, with "mbus: <why>" on stderr (exit code 2).
 [[noreturn]] void refuse(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 
-// Attached to cirrow-aircraft (remote.cpp): a handler's registration (on) or unregistration is
-// forwarded; a data-manager take is the aircraft's (true, its result in *result) or, when not
-// attached, this process's (false).
-void remote_handler(uint8_t cmd_set, uint8_t cmd_id, bool on);
+// Attached to cirrow-aircraft (remote.cpp), a data-manager take is the aircraft's (true, its
+// result in *result); otherwise this process's (false).
 bool remote_dm_take(const mbus_dm_key_t *key, std::array<uint8_t, MBUS_DM_IMU_SIZE> &data, int32_t *result);
-
-// Lets the virtual aircraft fly (or land it, with null): its peer answers and its clock ticks.
-void set_aircraft(const AircraftHooks *aircraft);
 
 }  // namespace mbus

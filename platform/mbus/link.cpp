@@ -15,6 +15,13 @@ namespace {
 
 uint16_t handler_key(uint8_t cmd_set, uint8_t cmd_id) { return static_cast<uint16_t>(cmd_set << 8 | cmd_id); }
 
+// The virtual aircraft keeps its own account of who takes which push (its referee reads it).
+void tell_aircraft(const mbus::AircraftHooks *aircraft, uint8_t cmd_set, uint8_t cmd_id, bool on) {
+    if (aircraft != nullptr && aircraft->handler != nullptr) {
+        aircraft->handler(aircraft->ctx, cmd_set, cmd_id, on);
+    }
+}
+
 }  // namespace
 
 extern "C" {
@@ -97,27 +104,35 @@ int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, co
 
 int32_t mbus_link_register_v1_callback(uint8_t cmd_set, uint8_t cmd_id, mbus_v1_cb_t cb) {
     State &s = st();
-    std::lock_guard<std::mutex> lock(s.mu);
-    s.registrations.add({1, cmd_set, cmd_id, cb});
-    if (cb == nullptr) {
-        s.handlers.erase(handler_key(cmd_set, cmd_id));
-    } else {
-        s.handlers[handler_key(cmd_set, cmd_id)] = cb;  // a second registration replaces the first
+    const mbus::AircraftHooks *aircraft;
+    {
+        std::lock_guard<std::mutex> lock(s.mu);
+        s.registrations.add({1, cmd_set, cmd_id, cb});
+        if (cb == nullptr) {
+            s.handlers.erase(handler_key(cmd_set, cmd_id));
+        } else {
+            s.handlers[handler_key(cmd_set, cmd_id)] = cb;  // a second registration replaces the first
+        }
+        aircraft = s.aircraft;
     }
-    mbus::remote_handler(cmd_set, cmd_id, cb != nullptr);
+    tell_aircraft(aircraft, cmd_set, cmd_id, cb != nullptr);
     return 0;
 }
 
 int32_t mbus_link_unregister_v1_callback(uint8_t cmd_set, uint8_t cmd_id, mbus_v1_cb_t cb) {
     State &s = st();
-    std::lock_guard<std::mutex> lock(s.mu);
-    s.registrations.add({0, cmd_set, cmd_id, cb});
-    auto it = s.handlers.find(handler_key(cmd_set, cmd_id));
-    if (it == s.handlers.end() || it->second != cb) {
-        return -1;
+    const mbus::AircraftHooks *aircraft;
+    {
+        std::lock_guard<std::mutex> lock(s.mu);
+        s.registrations.add({0, cmd_set, cmd_id, cb});
+        auto it = s.handlers.find(handler_key(cmd_set, cmd_id));
+        if (it == s.handlers.end() || it->second != cb) {
+            return -1;
+        }
+        s.handlers.erase(it);
+        aircraft = s.aircraft;
     }
-    s.handlers.erase(it);
-    mbus::remote_handler(cmd_set, cmd_id, false);
+    tell_aircraft(aircraft, cmd_set, cmd_id, false);
     return 0;
 }
 

@@ -104,7 +104,7 @@ void pushed(const wire::Frame &f) {
     uint8_t set = 0, id = 0;
     std::vector<uint8_t> bytes;
     if (in.u8(set) && in.u8(id) && in.bytes(bytes) && in.done()) {
-        mbus::deliver(set, id, bytes.data(), static_cast<uint32_t>(bytes.size()));
+        mbus::deliver_from_aircraft(set, id, bytes.data(), static_cast<uint32_t>(bytes.size()));
     }
 }
 
@@ -187,6 +187,10 @@ void to_thread(void *ctx, const void *msg, uint32_t len) {
 }
 
 void tick(void *) {}
+
+void handler(void *, uint8_t cmd_set, uint8_t cmd_id, bool on) {
+    write_all(*g_remote, wire::Type::Handler, 0, wire::Out().u8(cmd_set).u8(cmd_id).u8(on ? 1 : 0).take());
+}
 
 // At exit: the aircraft hears this application ended, and the reader thread finishes the push it
 // is delivering and stops (unless a handler called exit, on the reader thread itself).
@@ -276,7 +280,7 @@ __attribute__((constructor)) void attach_from_environment() {
     for (const char *t : wire::kThreads) {
         mbus_ctl_tm_set_receiver(t, to_thread, const_cast<char *>(t));
     }
-    static const mbus::AircraftHooks hooks{request, r, tick, 1000000};
+    static const mbus::AircraftHooks hooks{request, r, tick, 1000000, handler};
     mbus::set_aircraft(&hooks);
     std::atexit(goodbye);
 }
@@ -284,12 +288,6 @@ __attribute__((constructor)) void attach_from_environment() {
 }  // namespace
 
 namespace mbus {
-
-void remote_handler(uint8_t cmd_set, uint8_t cmd_id, bool on) {
-    if (g_remote != nullptr) {
-        write_all(*g_remote, wire::Type::Handler, 0, wire::Out().u8(cmd_set).u8(cmd_id).u8(on ? 1 : 0).take());
-    }
-}
 
 bool remote_dm_take(const mbus_dm_key_t *key, std::array<uint8_t, MBUS_DM_IMU_SIZE> &data, int32_t *result) {
     if (g_remote == nullptr) {

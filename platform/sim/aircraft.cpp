@@ -1,46 +1,54 @@
-// The virtual aircraft: the module models behind the stand-in's link. It flies when the
-// environment asks for it (MBUS_SIM=1, or a scenario in MBUS_SCENARIO, which the cirrow-sim
-// launcher sets): every receiver without a peer of its own is answered by its model, and the
-// models push from the delivery thread. A scenario changes the models' answers and push rates
-// at given times on the aircraft's clock.
-#include <atomic>
+// The virtual aircraft's core: the module models, the scenario that changes their answers and push
+// rates at given times on the aircraft's clock, the applications attached to it and the referee
+// that watches them. Its hosts (the stand-in in an application's process, or an aircraft process
+// of its own) hand it requests and registrations, tick its clock and deliver what it pushes.
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 
-#include "../mbus/host.h"
+#include "aircraft.h"
 #include "model.h"
-#include "scenario.h"
 
 namespace sim {
 
-void say(const char *fmt, ...) {
-    if (!mbus::st().echo.load()) {
-        return;
-    }
-    va_list ap;
-    va_start(ap, fmt);
-    std::fputs(mbus::config().readable ? mbus::kReadableIndent : "sim: ", stderr);
-    if (mbus::config().readable) {
-        std::fputs("aircraft  ", stderr);
-    }
-    std::vfprintf(stderr, fmt, ap);
-    va_end(ap);
+namespace {
+
+void to_stderr(const char *line) {
+    std::fputs("sim: ", stderr);
+    std::fputs(line, stderr);
 }
 
-void Model::answer(double t, const Req &r, Bytes &out) {
+void (*g_say)(const char *) = to_stderr;
+
+}  // namespace
+
+void set_diagnostics(void (*line)(const char *text)) { g_say = line != nullptr ? line : to_stderr; }
+
+void say(const char *fmt, ...) {
+    char line[512];
+    va_list ap;
+    va_start(ap, fmt);
+    std::vsnprintf(line, sizeof line, fmt, ap);
+    va_end(ap);
+    g_say(line);
+}
+
+bool Model::answer(double t, const Req &r, Buffer &out) {
     if (is(r, layout::kPing)) {
         out.u8(0, r.in.get8(0));  // echoed: the flight controller's base heartbeat checks it
         out.u8(1, r.in.get8(0));
-    } else if (is(r, layout::kVersionReq)) {
-        version(out);
-    } else {
-        command(t, r, out);
+        return true;
     }
+    if (is(r, layout::kVersionReq)) {
+        version(out);
+        return true;
+    }
+    return command(t, r, out);
 }
 
 void Model::tick(double t, Out &out) {
@@ -51,7 +59,7 @@ void Model::tick(double t, Out &out) {
             continue;
         }
         if (t >= s.next) {
-            Bytes m = out.add(*s.msg);
+            Buffer m = out.add(*s.msg, subscribed(s));
             fill(s, t, m);
             s.next = std::max(s.next + 1.0 / s.hz, t);
         }
@@ -71,97 +79,157 @@ struct Fault {
     bool covers(const mbus_ctl_request_t &r) const { return set < 0 || (set == r.cmd_set && id == r.cmd_id); }
 };
 
-constexpr uint32_t kAnswerUs = 300;       // how long a module takes to answer
-constexpr uint32_t kTickUs = 10000;       // the aircraft's clock step on the delivery thread
-constexpr uint32_t kNever = 0xFFFFFFFFu;  // an answer that never comes
+constexpr uint32_t kAnswerUs = 300;  // how long a module takes to answer
+constexpr uint32_t kTickUs = 10000;  // the aircraft's clock step
 
-class Aircraft {
+// The day the scenario sets: battery and wind.
+Conditions conditions_of(const Scenario &) { return Conditions{}; }
+
+std::string command_name(const mbus_ctl_request_t &r) {
+    if (const trace::Message *m = trace::find(r.cmd_set, r.cmd_id, trace::Dir::Request, r.receiver);
+        m != nullptr && m->receiver == r.receiver) {
+        return m->name;
+    }
+    return "command " + std::to_string(r.cmd_set) + "/" + std::to_string(r.cmd_id);
+}
+
+std::string hex4(uint16_t v) {
+    char s[8];
+    std::snprintf(s, sizeof s, "0x%04x", v);
+    return s;
+}
+
+// What the application got back from a request whose answer takes delay_us.
+std::string got(const mbus_ctl_request_t &r, uint32_t delay_us) {
+    if (r.timeout == 0) {
+        return "nothing (it did not wait for an answer)";
+    }
+    if (delay_us > r.timeout) {
+        return "the link's timeout (" + std::to_string(MBUS_ERR_TIMEOUT) + ") after " +
+               std::to_string(r.timeout / 1000) + " ms";
+    }
+    return "the answer after " + std::to_string(delay_us / 1000) + " ms";
+}
+
+class Core final : public Aircraft {
 public:
-    explicit Aircraft(Scenario s) : scenario_(std::move(s)), start_(std::chrono::steady_clock::now()) {
-        for (Model *m : build_models()) {
+    explicit Core(Scenario s) : scenario_(std::move(s)), start_(std::chrono::steady_clock::now()) {
+        const Conditions day = conditions_of(scenario_);
+        for (Model *m : build_models(day)) {
+            m->referee = &referee_;
+            m->pose = &pose_;
             models_.emplace_back(m);
             faults_.emplace_back();
         }
     }
 
-    int32_t answer(const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *delay_us) {
+    void attach(AppId app, const std::string &name) override {
         std::lock_guard<std::mutex> lock(mu_);
-        const double t = now();
+        apps_[app] = name;
+    }
+
+    void detach(AppId app, bool clean) override {
+        std::lock_guard<std::mutex> lock(mu_);
+        const double t = now_locked();
+        if (!clean) {
+            referee_.mistake(t, "application " + apps_[app] + " vanished (crashed or was killed)",
+                             "end the application cleanly: land, release control, then return from main");
+        }
+        for (auto &m : models_) {
+            m->ended(t, app);
+        }
+        handlers_.erase(app);
+        apps_.erase(app);
+        say("%.1f s on the aircraft's clock: %u request(s) answered by the models (%u refused, %u late, %u cut "
+            "short, %u unanswered), %u push(es) taken, %u dropped, %u marker message(s)\n",
+            t, requests_, refused_, late_, cut_, unanswered_, taken_, dropped_, markers_);
+    }
+
+    void handler(AppId app, uint8_t set, uint8_t id, bool on) override {
+        std::lock_guard<std::mutex> lock(mu_);
+        std::set<uint16_t> &h = handlers_[app];
+        if (on) {
+            h.insert(static_cast<uint16_t>(set << 8 | id));
+        } else {
+            h.erase(static_cast<uint16_t>(set << 8 | id));
+        }
+    }
+
+    int32_t request(AppId app, const mbus_ctl_request_t &req, uint8_t *resp, uint32_t resp_len,
+                    uint32_t *delay_us) override {
+        std::lock_guard<std::mutex> lock(mu_);
+        const double t = now_locked();
         apply_events(t);
         size_t i = 0;
-        while (i < models_.size() && !models_[i]->serves(req->receiver)) {
+        while (i < models_.size() && !models_[i]->serves(req.receiver)) {
             ++i;
         }
         if (i == models_.size()) {
+            referee_.mistake(
+                t, command_name(req) + " sent to receiver " + hex4(req.receiver) + ", where no module listens",
+                "check the receiver: the link answered " + std::to_string(MBUS_ERR_NO_PEER));
             return MBUS_ERR_NO_PEER;
         }
         ++requests_;
         Model &m = *models_[i];
-        const Fault f = faults_[i].covers(*req) ? faults_[i] : Fault{};
-        Req r{req->cmd_set, req->cmd_id, req->receiver,
-              Bytes(const_cast<uint8_t *>(req->payload), std::min(req->payload_len, MBUS_LINK_MAX_PAYLOAD))};
+        const Fault f = faults_[i].covers(req) ? faults_[i] : Fault{};
+        Req r{app, req.cmd_set, req.cmd_id, req.receiver,
+              Buffer(const_cast<uint8_t *>(req.payload), std::min(req.payload_len, MBUS_LINK_MAX_PAYLOAD))};
         const std::vector<uint8_t> before(resp, resp + resp_len);
         std::memset(resp, 0, resp_len);  // a module's answer is whole, whatever the caller passed
-        Bytes out(resp, resp_len);
+        Buffer out(resp, resp_len);
         *delay_us = kAnswerUs;
+        const std::string what = std::string(m.name()) + " " + command_name(req);
         switch (f.answer) {
             case Answer::Silent:
                 ++unanswered_;
-                *delay_us = kNever;
+                *delay_us = kNeverUs;
+                referee_.note(t, what + " left unanswered by the scenario",
+                              "the application got " + got(req, kNeverUs));
                 return 0;
             case Answer::Refuse:
                 ++refused_;
                 if (const int at = m.result_at(r); at >= 0) {
                     out.u8(static_cast<size_t>(at), f.byte);
                 }
+                referee_.note(t, what + " refused by the scenario (result byte " + std::to_string(f.byte) + ")",
+                              "the application got result 0 and the refusal in the answer's result byte");
                 return 0;
             case Answer::Late:
                 ++late_;
-                *delay_us = f.delay_ms != 0 ? f.delay_ms * 1000 : kNever;
+                *delay_us = f.delay_ms != 0 ? f.delay_ms * 1000 : kNeverUs;
+                referee_.note(t, what + " delayed by the scenario", "the application got " + got(req, *delay_us));
                 break;
             case Answer::Short:
                 ++cut_;
+                referee_.note(t, what + " cut short to " + std::to_string(f.length) + " byte(s) by the scenario",
+                              "the application got the first " + std::to_string(f.length) + " byte(s) of the answer");
                 break;
             case Answer::Normal:
                 break;
         }
-        m.answer(t, r, out);
+        if (!m.answer(t, r, out)) {
+            *delay_us = kNeverUs;
+            std::memcpy(resp, before.data(), resp_len);
+            say("t=%.1f s: %s does not serve %s (receiver %s): no answer\n", t, m.name(), command_name(req).c_str(),
+                hex4(req.receiver).c_str());
+            referee_.mistake(t,
+                             std::string(m.name()) + " does not serve " + command_name(req) + " (receiver " +
+                                 hex4(req.receiver) + ")",
+                             "check the command's set/id and receiver; the application got " + got(req, kNeverUs));
+            return 0;
+        }
         if (f.answer == Answer::Short && f.length < resp_len) {
             std::memcpy(resp + f.length, before.data() + f.length, resp_len - f.length);
         }
         return 0;
     }
 
-    void tick() {
-        Out out;
-        {
-            std::lock_guard<std::mutex> lock(mu_);
-            const double t = now();
-            apply_events(t);
-            for (size_t i = 0; i < models_.size(); ++i) {
-                const size_t before = out.items.size();
-                models_[i]->tick(t, out);
-                if (faults_[i].answer == Answer::Silent && faults_[i].set < 0) {
-                    out.items.resize(before);  // a silent module pushes nothing either
-                }
-            }
-        }
-        for (const Pushed &p : out.items) {
-            if (mbus_ctl_handler(p.set, p.id) != nullptr) {
-                mbus_ctl_push(p.set, p.id, p.bytes.data(), static_cast<uint32_t>(p.bytes.size()));
-                ++pushes_;
-            }
-        }
-    }
-
-    void summary() {
+    void message(AppId, const char *name, const void *msg, uint32_t len) override {
         std::lock_guard<std::mutex> lock(mu_);
-        say("%.1f s on the aircraft's clock: %u request(s) answered by the models (%u refused, %u late, %u cut "
-            "short, %u unanswered), %u push(es) delivered, %u marker message(s)\n",
-            now(), requests_, refused_, late_, cut_, unanswered_, pushes_.load(), markers_.load());
-    }
-
-    void marker(const void *msg, uint32_t len) {
+        if (std::strcmp(name, "fly_marker_thread") != 0) {
+            return;
+        }
         ++markers_;
         int32_t v[3] = {0, 0, 0};
         std::memcpy(v, msg, std::min<size_t>(len, sizeof v));
@@ -169,9 +237,69 @@ public:
             v[1] ? "on" : "off");
     }
 
+    std::vector<Pushed> tick() override {
+        Out out;
+        std::lock_guard<std::mutex> lock(mu_);
+        const double t = now_locked();
+        apply_events(t);
+        for (size_t i = 0; i < models_.size(); ++i) {
+            const size_t before = out.items.size();
+            models_[i]->tick(t, out);
+            if (faults_[i].answer == Answer::Silent && faults_[i].set < 0) {
+                out.items.resize(before);  // a silent module pushes nothing either
+                out.rows.resize(before);
+                out.asked.resize(before);
+            }
+        }
+        for (size_t i = 0; i < out.items.size(); ++i) {
+            if (taken(out.items[i])) {
+                ++taken_;
+                continue;
+            }
+            ++dropped_;
+            const char *name = out.rows[i]->name;
+            const char *reg = registration_for(name);
+            const std::string fn = reg != nullptr ? std::string(reg) + "()" : "its handler";
+            if (out.asked[i]) {
+                referee_.mistake(
+                    t, std::string(name) + " pushed with no handler registered, though the application asked for it",
+                    "register " + fn + " before subscribing or starting the mission");
+            } else {
+                referee_.note(t, std::string(name) + " dropped: no handler",
+                              "nothing to do unless the application reads it: then register " + fn);
+            }
+        }
+        return std::move(out.items);
+    }
+
+    uint32_t period_us() const override { return kTickUs; }
+
+    double now() const override {
+        std::lock_guard<std::mutex> lock(mu_);
+        return now_locked();
+    }
+
+    std::string report(uint32_t *mistakes) const override {
+        std::lock_guard<std::mutex> lock(mu_);
+        if (mistakes != nullptr) {
+            *mistakes = referee_.mistakes();
+        }
+        return referee_.report();
+    }
+
 private:
-    double now() const {
+    double now_locked() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count() * scenario_.speed;
+    }
+
+    bool taken(const Pushed &p) const {
+        const uint16_t key = static_cast<uint16_t>(p.set << 8 | p.id);
+        for (const auto &[app, h] : handlers_) {
+            if (h.count(key) != 0) {
+                return true;
+            }
+        }
+        return false;
     }
 
     void apply_events(double t) {
@@ -198,38 +326,28 @@ private:
 
     static constexpr const char *kAnswerNames[] = {"normally", "with refusals", "late", "short", "nothing"};
 
-    std::mutex mu_;
+    mutable std::mutex mu_;
     Scenario scenario_;
     size_t next_ = 0;
     std::chrono::steady_clock::time_point start_;
+    Pose pose_;
+    Referee referee_;
     std::vector<std::unique_ptr<Model>> models_;
     std::vector<Fault> faults_;
+    std::map<AppId, std::string> apps_;
+    std::map<AppId, std::set<uint16_t>> handlers_;  // set << 8 | id
     uint32_t requests_ = 0, refused_ = 0, late_ = 0, cut_ = 0, unanswered_ = 0;
-    std::atomic<uint32_t> pushes_{0}, markers_{0};
+    uint32_t taken_ = 0, dropped_ = 0, markers_ = 0;
 };
 
-Aircraft *g_aircraft = nullptr;
+}  // namespace
 
-int32_t answer(void *ctx, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *delay_us) {
-    return static_cast<Aircraft *>(ctx)->answer(req, resp, resp_len, delay_us);
-}
-
-void tick(void *ctx) { static_cast<Aircraft *>(ctx)->tick(); }
-
-void marker(void *ctx, const void *msg, uint32_t len) { static_cast<Aircraft *>(ctx)->marker(msg, len); }
-
-void summary() { g_aircraft->summary(); }
-
-[[noreturn]] void refuse(const std::string &what) {
-    std::fprintf(stderr, "mbus: %s\n", what.c_str());
-    std::fflush(stderr);
-    std::_Exit(2);
-}
+std::unique_ptr<Aircraft> Aircraft::create(Scenario scenario) { return std::make_unique<Core>(std::move(scenario)); }
 
 #ifdef CW_SIM_SCENARIOS
 std::vector<ModuleNames> module_names() {
     std::vector<ModuleNames> names;
-    for (Model *m : build_models()) {
+    for (Model *m : build_models(Conditions{})) {
         names.push_back({m->name(), {}});
         for (const Model::Stream &s : m->streams) {
             names.back().pushes.emplace_back(s.msg->name);
@@ -239,45 +357,5 @@ std::vector<ModuleNames> module_names() {
     return names;
 }
 #endif
-
-// Reads MBUS_SIM, MBUS_SCENARIO and MBUS_SIM_SPEED when the stand-in is loaded, before the
-// application runs: a bad value stops the process with the reason.
-__attribute__((constructor)) void start_from_environment() {
-    const char *on = std::getenv("MBUS_SIM");
-    const char *file = std::getenv("MBUS_SCENARIO");
-    const char *speed = std::getenv("MBUS_SIM_SPEED");
-    if (on != nullptr && *on != '\0' && std::strcmp(on, "0") != 0 && std::strcmp(on, "1") != 0) {
-        refuse(std::string("MBUS_SIM=") + on + ": must be 0 or 1");
-    }
-    const bool has_file = file != nullptr && *file != '\0';
-    if (!has_file && (on == nullptr || std::strcmp(on, "1") != 0)) {
-        return;
-    }
-    Scenario s;
-    if (has_file) {
-#ifdef CW_SIM_SCENARIOS
-        std::string error;
-        if (!load_scenario(file, module_names(), s, error)) {
-            refuse(error);
-        }
-#else
-        refuse(std::string("MBUS_SCENARIO=") + file + ": this stand-in was built without scenario support (toml++)");
-#endif
-    }
-    if (speed != nullptr && *speed != '\0') {
-        char *end = nullptr;
-        s.speed = std::strtod(speed, &end);
-        if (*end != '\0' || !(s.speed >= 0.01 && s.speed <= 100)) {
-            refuse(std::string("MBUS_SIM_SPEED=") + speed + ": must be a number from 0.01 to 100");
-        }
-    }
-    g_aircraft = new Aircraft(std::move(s));  // lives as long as the process: the delivery thread ticks it
-    static const mbus::AircraftHooks hooks{answer, g_aircraft, tick, kTickUs};
-    mbus_ctl_tm_set_receiver("fly_marker_thread", marker, g_aircraft);
-    mbus::set_aircraft(&hooks);
-    std::atexit(summary);
-}
-
-}  // namespace
 
 }  // namespace sim

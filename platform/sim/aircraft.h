@@ -70,4 +70,12 @@ public:
     virtual std::string report(uint32_t *mistakes) const = 0;
 };
 
+// Where the aircraft's own lines go (what its modules do, the scenario's changes): a host that
+// has its own diagnostics passes a sink for each whole line; null restores the default, stderr
+// with a "sim: " prefix.
+void set_diagnostics(void (*line)(const char *text));
+
+// The aircraft's modules, each with the names of the messages it pushes (what a scenario may name).
+std::vector<ModuleNames> module_names();
+
 }  // namespace sim

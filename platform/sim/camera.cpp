@@ -28,12 +28,9 @@ public:
     }
 
 protected:
-    void command(double t, const Req &r, Bytes &out) override {
-        out.u8(0, 0);
-        dispatch(*this, kCommands, t, r, out);
-    }
+    bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
     void step(double, Out &) override {}
-    void fill(const Stream &s, double t, Bytes &m) override {
+    void fill(const Stream &s, double t, Buffer &m) override {
         if (s.msg == &kCameraData) {
             m.put(at(kCameraData, "camera_type"), 3);
         } else if (s.msg == &kCameraStatus) {
@@ -51,14 +48,14 @@ private:
     bool busy(double t) const { return t < busy_until_ || recording_; }
     uint32_t focal() const { return 450u + zoom_ / 4; }  // tenths of a millimetre
 
-    void query_mode(double, const Req &, Bytes &out) {
+    void query_mode(double, const Req &, Buffer &out) {
         out.put(at(row("camera.query_mode", Dir::Answer), "mode"), mode_);
     }
-    void switch_mode(double t, const Req &r, Bytes &) {
+    void switch_mode(double t, const Req &r, Buffer &) {
         mode_ = r.in.getu(at(row("camera.switch_mode", Dir::Request), "mode")) == kVideo ? kVideo : kPhoto;
         say("t=%.1f s: camera in %s mode\n", t, mode_ == kVideo ? "video" : "photo");
     }
-    void take_photo(double t, const Req &, Bytes &out) {
+    void take_photo(double t, const Req &, Buffer &out) {
         if (mode_ != kPhoto || busy(t)) {
             out.u8(0, mode_ != kPhoto ? kWrongMode : kBusy);
             return;
@@ -67,7 +64,7 @@ private:
         ++photos_;
         say("t=%.1f s: camera photo %u taken\n", t, photos_);
     }
-    void take_video(double t, const Req &r, Bytes &out) {
+    void take_video(double t, const Req &r, Buffer &out) {
         if (mode_ != kVideo) {
             out.u8(0, kWrongMode);
             return;
@@ -75,29 +72,29 @@ private:
         recording_ = r.in.getu(at(row("camera.take_video", Dir::Request), "start")) == 1;
         say("t=%.1f s: camera %s recording\n", t, recording_ ? "starts" : "stops");
     }
-    void get_path(double, const Req &, Bytes &out) {
+    void get_path(double, const Req &, Buffer &out) {
         char name[10];
         std::snprintf(name, sizeof name, "P%04u.JPG", photos_);
         out.text(at(row("camera.get_path", Dir::Answer), "path").offset, name, 9);
     }
-    void get_focus_mode(double, const Req &, Bytes &out) {
+    void get_focus_mode(double, const Req &, Buffer &out) {
         out.put(at(row("camera.get_focus_mode", Dir::Answer), "mode"), focus_mode_);
     }
-    void set_focus_mode(double, const Req &r, Bytes &) {
+    void set_focus_mode(double, const Req &r, Buffer &) {
         focus_mode_ = static_cast<uint8_t>(r.in.getu(at(row("camera.set_focus_mode", Dir::Request), "mode")));
     }
-    void get_status(double t, const Req &, Bytes &out) {
+    void get_status(double t, const Req &, Buffer &out) {
         constexpr const trace::Message &status = row("camera.get_status", Dir::Answer);
         out.put(at(status, "state"), recording_ ? 2 : busy(t) ? 1 : 0);
         out.put(at(status, "detail"), photos_ & 0xFF);
     }
-    void focal_length(double, const Req &, Bytes &out) {
+    void focal_length(double, const Req &, Buffer &out) {
         out.put(at(row("camera.curr_focus_len", Dir::Answer), "focal"), focal());
     }
-    void set_focus(double, const Req &r, Bytes &) {
+    void set_focus(double, const Req &r, Buffer &) {
         focus_ = static_cast<uint16_t>(r.in.getu(at(row("camera.focus", Dir::Request), "focus")));
     }
-    void zoom(double t, const Req &r, Bytes &out) {
+    void zoom(double t, const Req &r, Buffer &out) {
         zoom_ = static_cast<uint16_t>(r.in.getu(at(row("camera.zoom", Dir::Request), "zoom")));
         out.put(at(row("camera.zoom", Dir::Answer), "ack"), 0);
         say("t=%.1f s: camera zoom %u\n", t, zoom_);

@@ -46,7 +46,7 @@ struct Param {
 
 class Flight : public Model {
 public:
-    Flight() : Model("flight") {
+    explicit Flight(const Conditions &day) : Model("flight"), day_(day) {
         streams = {{&kMotorState, 10}, {&kFcState, 10}, {&kFcSensor, 5}};
         for (const Param &p : std::initializer_list<Param>{{"g_config.flying_limit.max_height_0", {120, 0}},
                                                            {"g_config.flying_limit.max_radius_0", {0xF4, 0x01}},
@@ -66,7 +66,7 @@ public:
     }
 
 protected:
-    void command(double t, const Req &r, Bytes &out) override { dispatch(*this, kCommands, t, r, out); }
+    bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
 
     void step(double t, Out &) override {
         const double dt = t - last_;
@@ -99,7 +99,7 @@ protected:
 
     bool flowing(const Stream &) const override { return subscribed_; }
 
-    void fill(const Stream &s, double t, Bytes &m) override {
+    void fill(const Stream &s, double t, Buffer &m) override {
         const bool spinning = phase_ != kGround;
         if (s.msg == &kMotorState) {
             // state: low nibble stopped, starting or spinning, high nibble the motor count
@@ -166,11 +166,11 @@ private:
 
     static uint8_t battery(double t) { return static_cast<uint8_t>(std::max(5.0, 96 - t / 20)); }
 
-    void ds_reset(double, const Req &, Bytes &out) {
+    void ds_reset(double, const Req &, Buffer &out) {
         subscribed_ = false;
         out.u8(0, 0);
     }
-    void ds_bag_add(double t, const Req &r, Bytes &out) {
+    void ds_bag_add(double t, const Req &r, Buffer &out) {
         subscribed_ = true;
         out.u8(0, 0);
         const auto bag = r.in.getu(at(kBagAdd, "bag"));
@@ -178,22 +178,22 @@ private:
         out.put(at(row("flight.ds_bag_add", Dir::Answer), "count"), r.in.getu(at(kBagAdd, "count")));
         say("t=%.1f s: flight controller streams bag %u at rate %u\n", t, bag, r.in.getu(at(kBagAdd, "rate")));
     }
-    void control_enable(double, const Req &r, Bytes &out) {
+    void control_enable(double, const Req &r, Buffer &out) {
         control_ = r.in.getu(at(row("flight.control_enable", Dir::Request), "mode")) == 1;
         out.u8(0, 0);
     }
-    void submode(double, const Req &r, Bytes &out) {
+    void submode(double, const Req &r, Buffer &out) {
         constexpr const trace::Message &req = row("flight.submode_set", Dir::Request);
         mode_ = static_cast<uint8_t>(r.in.getu(at(req, "mode")));
         submode_ = static_cast<uint8_t>(r.in.getu(at(req, "submode")));
         out.u8(0, 0);
     }
-    void adv_control(double, const Req &r, Bytes &) {
+    void adv_control(double, const Req &r, Buffer &) {
         for (size_t i = 0; i < 3; ++i) {
             vel_[i] = r.in.get(at(kAdvControl, "values"), i);
         }
     }
-    void function_control(double t, const Req &r, Bytes &) {
+    void function_control(double t, const Req &r, Buffer &) {
         const uint32_t f = r.in.getu(at(row("flight.function_control", Dir::Request), "function"));
         if (f == kTakeOff && phase_ == kGround) {
             target_ = std::min(kTakeOffHeight, limit(kHeightName, 120));
@@ -203,16 +203,16 @@ private:
             enter(kDescend, t);
         }
     }
-    void switch_oa(double, const Req &r, Bytes &) {
+    void switch_oa(double, const Req &r, Buffer &) {
         oa_ = r.in.getu(at(row("flight.switch_oa", Dir::Request), "on_off")) != 0;
     }
-    void heartbeat(double, const Req &r, Bytes &) {
+    void heartbeat(double, const Req &r, Buffer &) {
         flytest_ = static_cast<uint8_t>(r.in.getu(at(row("flight.heartbeat", Dir::Request), "value")));
     }
 
     // Parameters: a known name answers its value; a one-byte write to any other key starts a
     // calibration step, whose progress (0 to 100) reads of that key then return.
-    void param_read(double t, const Req &r, Bytes &out) {
+    void param_read(double t, const Req &r, Buffer &out) {
         const uint32_t key = r.in.getu(at(row("flight.param_read", Dir::Request), "hash"));
         out.put(at(kParamRead, "hash"), key);
         if (const auto c = steps_.find(key); c != steps_.end()) {
@@ -225,7 +225,7 @@ private:
         }
         out.put(at(kParamRead, "result"), 0);
     }
-    void param_write(double t, const Req &r, Bytes &out) {
+    void param_write(double t, const Req &r, Buffer &out) {
         constexpr const trace::Field &in_value = at(row("flight.param_write", Dir::Request), "value");
         const uint32_t key = r.in.getu(at(row("flight.param_write", Dir::Request), "hash"));
         const size_t n = r.in.size() - std::min<size_t>(in_value.offset, r.in.size());
@@ -248,7 +248,7 @@ private:
     static uint8_t progress(double started, double t) {
         return static_cast<uint8_t>(std::min(100.0, (t - started) / kCaliS * 100));
     }
-    void cali_rt(double, const Req &, Bytes &out) {
+    void cali_rt(double, const Req &, Buffer &out) {
         for (size_t i = 0; i < sizeof kImuCaliHeader; ++i) {
             out.u8(at(kImuCali, "header").offset + i, kImuCaliHeader[i]);
         }
@@ -258,7 +258,7 @@ private:
             out.put(at(kImuCali, "values2_8"), 0.001 * static_cast<double>(i + 1), i);
         }
     }
-    void identity(double t, const Req &r, Bytes &out) {
+    void identity(double t, const Req &r, Buffer &out) {
         constexpr const trace::Message &write = row("flight.identity_write", Dir::Request);
         const auto op = r.in.getu(at(write, "op"));
         out.put(at(kIdentity, "op"), op);
@@ -272,7 +272,7 @@ private:
         out.put(at(kIdentity, "len"), 1);
         out.put(at(kIdentity, "value"), identity_);
     }
-    void serial(double, const Req &, Bytes &out) {
+    void serial(double, const Req &, Buffer &out) {
         constexpr const trace::Field &sn = at(row("common.get_sn", Dir::Answer), "sn");
         out.u8(0, 0);
         out.text(sn.offset, "CWF22A00004217", sn.count);
@@ -289,6 +289,7 @@ private:
         {0, 81, &Flight::serial},
     };
 
+    Conditions day_;
     bool subscribed_ = false, control_ = false, oa_ = false, unlimited_ = false;
     uint8_t mode_ = 0, submode_ = 0, flytest_ = 0, identity_ = 50;
     Phase phase_ = kGround;
@@ -300,6 +301,6 @@ private:
 
 }  // namespace
 
-Model *make_flight() { return new Flight; }
+Model *make_flight(const Conditions &day) { return new Flight(day); }
 
 }  // namespace sim

@@ -22,10 +22,7 @@ public:
     bool serves(uint16_t receiver) const override { return receiver == kGimbal; }
 
 protected:
-    void command(double t, const Req &r, Bytes &out) override {
-        out.u8(0, 0);
-        dispatch(*this, kCommands, t, r, out);
-    }
+    bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
 
     void step(double t, Out &out) override {
         const double dt = t - last_;
@@ -38,7 +35,7 @@ protected:
         }
         if (wave_at_ > 0 && t >= wave_at_) {
             wave_at_ = 0;
-            Bytes m = out.add(kGimbalWv);
+            Buffer m = out.add(kGimbalWv);
             m.put(at(kGimbalWv, "scores"), 62, 0);
             m.put(at(kGimbalWv, "scores"), 18, 1);
             m.put(at(kGimbalWv, "scores"), 7, 2);
@@ -49,7 +46,7 @@ protected:
 
     bool flowing(const Stream &) const override { return subscribed_; }
 
-    void fill(const Stream &s, double t, Bytes &m) override {
+    void fill(const Stream &s, double t, Buffer &m) override {
         const bool ctrl = s.msg == &kGimbalCtrl;
         for (size_t i = 0; i < 3; ++i) {  // tenths of a degree: pitch, roll, yaw
             m.put(ctrl ? at(kGimbalCtrl, "target") : at(kGimbalInfo, "joint"), ctrl ? target_[i] : angle_[i], i);
@@ -65,11 +62,11 @@ protected:
     }
 
 private:
-    void mode(double t, const Req &r, Bytes &) {
+    void mode(double t, const Req &r, Buffer &) {
         mode_ = static_cast<uint8_t>(r.in.getu(at(row("gimbal.mode_control", Dir::Request), "mode")));
         say("t=%.1f s: gimbal mode %u\n", t, mode_);
     }
-    void angle(double t, const Req &r, Bytes &) {
+    void angle(double t, const Req &r, Buffer &) {
         constexpr const trace::Message &req = row("gimbal.angle_control", Dir::Request);
         driving_ = (r.in.getu(at(req, "flags")) & kFlagsDrive) != 0;  // clear: control released
         constexpr const trace::Field *angles[] = {&at(req, "angle0"), &at(req, "angle1"), &at(req, "angle2")};
@@ -82,7 +79,7 @@ private:
                 target_[2] / 10);
         }
     }
-    void rate(double, const Req &r, Bytes &) {
+    void rate(double, const Req &r, Buffer &) {
         constexpr const trace::Message &req = row("gimbal.rate_control", Dir::Request);
         if (r.in.getu(at(req, "flags")) == kFlagsResetYaw) {
             driving_ = true;
@@ -97,14 +94,14 @@ private:
             rate_[i] = r.in.get(*rates[i]);
         }
     }
-    void query(double, const Req &, Bytes &out) {
+    void query(double, const Req &, Buffer &out) {
         constexpr const trace::Message &ans = row("gimbal.query_joint_angle", Dir::Answer);
         out.put(at(ans, "first"), angle_[0]);
         out.put(at(ans, "second"), angle_[1]);
         out.put(at(ans, "third"), angle_[2]);
     }
-    void wave(double t, const Req &, Bytes &) { wave_at_ = t + kWaveS; }
-    void subscribe(double, const Req &, Bytes &) { subscribed_ = true; }
+    void wave(double t, const Req &, Buffer &) { wave_at_ = t + kWaveS; }
+    void subscribe(double, const Req &, Buffer &) { subscribed_ = true; }
 
     static constexpr Command<Gimbal> kCommands[] = {
         {4, 68, &Gimbal::mode},   {4, 10, &Gimbal::angle}, {4, 12, &Gimbal::rate},

@@ -1,21 +1,25 @@
 // A module model: a small state machine on the far side of the link. The aircraft hands it the
-// requests addressed to its receivers and ticks it on the delivery thread; it answers through a
-// command table and pushes its periodic messages through a stream table.
+// requests addressed to its receivers and ticks it on its clock; it answers through a command
+// table and pushes its periodic messages through a stream table. What an application does wrong
+// goes to the referee, what the aircraft does goes to its diagnostics (say).
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "aircraft.h"
 #include "layouts.h"
+#include "referee.h"
 
 namespace sim {
 
 // Little-endian reads and writes in a bounded byte buffer: out-of-range bytes are left alone.
-class Bytes {
+class Buffer {
 public:
-    Bytes(uint8_t *p, size_t n) : p_(p), n_(n) {}
+    Buffer(uint8_t *p, size_t n) : p_(p), n_(n) {}
     size_t size() const { return n_; }
     uint8_t *data() { return p_; }
     const uint8_t *data() const { return p_; }
@@ -72,19 +76,30 @@ private:
     size_t n_;
 };
 
-// A request as a model sees it: its route and payload (read-only through `in`).
+// A request as a model sees it: who sent it, its route and payload (read-only through `in`).
 struct Req {
+    AppId app;
     uint8_t set;
     uint8_t id;
     uint16_t receiver;
-    Bytes in;
+    Buffer in;
 };
 
-// A pushed message a model sends: route and bytes.
-struct Pushed {
-    uint8_t set;
-    uint8_t id;
-    std::vector<uint8_t> bytes;
+// Where the aircraft is: the flight controller moves it, the missions turn and fly it.
+struct Pose {
+    double north = 0, east = 0, height = 0;  // metres from the take-off point
+    double heading = 0;                      // degrees, 0 north, clockwise, kept in [0, 360)
+    bool airborne = false;
+    void turn(double degrees) { heading = std::fmod(std::fmod(heading + degrees, 360) + 360, 360); }
+};
+
+// The day the aircraft flies: its battery and the wind.
+struct Conditions {
+    double battery_start = 96;   // percent
+    double battery_drain = 3;    // percent per minute in the air (twice that in the climb)
+    double low_battery_at = -1;  // seconds on the aircraft's clock the charge falls to battery_low; < 0 never
+    double battery_low = 15;
+    double wind_north = 0, wind_east = 0;  // m/s drift while in the air
 };
 
 // Whether a request is the table row's command.
@@ -92,13 +107,19 @@ inline bool is(const Req &r, const trace::Message &m) { return r.set == m.set &&
 
 class Out {
 public:
-    // A zero-filled message of the push's length, to be filled and sent after the tick.
-    Bytes add(const trace::Message &m) {
+    // A zero-filled message of the push's length, to be filled and sent after the tick. `asked`:
+    // the application asked for it (subscribed its stream, started its mission), so a push of it
+    // that nobody takes is the application's mistake rather than a stream it may ignore.
+    Buffer add(const trace::Message &m, bool asked = false) {
         const size_t len = layout::push_len(m);
         items.push_back({m.set, m.id, std::vector<uint8_t>(len, 0)});
-        return Bytes(items.back().bytes.data(), len);
+        rows.push_back(&m);
+        this->asked.push_back(asked);
+        return Buffer(items.back().bytes.data(), len);
     }
     std::vector<Pushed> items;
+    std::vector<const trace::Message *> rows;
+    std::vector<bool> asked;
 };
 
 // What a model says about itself on the stand-in's diagnostics (stderr unless quiet).
@@ -119,23 +140,30 @@ public:
 
     virtual bool serves(uint16_t receiver) const = 0;
     // Carries out a request at time t (seconds since the aircraft started) and writes its answer
-    // into `out` (the caller's buffer as it was).
-    void answer(double t, const Req &r, Bytes &out);
+    // into `out` (zero-filled). False when the module does not serve the command: it never answers.
+    bool answer(double t, const Req &r, Buffer &out);
     // Where a command's answer carries its result byte, or -1 when it has none: a refusal writes
     // its byte there instead of carrying the request out.
     virtual int result_at(const Req &) const { return 0; }
     // Moves the state machine to time t; pushes what is due.
     void tick(double t, Out &out);
+    // The application went: what it left behind that it should not have (the aircraft in the air).
+    virtual void ended(double, AppId) {}
 
     std::vector<Stream> streams;
+    Referee *referee = nullptr;  // set by the aircraft before the first request
+    Pose *pose = nullptr;
 
 protected:
-    virtual void command(double t, const Req &r, Bytes &out) = 0;
+    // Carries out a command of the module's table; false for a command it does not serve.
+    virtual bool command(double t, const Req &r, Buffer &out) = 0;
     virtual void step(double t, Out &out) = 0;
     // Whether a stream is flowing now (e.g. after the subscription), and its bytes.
     virtual bool flowing(const Stream &) const { return true; }
-    virtual void fill(const Stream &s, double t, Bytes &m) = 0;
-    virtual void version(Bytes &out) const {
+    // Whether the application asked for the stream (a subscription) rather than it always flowing.
+    virtual bool subscribed(const Stream &) const { return false; }
+    virtual void fill(const Stream &s, double t, Buffer &m) = 0;
+    virtual void version(Buffer &out) const {
         out.u8(0, 0);
         out.put(layout::kVersion, 0x01020300);  // 1.2.3.0
     }
@@ -144,26 +172,34 @@ private:
     const char *name_;
 };
 
-// A model's command table: set/id to a member function. Unknown commands are answered with a
-// zero result byte; they are what a newer library might send.
+// Whether the link's message table routes the request's command to its receiver.
+inline bool routed(const Req &r) {
+    const trace::Message *m = trace::find(r.set, r.id, trace::Dir::Request, r.receiver);
+    return m != nullptr && m->receiver == r.receiver;
+}
+
+// A model's command table: set/id to a member function. A command the table lacks is still served
+// (answered with a zero result byte, no effect) when the link's message table routes it to this
+// receiver: the module knows it, the model just gives it no effect. Anything else is not served.
 template <class M>
 struct Command {
     uint8_t set;
     uint8_t id;
-    void (M::*fn)(double t, const Req &r, Bytes &out);
+    void (M::*fn)(double t, const Req &r, Buffer &out);
 };
 
 template <class M, size_t N>
-void dispatch(M &m, const Command<M> (&table)[N], double t, const Req &r, Bytes &out) {
+bool dispatch(M &m, const Command<M> (&table)[N], double t, const Req &r, Buffer &out) {
     for (const Command<M> &c : table) {
         if (c.set == r.set && c.id == r.id) {
             (m.*c.fn)(t, r, out);
-            return;
+            return true;
         }
     }
+    return routed(r);
 }
 
-// The models of the aircraft, built once.
-std::vector<Model *> build_models();
+// The models of the aircraft, built once for the day it flies.
+std::vector<Model *> build_models(const Conditions &day);
 
 }  // namespace sim

@@ -16,9 +16,9 @@ public:
     bool serves(uint16_t) const override { return false; }
 
 protected:
-    void command(double, const Req &, Bytes &) override {}
+    bool command(double, const Req &, Buffer &) override { return false; }
     void step(double, Out &) override {}
-    void fill(const Stream &s, double t, Bytes &m) override {
+    void fill(const Stream &s, double t, Buffer &m) override {
         if (s.msg == &kRcSticks) {
             for (size_t i = 0; i < 4; ++i) {
                 m.put(at(kRcSticks, "sticks"), 1024 + 6 * std::sin(t * 3 + static_cast<double>(i)), i);
@@ -37,19 +37,19 @@ public:
     }
 
 protected:
-    void command(double t, const Req &r, Bytes &out) override {
-        out.u8(0, 0);
+    bool command(double t, const Req &r, Buffer &) override {
         constexpr const trace::Message &channel = row("wifi.set_channel", Dir::Request);
         if (is(r, channel)) {
             say("t=%.1f s: Wi-Fi on channel %u\n", t, r.in.getu(at(channel, "channel")));
         } else if (is(r, row("wifi.open", Dir::Request)) || is(r, row("wifi.close", Dir::Request))) {
             say("t=%.1f s: Wi-Fi %s\n", t, is(r, row("wifi.open", Dir::Request)) ? "on" : "off");
         }
+        return routed(r);
     }
     void step(double, Out &) override {}
-    void fill(const Stream &, double, Bytes &) override {}
+    void fill(const Stream &, double, Buffer &) override {}
     // The radio reports its version as text from the first byte of its answer.
-    void version(Bytes &out) const override { out.text(0, "sdr 2.4.1", 29); }
+    void version(Buffer &out) const override { out.text(0, "sdr 2.4.1", 29); }
 };
 
 class Battery : public Model {
@@ -58,8 +58,7 @@ public:
     bool serves(uint16_t receiver) const override { return receiver == kBattery; }
 
 protected:
-    void command(double t, const Req &r, Bytes &out) override {
-        out.u8(0, 0);
+    bool command(double t, const Req &r, Buffer &out) override {
         const double soc = std::max(5.0, 96 - t / 20);
         constexpr const trace::Message &info = row("battery.dynamic_info", Dir::Answer);
         constexpr const trace::Message &cells = row("battery.cell_voltage", Dir::Answer);
@@ -77,9 +76,10 @@ protected:
             out.put(at(sn, "len"), 12);
             out.text(at(sn, "sn").offset, "BT2205A01234", 12);
         }
+        return routed(r);
     }
     void step(double, Out &) override {}
-    void fill(const Stream &, double, Bytes &) override {}
+    void fill(const Stream &, double, Buffer &) override {}
 };
 
 class QuickTest : public Model {
@@ -89,16 +89,17 @@ public:
     int result_at(const Req &) const override { return -1; }
 
 protected:
-    void command(double t, const Req &r, Bytes &) override {
+    bool command(double t, const Req &r, Buffer &) override {
         constexpr const trace::Message &sw = row("quicktest.switch", Dir::Request);
         if (is(r, sw)) {
             on_ = r.in.getu(at(sw, "on_off")) == 1;
             say("t=%.1f s: quick-test service %s\n", t, on_ ? "on" : "off");
         }
+        return routed(r);
     }
     void step(double, Out &) override {}
     bool flowing(const Stream &) const override { return on_; }
-    void fill(const Stream &s, double, Bytes &m) override {
+    void fill(const Stream &s, double, Buffer &m) override {
         if (s.msg == &kQtProc) {
             m.put(at(kQtProc, "state"), 3);  // running
         } else {
@@ -113,13 +114,14 @@ private:
 
 }  // namespace
 
-Model *make_flight();
+Model *make_flight(const Conditions &day);
 Model *make_vision();
 Model *make_camera();
 Model *make_gimbal();
 
-std::vector<Model *> build_models() {
-    return {make_flight(), make_vision(), make_camera(), make_gimbal(), new Rc, new Wifi, new Battery, new QuickTest};
+std::vector<Model *> build_models(const Conditions &day) {
+    return {make_flight(day), make_vision(), make_camera(), make_gimbal(),
+            new Rc,           new Wifi,      new Battery,   new QuickTest};
 }
 
 }  // namespace sim

@@ -31,13 +31,12 @@ public:
     }
 
 protected:
-    void command(double t, const Req &r, Bytes &out) override {
-        out.u8(0, 0);
+    bool command(double t, const Req &r, Buffer &out) override {
         if (r.set == 10 && r.id == 116) {  // one id, two commands: told apart by receiver
             (r.receiver == kVisionResult ? oa_subscribed_ : lapse_armed_) = r.in.get8(0) != 0;
-            return;
+            return true;
         }
-        dispatch(*this, kCommands, t, r, out);
+        return dispatch(*this, kCommands, t, r, out);
     }
 
     void step(double t, Out &out) override {
@@ -54,7 +53,7 @@ protected:
                 break;
             case Mission::Lapse:
                 if (t - since_ >= kLapseShotS * (shots_ + 1)) {
-                    Bytes m = out.add(kLapseResult);
+                    Buffer m = out.add(kLapseResult);
                     m.put(at(kLapseResult, "state"), ++shots_ < kLapseShots ? kLapseShooting : kLapseDone);
                     if (shots_ == kLapseShots) {
                         finish(t, "lapse photo");
@@ -66,7 +65,7 @@ protected:
         }
         if (vio_at_ > 0 && t >= vio_at_) {
             vio_at_ = 0;
-            Bytes m = out.add(kVio);
+            Buffer m = out.add(kVio);
             m.put(at(kVio, "flag"), 1);
             m.put(at(kVio, "roll"), 0.21);
             m.put(at(kVio, "pitch"), -0.35);
@@ -88,7 +87,7 @@ protected:
         return true;
     }
 
-    void fill(const Stream &s, double t, Bytes &m) override {
+    void fill(const Stream &s, double t, Buffer &m) override {
         if (s.msg == &kNavOsd) {
             m.put(at(kNavOsd, "waiting"), 0);
             m.put(at(kNavOsd, "pano_mode"), mission_ == Mission::Pano ? pano_mode_ << 1 | 1 : 0);
@@ -145,10 +144,10 @@ private:
         }
     }
 
-    void switch_to_pano(double, const Req &r, Bytes &) {
+    void switch_to_pano(double, const Req &r, Buffer &) {
         pano_mode_ = r.in.getu(at(row("vision.switch_to_pano", Dir::Request), "value0")) & 0x7F;
     }
-    void pano_control(double t, const Req &r, Bytes &) {
+    void pano_control(double t, const Req &r, Buffer &) {
         const bool go = r.in.getu(at(row("vision.pano_control", Dir::Request), "value")) != 0;
         if (go && mission_ == Mission::None) {
             start(Mission::Pano, t, "panorama");
@@ -156,7 +155,7 @@ private:
             finish(t, "panorama (stopped)");
         }
     }
-    void qs_box(double t, const Req &r, Bytes &) {
+    void qs_box(double t, const Req &r, Buffer &) {
         double box[4];
         for (size_t i = 0; i < 4; ++i) {
             box[i] = r.in.get(at(kQsBox, "box"), i);
@@ -169,15 +168,15 @@ private:
             start(Mission::QuickShot, t, "quick shot");
         }
     }
-    void qs_enable(double, const Req &r, Bytes &) {
+    void qs_enable(double, const Req &r, Buffer &) {
         qs_mode_ = r.in.getu(at(row("vision.qs_enable", Dir::Request), "value0")) & 0x7F;
     }
-    void lapse_go(double t, const Req &, Bytes &) {
+    void lapse_go(double t, const Req &, Buffer &) {
         if (mission_ == Mission::None) {
             start(Mission::Lapse, t, "lapse photo");
         }
     }
-    void autotest(double t, const Req &r, Bytes &) {
+    void autotest(double t, const Req &r, Buffer &) {
         autotest_ = r.in.getu(at(row("vision.autotest", Dir::Request), "start")) == 1;
         if (autotest_) {
             vio_at_ = t + 1.0;

@@ -1,0 +1,135 @@
+// The virtual aircraft inside an application's process: the stand-in hosts it when the environment
+// asks for it (MBUS_SIM=1, or a scenario in MBUS_SCENARIO, which the cirrow-sim launcher sets).
+// The application is the aircraft's only one (app 1): every receiver without a peer of its own is
+// answered by the aircraft, its handler registrations are told to the aircraft, and what the
+// aircraft pushes is delivered on the stand-in's delivery thread, or dropped when nobody handles it.
+//
+// At exit the flight report is printed when MBUS_REPORT=1 (the launcher sets it); with
+// MBUS_STRICT=1 (cirrow-sim --strict) a report that holds a mistake ends the process with exit
+// code 3, whatever the application returned.
+#include <unistd.h>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "../mbus/aircraft_hooks.h"
+#include "aircraft.h"
+
+namespace sim {
+
+namespace {
+
+constexpr AppId kApp = 1;
+constexpr int kStrictExit = 3;
+
+Aircraft *g_aircraft = nullptr;  // lives as long as the process: the delivery thread ticks it
+bool g_report = false, g_strict = false;
+
+int32_t answer(void *, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *delay_us) {
+    return g_aircraft->request(kApp, *req, resp, resp_len, delay_us);
+}
+
+void tick(void *) {
+    for (const Pushed &p : g_aircraft->tick()) {
+        mbus::deliver_from_aircraft(p.set, p.id, p.bytes.data(), static_cast<uint32_t>(p.bytes.size()));
+    }
+}
+
+void handler(void *, uint8_t set, uint8_t id, bool on) { g_aircraft->handler(kApp, set, id, on); }
+
+void marker(void *, const void *msg, uint32_t len) { g_aircraft->message(kApp, "fly_marker_thread", msg, len); }
+
+// The aircraft's lines in the stand-in's echo: its prefix, or the readable echo's column.
+void echo(const char *line) {
+    if (!mbus::echo_on()) {
+        return;
+    }
+    if (mbus::echo_readable()) {
+        std::fprintf(stderr, "%saircraft  %s", mbus::kReadableIndent, line);
+    } else {
+        std::fprintf(stderr, "sim: %s", line);
+    }
+}
+
+void at_exit() {
+    g_aircraft->detach(kApp, true);
+    uint32_t mistakes = 0;
+    const std::string report = g_aircraft->report(&mistakes);
+    if (g_report) {
+        std::fflush(stdout);
+        std::fputs(report.c_str(), stderr);
+    }
+    if (g_strict && mistakes > 0) {
+        std::fflush(nullptr);
+        _exit(kStrictExit);
+    }
+}
+
+[[noreturn]] void refuse(const std::string &what) {
+    std::fprintf(stderr, "mbus: %s\n", what.c_str());
+    std::fflush(stderr);
+    std::_Exit(2);
+}
+
+// A 0-or-1 switch from the environment; a bad value stops the process.
+bool flag(const char *name) {
+    const char *v = std::getenv(name);
+    if (v == nullptr || *v == '\0' || std::strcmp(v, "0") == 0) {
+        return false;
+    }
+    if (std::strcmp(v, "1") != 0) {
+        refuse(std::string(name) + "=" + v + ": must be 0 or 1");
+    }
+    return true;
+}
+
+std::string program_name() {
+    char path[256] = {0};
+    const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+    const char *base = n > 0 ? std::strrchr(path, '/') : nullptr;
+    return std::string(base != nullptr ? base + 1 : "application") + " (pid " + std::to_string(getpid()) + ")";
+}
+
+// Reads MBUS_SIM, MBUS_SCENARIO, MBUS_SIM_SPEED, MBUS_REPORT and MBUS_STRICT when the stand-in is
+// loaded, before the application runs: a bad value stops the process with the reason.
+__attribute__((constructor)) void start_from_environment() {
+    const bool on = flag("MBUS_SIM");
+    const char *file = std::getenv("MBUS_SCENARIO");
+    const char *speed = std::getenv("MBUS_SIM_SPEED");
+    const bool has_file = file != nullptr && *file != '\0';
+    g_report = flag("MBUS_REPORT");
+    g_strict = flag("MBUS_STRICT");
+    if (!has_file && !on) {
+        return;
+    }
+    Scenario s;
+    if (has_file) {
+#ifdef CW_SIM_SCENARIOS
+        std::string error;
+        if (!load_scenario(file, module_names(), s, error)) {
+            refuse(error);
+        }
+#else
+        refuse(std::string("MBUS_SCENARIO=") + file + ": this stand-in was built without scenario support (toml++)");
+#endif
+    }
+    if (speed != nullptr && *speed != '\0') {
+        char *end = nullptr;
+        s.speed = std::strtod(speed, &end);
+        if (*end != '\0' || !(s.speed >= 0.01 && s.speed <= 100)) {
+            refuse(std::string("MBUS_SIM_SPEED=") + speed + ": must be a number from 0.01 to 100");
+        }
+    }
+    set_diagnostics(echo);
+    g_aircraft = Aircraft::create(std::move(s)).release();
+    g_aircraft->attach(kApp, program_name());
+    static const mbus::AircraftHooks hooks{answer, nullptr, tick, g_aircraft->period_us(), handler};
+    mbus_ctl_tm_set_receiver("fly_marker_thread", marker, nullptr);
+    std::atexit(at_exit);  // before the delivery thread starts: it runs once that thread has stopped
+    mbus::set_aircraft(&hooks);
+}
+
+}  // namespace
+
+}  // namespace sim
