@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Instructions per call of the hot paths, each beside its floor, counted by callgrind at -O2
 # against the null middleware (bench/); the loop's own instructions are taken off. With --check,
-# fails when a figure is over its budget, then checks the pusher's CPU time under contention.
+# fails when a figure is over its budget, then checks the pusher's CPU time under contention and
+# the socket path through cirrow-aircraft for a short while (scripts/bench_aircraft.sh).
 #   scripts/bench.sh [--check] [build-dir]      (default build-bench; RelWithDebInfo: -O2)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -19,7 +20,7 @@ if [ "$type" != "RelWithDebInfo" ] || [ -n "$sanitize" ]; then
   echo "bench: $build must be a RelWithDebInfo (-O2) build without sanitizers" >&2
   exit 2
 fi
-cmake --build "$build" -j 2 --target cw_count cw_contention
+cmake --build "$build" -j 2 --target cw_count cw_contention cw_aircraft_bench
 
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
@@ -79,4 +80,12 @@ if [ "$check" = 1 ]; then
   "$build/bench/cw_contention" --check
 else
   "$build/bench/cw_contention"
+fi
+
+# The socket path: 10 s of pushes to four applications (CI keeps it short; docs/aircraft.md has the
+# 10-minute figures).
+if [ "$check" = 1 ]; then
+  scripts/bench_aircraft.sh --check "$build" 10
+else
+  scripts/bench_aircraft.sh "$build" 10
 fi
