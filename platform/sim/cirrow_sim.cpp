@@ -1,6 +1,7 @@
 // cirrow-sim: runs an application against the virtual aircraft of the host stand-in.
 //
 //   cirrow-sim [--speed X] [scenario.toml] -- ./my_app [args...]
+//   cirrow-sim --aircraft <socket> -- ./my_app [args...]   (attach to a running cirrow-aircraft)
 //
 // It sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED; MBUS_ECHO=readable and
 // MBUS_TRACE_SUMMARY=1 unless they are set) and replaces itself with the
@@ -17,7 +18,9 @@
 namespace {
 
 int usage() {
-    std::fprintf(stderr, "usage: cirrow-sim [--speed X] [scenario.toml] -- app [args...]\n");
+    std::fprintf(stderr,
+                 "usage: cirrow-sim [--speed X] [scenario.toml] -- app [args...]\n"
+                 "       cirrow-sim --aircraft <socket> -- app [args...]\n");
     return 2;
 }
 
@@ -25,9 +28,12 @@ int usage() {
 
 int main(int argc, char **argv) {
     int i = 1;
+    const char *aircraft = nullptr;  // attach to cirrow-aircraft instead of flying one in the app
     for (; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
         if (std::strcmp(argv[i], "--speed") == 0 && i + 1 < argc) {
             setenv("MBUS_SIM_SPEED", argv[++i], 1);
+        } else if (std::strcmp(argv[i], "--aircraft") == 0 && i + 1 < argc) {
+            aircraft = argv[++i];
         } else if (argv[i][0] == '-') {
             return usage();
         } else {
@@ -43,7 +49,11 @@ int main(int argc, char **argv) {
     if (i + 1 >= argc) {
         return usage();
     }
-    setenv("MBUS_SIM", "1", 1);
+    if (aircraft != nullptr && (getenv("MBUS_SCENARIO") != nullptr || getenv("MBUS_SIM_SPEED") != nullptr)) {
+        std::fprintf(stderr, "cirrow-sim: --aircraft flies cirrow-aircraft's scenario and speed: give them to it\n");
+        return 2;
+    }
+    setenv(aircraft != nullptr ? "MBUS_AIRCRAFT" : "MBUS_SIM", aircraft != nullptr ? aircraft : "1", 1);
     setenv("MBUS_ECHO", "readable", 0);  // the run as a person follows it, unless chosen otherwise
     setenv("MBUS_TRACE_SUMMARY", "1", 0);
     execvp(argv[i + 1], argv + i + 1);

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # cirrow-aircraft as a service and as a place several applications fly from.
-#   service.sh <case> <cirrow-aircraft> <dir with the demo apps> <dir with aircraft_monitor>
+#   service.sh <case> <cirrow-aircraft> <dir with the demo apps> <dir with aircraft_monitor> <cirrow-sim>
 # cases: service (second instance, signals, --detach), apps (the quick-shot demo and a monitor on
 # one aircraft), killed (an application killed mid-flight: the aircraft flies on and the report
 # says so, a new application attaches).
 set -uo pipefail
-case=$1 aircraft=$2 demos=$3 tools=$4
+case=$1 aircraft=$2 demos=$3 tools=$4 sim=$5
 work=$(mktemp -d /tmp/cw-aircraft-XXXXXX)
 sock=$work/aircraft.sock
 pid=
@@ -66,8 +66,8 @@ apps)
     start --speed 2
     app "$tools/aircraft_monitor" 40 >"$work/monitor.out" 2>&1 &
     monitor=$!
-    app "$demos/demo_quick_shot" >"$work/quick_shot.out" 2>&1; code=$?
-    check "the quick-shot demo flies against the aircraft ($code)" test "$code" -eq 0
+    MBUS_QUIET=1 "$sim" --aircraft "$sock" -- "$demos/demo_quick_shot" >"$work/quick_shot.out" 2>&1; code=$?
+    check "the quick-shot demo flies against the aircraft through cirrow-sim --aircraft ($code)" test "$code" -eq 0
     check "the quick shot finished" has "$work/quick_shot.out" "quick shot finished"
     wait "$monitor"; code=$?
     check "the monitor saw the flight from its caches ($code)" test "$code" -eq 0
