@@ -133,7 +133,9 @@ bool In::take(void *dst, size_t n) {
         ok_ = false;
         return false;
     }
-    std::memcpy(dst, b_.data() + pos_, n);
+    if (n > 0) {  // an empty byte string reads into an empty vector, whose data() may be null
+        std::memcpy(dst, b_.data() + pos_, n);
+    }
     pos_ += n;
     return true;
 }
