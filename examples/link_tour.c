@@ -37,6 +37,13 @@ static int32_t flight_controller(void *ctx, const mbus_ctl_request_t *req, uint8
     return 0;
 }
 
+/* A receiver where nothing answers: the link fails the request with its own code, with or without
+ * the virtual aircraft behind the stand-in. */
+static int32_t nobody(void *ctx, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *delay_us) {
+    (void)ctx, (void)req, (void)resp, (void)resp_len, (void)delay_us;
+    return MBUS_ERR_NO_PEER;
+}
+
 static void print_bytes(const uint8_t *b, uint32_t n) {
     for (uint32_t i = 0; i < n; ++i) {
         printf(" %02x", b[i]);
@@ -66,6 +73,7 @@ static void step(const char *what, int32_t result) {
 int main(void) {
     setvbuf(stdout, NULL, _IOLBF, 0);
     mbus_ctl_set_peer(0x0306, flight_controller, NULL);
+    mbus_ctl_set_peer(0x0B00, nobody, NULL);
 
     printf("== the raw link ==\n");
     {

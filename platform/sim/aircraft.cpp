@@ -115,6 +115,7 @@ class Core final : public Aircraft {
 public:
     explicit Core(Scenario s) : scenario_(std::move(s)), start_(std::chrono::steady_clock::now()) {
         const Conditions day = conditions_of(scenario_);
+        pose_.battery = day.battery_start;
         for (Model *m : build_models(day)) {
             m->referee = &referee_;
             m->pose = &pose_;
@@ -344,7 +345,6 @@ private:
 
 std::unique_ptr<Aircraft> Aircraft::create(Scenario scenario) { return std::make_unique<Core>(std::move(scenario)); }
 
-#ifdef CW_SIM_SCENARIOS
 std::vector<ModuleNames> module_names() {
     std::vector<ModuleNames> names;
     for (Model *m : build_models(Conditions{})) {
@@ -356,6 +356,5 @@ std::vector<ModuleNames> module_names() {
     }
     return names;
 }
-#endif
 
 }  // namespace sim

@@ -30,8 +30,33 @@ uint32_t hash_of(const char *name) {
 }
 
 // Flight states as the flight controller reports them (3/91 bytes 0 and 8).
-enum Phase : uint8_t { kGround = 0, kSpinUp = 1, kClimb = 2, kAir = 3, kDescend = 4 };
+enum Phase : uint8_t { kGround = 0, kSpinUp = 1, kClimb = 2, kAir = 3, kDescend = 4, kPhases };
 const char *const kPhaseNames[] = {"on the ground", "motors starting", "taking off", "in the air", "landing"};
+
+// The orders that move the aircraft, and what each does in each phase: the phase it leads to,
+// whether it is carried out, and the flight controller's line (null: the phase change says it).
+enum Order : uint8_t { kTakeOffOrder, kLandOrder, kSteerOrder, kOrders };
+struct Rule {
+    Phase next;
+    bool done;
+    const char *line;
+};
+constexpr Rule kRules[kPhases][kOrders] = {
+    // take-off                                  land                                                 steering
+    {{kSpinUp, true, nullptr},
+     {kGround, false, "ignores the landing: on the ground"},
+     {kGround, false, "ignores steering: on the ground"}},
+    {{kSpinUp, false, "ignores the take-off: motors already starting"},
+     {kGround, true, "stops its motors: landing before the climb"},
+     {kSpinUp, false, "ignores steering: not in the air yet"}},
+    {{kClimb, false, "ignores the take-off: already climbing"},
+     {kDescend, true, "turns the climb into a descent"},
+     {kClimb, false, "ignores steering: still climbing"}},
+    {{kAir, false, "ignores the take-off: already in the air"}, {kDescend, true, nullptr}, {kAir, true, nullptr}},
+    {{kDescend, false, "ignores the take-off: landing"},
+     {kDescend, false, "ignores the landing: already landing"},
+     {kDescend, false, "ignores steering: landing"}},
+};
 
 constexpr double kSpinUpS = 0.8;
 constexpr double kTakeOffHeight = 1.2;  // metres
@@ -71,6 +96,7 @@ protected:
     void step(double t, Out &) override {
         const double dt = t - last_;
         last_ = t;
+        Pose &p = *pose;
         switch (phase_) {
             case kSpinUp:
                 if (t - since_ >= kSpinUpS) {
@@ -78,54 +104,80 @@ protected:
                 }
                 break;
             case kClimb:
-                height_ = std::min(height_ + kClimbRate * dt, target_);
-                if (height_ >= target_) {
+                p.height = std::min(p.height + kClimbRate * dt, target_);
+                if (p.height >= target_) {
                     enter(kAir, t);
                 }
                 break;
             case kAir:
-                fly(dt);
+                p.north += vel_[0] * dt;
+                p.east += vel_[1] * dt;
+                p.height += vel_[2] * dt;
+                p.turn(yaw_rate_ * dt);
                 break;
             case kDescend:
-                height_ = std::max(height_ - kDescentRate * dt, 0.0);
-                if (height_ <= 0) {
+                p.height = std::max(p.height - kDescentRate * dt, 0.0);
+                if (p.height <= 0) {
                     enter(kGround, t);
                 }
                 break;
             case kGround:
+            case kPhases:
                 break;
+        }
+        if (p.airborne) {
+            p.north += day_.wind_north * dt;
+            p.east += day_.wind_east * dt;
+            bound();
+        }
+        drain(t, dt);
+    }
+
+    void ended(double t, AppId app) override {
+        if (pose->airborne || phase_ == kSpinUp) {
+            referee->mistake(t, std::string("the application ended with the aircraft ") + kPhaseNames[phase_],
+                             "land (cw_flight_land) and wait for the flight state to show the ground before ending");
+        }
+        if (holder_ == app) {
+            holder_ = 0;
+            referee->mistake(t, "the application ended with control held",
+                             "release it with cw_flight_release_control() once landed");
         }
     }
 
     bool flowing(const Stream &) const override { return subscribed_; }
 
-    void fill(const Stream &s, double t, Buffer &m) override {
+    bool subscribed(const Stream &) const override { return subscribed_; }
+
+    void fill(const Stream &s, double, Buffer &m) override {
+        const Pose &p = *pose;
         const bool spinning = phase_ != kGround;
         if (s.msg == &kMotorState) {
             // state: low nibble stopped, starting or spinning, high nibble the motor count
             m.put(at(kMotorState, "state"), (spinning ? (phase_ == kSpinUp ? 1 : 2) : 0) | 4 << 4);
             for (size_t i = 0; i < 4; ++i) {
-                m.put(at(kMotorState, "speeds"), spinning ? 6000 + 800 * height_ + 40.0 * i : 0, i);
+                m.put(at(kMotorState, "speeds"), spinning ? 6000 + 800 * p.height + 40.0 * i : 0, i);
                 m.put(at(kMotorState, "currents"), spinning ? 350 : 0, i);  // centiamperes
             }
             m.put(at(kMotorState, "spinning"), spinning ? 1 : 0);
         } else if (s.msg == &kFcState) {
             m.put(at(kFcState, "phase"), phase_);
-            m.put(at(kFcState, "control"), control_ ? 1 : 0);
+            m.put(at(kFcState, "control"), holder_ != 0 ? 1 : 0);
             m.put(at(kFcState, "submode"), submode_);
-            m.put(at(kFcState, "height_dm"), height_ * 10);
-            m.put(at(kFcState, "speed_cms"), std::hypot(north_, east_) * 10);
+            m.put(at(kFcState, "height_dm"), p.height * 10);
+            m.put(at(kFcState, "speed_cms"), std::hypot(p.north, p.east) * 10);
             m.put(at(kFcState, "oa"), oa_ ? 1 : 0);
             m.put(at(kFcState, "flight_state"), phase_);
             m.put(at(kFcState, "mode"), mode_);
             m.put(at(kFcState, "flytest"), flytest_);
-            m.put(at(kFcState, "battery"), battery(t));
+            m.put(at(kFcState, "battery"), std::trunc(p.battery));
         } else {
-            m.put(at(kFcSensor, "height_cm"), height_ * 100);
-            m.put(at(kFcSensor, "battery"), battery(t));
+            m.put(at(kFcSensor, "height_cm"), p.height * 100);
+            m.put(at(kFcSensor, "battery"), std::trunc(p.battery));
             m.put(at(kFcSensor, "satellites"), 14);
-            m.put(at(kFcSensor, "north"), north_);
-            m.put(at(kFcSensor, "east"), east_);
+            m.put(at(kFcSensor, "north"), p.north);
+            m.put(at(kFcSensor, "east"), p.east);
+            m.put(at(kFcSensor, "yaw"), p.heading);
         }
     }
 
@@ -133,21 +185,76 @@ private:
     void enter(Phase p, double t) {
         phase_ = p;
         since_ = t;
-        say("t=%.1f s: flight controller %s, %.1f m\n", t, kPhaseNames[p], height_);
+        said_ = nullptr;
+        pose->airborne = p == kClimb || p == kAir || p == kDescend;
+        say("t=%.1f s: flight controller %s, %.1f m\n", t, kPhaseNames[p], pose->height);
     }
 
-    // Steering while in the air: horizontal speeds from the attitude command, bounded by the
-    // radius limit unless the distance limit was lifted; the height by the height limit.
-    void fly(double dt) {
-        north_ += vel_[0] * dt;
-        east_ += vel_[1] * dt;
-        height_ = std::clamp(height_ + vel_[2] * dt, 0.3, limit(kHeightName, 120));
-        const double r = std::hypot(north_, east_);
+    // Whatever moved the aircraft (steering, the wind, a mission), the height limit bounds its height
+    // and the radius limit its distance from the take-off point, unless the distance limit was lifted.
+    void bound() {
+        Pose &p = *pose;
+        if (phase_ == kAir) {
+            p.height = std::clamp(p.height, 0.3, limit(kHeightName, 120));
+        }
+        const double r = std::hypot(p.north, p.east);
         const double max_r = limit(kRadiusName, 500);
         if (!unlimited_ && value(kRadiusOnName) != 0 && r > max_r) {
-            north_ *= max_r / r;
-            east_ *= max_r / r;
+            p.north *= max_r / r;
+            p.east *= max_r / r;
         }
+    }
+
+    // The battery drains in flight, twice as fast in the climb, not on the ground; a scenario may
+    // drop it to a low charge at a given time.
+    void drain(double t, double dt) {
+        const double rate = phase_ == kGround ? 0 : phase_ == kClimb ? 2 : 1;
+        pose->battery = std::max(0.0, pose->battery - rate * day_.battery_drain / 60 * dt);
+        if (day_.low_battery_at >= 0 && t >= day_.low_battery_at && !low_) {
+            low_ = true;
+            pose->battery = std::min(pose->battery, day_.battery_low);
+            say("t=%.1f s: battery low, %.0f %%\n", t, pose->battery);
+        }
+    }
+
+    // An order the flight controller carries out in its phase, or refuses with the reason. Taking
+    // off and steering need control.
+    void order(double t, Order o, const Req &r) {
+        static constexpr const char *kWhat[] = {"take-off", "landing", "steering"};
+        if (o != kLandOrder && holder_ != r.app) {
+            tell(t, holder_ == 0 ? "ignores the order: nobody has control"
+                                 : "ignores the order: control is held by another application");
+            referee->mistake(t, std::string(kWhat[o]) + " without control: the flight controller ignored it",
+                             "obtain control with cw_flight_obtain_control() and check its result first");
+            return;
+        }
+        const Rule &rule = kRules[phase_][o];
+        tell(t, rule.line);
+        if (!rule.done) {
+            return;
+        }
+        if (o == kSteerOrder) {
+            for (size_t i = 0; i < 3; ++i) {
+                vel_[i] = r.in.get(at(kAdvControl, "values"), i);
+            }
+            yaw_rate_ = r.in.get(at(kAdvControl, "values"), 3);
+            return;
+        }
+        vel_[0] = vel_[1] = vel_[2] = yaw_rate_ = 0;
+        if (o == kTakeOffOrder) {
+            target_ = std::min(kTakeOffHeight, limit(kHeightName, 120));
+        }
+        if (rule.next != phase_) {
+            enter(rule.next, t);
+        }
+    }
+
+    // A line of the flight controller's, once until the phase changes or another line comes.
+    void tell(double t, const char *line) {
+        if (line != nullptr && line != said_) {
+            say("t=%.1f s: flight controller %s\n", t, line);
+        }
+        said_ = line != nullptr ? line : said_;
     }
 
     double limit(const char *name, double fallback) const {
@@ -164,8 +271,6 @@ private:
         return v;
     }
 
-    static uint8_t battery(double t) { return static_cast<uint8_t>(std::max(5.0, 96 - t / 20)); }
-
     void ds_reset(double, const Req &, Buffer &out) {
         subscribed_ = false;
         out.u8(0, 0);
@@ -178,9 +283,20 @@ private:
         out.put(at(row("flight.ds_bag_add", Dir::Answer), "count"), r.in.getu(at(kBagAdd, "count")));
         say("t=%.1f s: flight controller streams bag %u at rate %u\n", t, bag, r.in.getu(at(kBagAdd, "rate")));
     }
-    void control_enable(double, const Req &r, Buffer &out) {
-        control_ = r.in.getu(at(row("flight.control_enable", Dir::Request), "mode")) == 1;
-        out.u8(0, 0);
+    // Control: one application holds it; another asking for it is refused with result byte 1.
+    void control_enable(double t, const Req &r, Buffer &out) {
+        const uint32_t mode = r.in.getu(at(row("flight.control_enable", Dir::Request), "mode"));
+        if (mode == kTakeControl && holder_ != 0 && holder_ != r.app) {
+            out.u8(0, 1);
+            tell(t, "refuses control: another application holds it");
+        } else if (mode == kTakeControl) {
+            holder_ = r.app;
+        } else if (mode == kReleaseControl && holder_ == r.app) {
+            holder_ = 0;
+        } else if (mode != kReleaseControl) {
+            say("t=%.1f s: flight controller ignores control mode %u: accepts 1 (take control) and 2 (release)\n", t,
+                mode);
+        }
     }
     void submode(double, const Req &r, Buffer &out) {
         constexpr const trace::Message &req = row("flight.submode_set", Dir::Request);
@@ -188,19 +304,15 @@ private:
         submode_ = static_cast<uint8_t>(r.in.getu(at(req, "submode")));
         out.u8(0, 0);
     }
-    void adv_control(double, const Req &r, Buffer &) {
-        for (size_t i = 0; i < 3; ++i) {
-            vel_[i] = r.in.get(at(kAdvControl, "values"), i);
-        }
-    }
+    void adv_control(double t, const Req &r, Buffer &) { order(t, kSteerOrder, r); }
     void function_control(double t, const Req &r, Buffer &) {
         const uint32_t f = r.in.getu(at(row("flight.function_control", Dir::Request), "function"));
-        if (f == kTakeOff && phase_ == kGround) {
-            target_ = std::min(kTakeOffHeight, limit(kHeightName, 120));
-            enter(kSpinUp, t);
-        } else if ((f == kLand || f == kTestLand) && (phase_ == kAir || phase_ == kClimb)) {
-            vel_[0] = vel_[1] = vel_[2] = 0;
-            enter(kDescend, t);
+        if (f == kTakeOff) {
+            order(t, kTakeOffOrder, r);
+        } else if (f == kLand || f == kTestLand) {
+            order(t, kLandOrder, r);
+        } else {
+            say("t=%.1f s: flight controller ignores function %u: accepts 1 (take off), 6 and 31 (land)\n", t, f);
         }
     }
     void switch_oa(double, const Req &r, Buffer &) {
@@ -290,11 +402,13 @@ private:
     };
 
     Conditions day_;
-    bool subscribed_ = false, control_ = false, oa_ = false, unlimited_ = false;
+    AppId holder_ = 0;  // the application holding control, 0 for none
+    const char *said_ = nullptr;
+    bool subscribed_ = false, oa_ = false, unlimited_ = false, low_ = false;
     uint8_t mode_ = 0, submode_ = 0, flytest_ = 0, identity_ = 50;
     Phase phase_ = kGround;
-    double since_ = 0, last_ = 0, height_ = 0, target_ = kTakeOffHeight, north_ = 0, east_ = 0;
-    double vel_[3] = {0, 0, 0};
+    double since_ = 0, last_ = 0, target_ = kTakeOffHeight, yaw_rate_ = 0;
+    double vel_[3] = {0, 0, 0};  // north, east, up; m/s
     std::map<uint32_t, Param> params_;
     std::map<uint32_t, double> steps_;  // calibration key -> when it started
 };

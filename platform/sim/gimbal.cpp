@@ -35,7 +35,7 @@ protected:
         }
         if (wave_at_ > 0 && t >= wave_at_) {
             wave_at_ = 0;
-            Buffer m = out.add(kGimbalWv);
+            Buffer m = out.add(kGimbalWv, true);
             m.put(at(kGimbalWv, "scores"), 62, 0);
             m.put(at(kGimbalWv, "scores"), 18, 1);
             m.put(at(kGimbalWv, "scores"), 7, 2);
@@ -45,6 +45,7 @@ protected:
     }
 
     bool flowing(const Stream &) const override { return subscribed_; }
+    bool subscribed(const Stream &) const override { return subscribed_; }
 
     void fill(const Stream &s, double t, Buffer &m) override {
         const bool ctrl = s.msg == &kGimbalCtrl;

@@ -50,6 +50,8 @@ inline constexpr uint8_t kIdentityWrite = 7;  // flight.identity_write: op byte;
 inline constexpr uint8_t kTakeOff = 1;        // flight.function_control
 inline constexpr uint8_t kLand = 6;
 inline constexpr uint8_t kTestLand = 31;
+inline constexpr uint8_t kTakeControl = 1;  // flight.control_enable modes
+inline constexpr uint8_t kReleaseControl = 2;
 
 // ---- vision processor
 inline constexpr const trace::Message &kPanoStatus = row("vision.pano_status");

@@ -85,11 +85,13 @@ struct Req {
     Buffer in;
 };
 
-// Where the aircraft is: the flight controller moves it, the missions turn and fly it.
+// Where the aircraft is and what charge it has: the flight controller moves it and drains its
+// battery, the missions turn and fly it, the battery module reports the charge.
 struct Pose {
     double north = 0, east = 0, height = 0;  // metres from the take-off point
     double heading = 0;                      // degrees, 0 north, clockwise, kept in [0, 360)
     bool airborne = false;
+    double battery = 96;  // percent
     void turn(double degrees) { heading = std::fmod(std::fmod(heading + degrees, 360) + 360, 360); }
 };
 

@@ -58,8 +58,8 @@ public:
     bool serves(uint16_t receiver) const override { return receiver == kBattery; }
 
 protected:
-    bool command(double t, const Req &r, Buffer &out) override {
-        const double soc = std::max(5.0, 96 - t / 20);
+    bool command(double, const Req &r, Buffer &out) override {
+        const double soc = pose->battery;
         constexpr const trace::Message &info = row("battery.dynamic_info", Dir::Answer);
         constexpr const trace::Message &cells = row("battery.cell_voltage", Dir::Answer);
         constexpr const trace::Message &sn = row("battery.sn", Dir::Answer);

@@ -20,6 +20,8 @@ constexpr double kPanoShotS = 0.5;
 constexpr double kQsStartS = 0.3;
 constexpr double kQsS = 3.0;  // the quick shot's flight, once started
 constexpr uint8_t kQsTargetLost = 2;
+constexpr double kQsBack = 1.0;  // the quick shot's path: metres per second back from the target
+constexpr double kQsUp = 0.4;    // and up
 constexpr double kLapseShotS = 0.4;
 constexpr uint8_t kLapseShots = 5;
 
@@ -40,20 +42,28 @@ protected:
     }
 
     void step(double t, Out &out) override {
+        const double dt = t - last_;
+        last_ = t;
         switch (mission_) {
-            case Mission::Pano:
-                shots_ = static_cast<uint8_t>(std::min<double>(kPanoShots, (t - since_) / kPanoShotS));
+            case Mission::Pano: {
+                // The aircraft turns a picture's share of the circle before each picture.
+                const auto shots = static_cast<uint8_t>(std::min<double>(kPanoShots, (t - since_) / kPanoShotS));
+                if (pose->airborne) {
+                    pose->turn(360.0 / kPanoShots * (shots - shots_));
+                }
+                shots_ = shots;
                 if (shots_ == kPanoShots) {
-                    out.add(kPanoResult).put(at(kPanoResult, "code"), 0);
+                    out.add(kPanoResult, true).put(at(kPanoResult, "code"), 0);
                     finish(t, "panorama");
                 }
                 break;
+            }
             case Mission::QuickShot:
-                quick_shot(t, out);
+                quick_shot(t, dt, out);
                 break;
             case Mission::Lapse:
                 if (t - since_ >= kLapseShotS * (shots_ + 1)) {
-                    Buffer m = out.add(kLapseResult);
+                    Buffer m = out.add(kLapseResult, true);
                     m.put(at(kLapseResult, "state"), ++shots_ < kLapseShots ? kLapseShooting : kLapseDone);
                     if (shots_ == kLapseShots) {
                         finish(t, "lapse photo");
@@ -65,7 +75,7 @@ protected:
         }
         if (vio_at_ > 0 && t >= vio_at_) {
             vio_at_ = 0;
-            Buffer m = out.add(kVio);
+            Buffer m = out.add(kVio, true);
             m.put(at(kVio, "flag"), 1);
             m.put(at(kVio, "roll"), 0.21);
             m.put(at(kVio, "pitch"), -0.35);
@@ -86,6 +96,10 @@ protected:
         }
         return true;
     }
+
+    // The missions' status streams flow because the application started a mission, the obstacle
+    // results because it subscribed to them or started the self-test; only the OSD always flows.
+    bool subscribed(const Stream &s) const override { return s.msg != &kNavOsd; }
 
     void fill(const Stream &s, double t, Buffer &m) override {
         if (s.msg == &kNavOsd) {
@@ -127,32 +141,48 @@ private:
     }
 
     // The quick shot flies once its target box is set: under way, result reports, then the end.
-    // A box that is empty or off the picture loses its target.
-    void quick_shot(double t, Out &out) {
+    // While under way the aircraft flies its path: back from the target (away from its heading)
+    // and up. A box that is empty or off the picture loses its target.
+    void quick_shot(double t, double dt, Out &out) {
         const double since = t - since_;
+        if (qs_stage_ == 1 && pose->airborne && box_ok_) {
+            const double heading = pose->heading * M_PI / 180;
+            pose->north -= std::cos(heading) * kQsBack * dt;
+            pose->east -= std::sin(heading) * kQsBack * dt;
+            pose->height += kQsUp * dt;
+        }
         if (qs_stage_ == 0 && since >= kQsStartS) {
             qs_stage_ = 1;
-            out.add(kQsFinished).put(at(kQsFinished, "active"), 1);
+            out.add(kQsFinished, true).put(at(kQsFinished, "active"), 1);
         } else if (qs_stage_ == 1 && (since >= kQsStartS + kQsS || (!box_ok_ && since >= kQsStartS + 0.5))) {
             qs_stage_ = 2;
-            out.add(kQsResult).put(at(kQsResult, "code"), box_ok_ ? 0 : kQsTargetLost);
-            out.add(kQsFinished).put(at(kQsFinished, "active"), 0);
+            out.add(kQsResult, true).put(at(kQsResult, "code"), box_ok_ ? 0 : kQsTargetLost);
+            out.add(kQsFinished, true).put(at(kQsFinished, "active"), 0);
             finish(t, box_ok_ ? "quick shot" : "quick shot: target lost");
         } else if (qs_stage_ == 1 && since >= kQsStartS + 1.0 * (reports_ + 1)) {
             ++reports_;
-            out.add(kQsResult).put(at(kQsResult, "code"), 1);  // still flying
+            out.add(kQsResult, true).put(at(kQsResult, "code"), 1);  // still flying
         }
     }
 
     void switch_to_pano(double, const Req &r, Buffer &) {
         pano_mode_ = r.in.getu(at(row("vision.switch_to_pano", Dir::Request), "value0")) & 0x7F;
     }
+    // 1 starts a panorama, 0 stops the one under way; anything else is ignored.
     void pano_control(double t, const Req &r, Buffer &) {
-        const bool go = r.in.getu(at(row("vision.pano_control", Dir::Request), "value")) != 0;
-        if (go && mission_ == Mission::None) {
+        const uint32_t v = r.in.getu(at(row("vision.pano_control", Dir::Request), "value"));
+        if (v == 1 && mission_ == Mission::None) {
             start(Mission::Pano, t, "panorama");
-        } else if (!go && mission_ == Mission::Pano) {
+        } else if (v == 0 && mission_ == Mission::Pano) {
             finish(t, "panorama (stopped)");
+        } else {
+            say("t=%.1f s: vision processor ignores pano_control(%u)%s: accepts 1 (start) and 0 (stop the panorama "
+                "under "
+                "way)\n",
+                t, v,
+                v == 0   ? " with no panorama under way"
+                : v == 1 ? " during another mission"
+                         : "");
         }
     }
     void qs_box(double t, const Req &r, Buffer &) {
@@ -190,7 +220,7 @@ private:
     };
 
     Mission mission_ = Mission::None;
-    double since_ = 0, vio_at_ = 0;
+    double since_ = 0, vio_at_ = 0, last_ = 0;
     uint32_t mission_id_ = 0;
     uint8_t shots_ = 0, pano_mode_ = 0, qs_mode_ = 0, qs_stage_ = 0, reports_ = 0;
     bool box_ok_ = false, oa_subscribed_ = false, lapse_armed_ = false, autotest_ = false, pano_done_ = false;

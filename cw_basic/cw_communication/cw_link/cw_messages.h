@@ -86,7 +86,7 @@ inline constexpr Message kMessages[] = {
     {3, 128, Answer, kFlight, L, "flight.control_enable", {kResult}},
     {3, 141, Request, kFlight, L, "flight.submode_set", {{"mode", 0, U8}, {"submode", 1, U8}}},
     {3, 141, Answer, kFlight, L, "flight.submode_set", {kResult}},
-    {3, 142, Request, kFlight, L, "flight.adv_control", {{"mode_a", 0, U8}, {"mode_b", 1, U8}, {"values", 2, F32, 6}}},
+    {3, 142, Request, kFlight, L, "flight.adv_control", {{"mode_a", 0, U8}, {"mode_b", 1, U8}, {"values", 2, F32, 6, "speed north, east, up (m/s), yaw rate (degrees/s, clockwise), two unused", nullptr}}},
     {3, 158, Request, kFlight, L, "flight.yaw_rate_control", {{"rate", 0, F32}}},
     {3, 42, Request, kFlight, L, "flight.function_control", {{"function", 0, U8}}},
     {3, 26, Request, kFlight, L, "flight.switch_oa", {{"on_off", 0, U8}}},
@@ -141,7 +141,7 @@ inline constexpr Message kMessages[] = {
     // ---- flight controller and quick-test pushes
     {3, 90, Push, A, L, "flight.motor_state", {{"state", 0, U8}, {"speeds", 1, U16, 8}, {"currents", 17, U16, 8}, {"spinning", 33, U8}}},
     {3, 91, Push, A, L, "flight.fc_state", {{"phase", 0, U8}, {"control", 1, U8}, {"submode", 2, U8}, {"height_dm", 3, U16}, {"speed_cms", 5, U16}, {"oa", 7, U8}, {"flight_state", 8, U8}, {"mode", 9, U8}, {"flytest", 10, U8}, {"battery", 11, U8}}},
-    {3, 106, Push, A, L, "flight.fc_sensor", {{"height_cm", 0, U16}, {"battery", 2, U16}, {"satellites", 4, U8}, {"north", 5, F32}, {"east", 9, F32}, {"rest", 13, Bytes, 46}}},
+    {3, 106, Push, A, L, "flight.fc_sensor", {{"height_cm", 0, U16, 1, "height above the take-off point", "cm"}, {"battery", 2, U16, 1, "battery charge", "%"}, {"satellites", 4, U8, 1, "satellites in view", nullptr}, {"north", 5, F32, 1, "distance north of the take-off point", "m"}, {"east", 9, F32, 1, "distance east of the take-off point", "m"}, {"yaw", 13, F32, 1, "heading, clockwise from north, 0 to 360", "degrees"}, {"rest", 17, Bytes, 42}}},
     {34, 72, Push, A, L, "quicktest.proc_status", {{"state", 0, U8}}},
     {34, 73, Push, A, L, "quicktest.msg", {{"kind", 0, U8}, {"state", 1, U8}, {"err", 2, U8}, {"rest", 3, Bytes, 3}}},
     // ---- camera

@@ -81,14 +81,22 @@ static inline int demo_start_up(void) {
     return demo_ok("subscribe to the flight data", cw_flight_reset_and_subscribe());
 }
 
-static inline int demo_take_off(void) {
-    return demo_ok("take control", cw_flight_obtain_control()) && demo_ok("take off", cw_flight_takeoff()) &&
-           demo_wait_flight(FLIGHT_AIR, 10);
+/* Lands and releases control, whatever the landing's outcome. Returns 1 when both succeeded. */
+static inline int demo_land(void) {
+    int down = demo_ok("land", cw_flight_land()) && demo_wait_flight(FLIGHT_GROUND, 10);
+    return demo_ok("release control", cw_flight_release_control()) && down;
 }
 
-static inline int demo_land(void) {
-    return demo_ok("land", cw_flight_land()) && demo_wait_flight(FLIGHT_GROUND, 10) &&
-           demo_ok("release control", cw_flight_release_control());
+/* Takes control and takes off; on failure whatever got started comes down again. */
+static inline int demo_take_off(void) {
+    if (!demo_ok("take control", cw_flight_obtain_control())) {
+        return 0;
+    }
+    if (demo_ok("take off", cw_flight_takeoff()) && demo_wait_flight(FLIGHT_AIR, 10)) {
+        return 1;
+    }
+    demo_land();
+    return 0;
 }
 
 #endif

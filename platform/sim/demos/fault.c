@@ -13,6 +13,9 @@ int main(void) {
     int32_t after = cw_v1_camera_api_take_photo(0);
     demo_say("photo 1.5 s later -> %d (%s)\n", (int)after,
              after == CW_ERR_ACK ? "no answer from the camera" : "unexpected");
+    if (control == 0) {
+        cw_flight_release_control(); /* handed over after all: give it back before ending */
+    }
     int ok = control == CW_ERR_ACK && before == 0 && after == CW_ERR_ACK;
     demo_say("faults %s\n", ok ? "reported as expected" : "NOT reported");
     return ok ? 0 : 1;

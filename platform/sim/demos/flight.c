@@ -1,5 +1,6 @@
 /* A short flight: take off, point the gimbal down, take a photo, look for water waves, look up
- * again and land. Exits 0 when every step succeeded and the gimbal reached its angles. */
+ * again and land. Exits 0 when every step succeeded and the gimbal reached its angles; lands and
+ * releases control whatever failed. */
 #include <stdlib.h>
 
 #include "demo.h"
@@ -28,10 +29,10 @@ static int point_gimbal(int16_t pitch) {
 }
 
 int main(void) {
-    int ok = demo_start_up() && demo_ok("gimbal information", cw_v1_gimbal_subscribe_info(1, 1, 10)) &&
-             cw_register_v1_gimbal_data() == 0 && cw_register_v1_camera_status_data() == 0 &&
-             cw_register_v1_rc_data() == 0 && demo_take_off() && point_gimbal(-450) &&
-             demo_ok("camera to photo mode", cw_camera_switch_mode("PHOTO")) &&
+    int ok = demo_start_up() && cw_register_v1_gimbal_data() == 0 &&
+             demo_ok("gimbal information", cw_v1_gimbal_subscribe_info(1, 1, 10)) &&
+             cw_register_v1_camera_status_data() == 0 && cw_register_v1_rc_data() == 0 && demo_take_off() &&
+             point_gimbal(-450) && demo_ok("camera to photo mode", cw_camera_switch_mode("PHOTO")) &&
              demo_ok("take a photo", cw_v1_camera_api_take_photo(0));
     uint8_t path[10] = {0};
     if (ok && demo_ok("where the photo went", cw_v1_camera_api_get_path(path))) {
@@ -47,7 +48,8 @@ int main(void) {
     cw_rc_get_stick_value(&sticks);
     demo_say("  water waves %s (scores %u %u %u); sticks at %u %u %u %u\n", wave.field3 ? "seen" : "not reported",
              wave.field0, wave.field1, wave.field2, sticks.field0, sticks.field1, sticks.field2, sticks.field3);
-    ok = ok && wave.field3 != 0 && point_gimbal(0) && demo_land();
+    ok = ok && wave.field3 != 0 && point_gimbal(0);
+    ok = demo_land() && ok; /* whatever failed, the aircraft comes down and control is released */
     demo_say("flight %s\n", ok ? "complete" : "FAILED");
     return ok ? 0 : 1;
 }

@@ -27,7 +27,8 @@ int main(void) {
     ok = ok && demo_ok("hold over the marker", cw_flight_attitude_control(&hold));
     FcState s = demo_fc();
     demo_say("  %.1f m from take-off at %.1f m\n", s.word5 / 10.0, s.word3 / 10.0);
-    ok = ok && s.word5 > 0 && demo_land();
+    ok = ok && s.word5 > 0;
+    ok = demo_land() && ok;
     demo_say("marker flight %s\n", ok ? "complete" : "FAILED");
     return ok ? 0 : 1;
 }
