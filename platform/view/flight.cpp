@@ -203,7 +203,7 @@ void Flight::State::vision(const LinkEvent &e, const Message &m) {
 }
 
 void Flight::State::sample(double t) {
-    if (!std::isnan(t_sample) && t - t_sample < step) {
+    if (!std::isnan(t_sample) && t - t_sample < step - 1e-9) {
         return;
     }
     t_sample = t;

@@ -1,6 +1,8 @@
 // The live page over HTTP: the page, its scripts (read once at start) and the flight's state.
 #include <httplib.h>
 
+#include <sys/socket.h>
+
 #include <cstdlib>
 #include <thread>
 
@@ -74,6 +76,11 @@ bool Server::start(const std::string &host_port, Flight &flight, std::string &er
         const std::string since = req.get_param_value("since");
         res.set_content(flight.json(std::strtoul(since.c_str(), nullptr, 10)), "application/json");
         res.set_header("Cache-Control", "no-store");
+    });
+    // Address reuse for a quick restart, but never a port shared with another server.
+    impl->http.set_socket_options([](socket_t sock) {
+        const int yes = 1;
+        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
     });
     impl->port = port == 0 ? impl->http.bind_to_any_port(host) : (impl->http.bind_to_port(host, port) ? port : -1);
     if (impl->port <= 0) {
