@@ -58,8 +58,9 @@ public:
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
 
-    // Listens on "host:port" (port 0: any free port, see port()). False with `error` set when the
-    // address is malformed or cannot be bound, or the page's scripts are missing.
+    // Listens on "host:port" (port 0: any free port, see port()) and serves `flight`, which must
+    // outlive the server. False with `error` set when the address is malformed or cannot be
+    // bound, or the page's scripts are missing.
     bool start(const std::string &host_port, Flight &flight, std::string &error);
     int port() const;
     void stop();
