@@ -20,15 +20,18 @@
     plots[id] = { column: column, graph: new Dygraph($(id), [[0, null]], {
       labels: ['t (s)', label], colors: [color], strokeWidth: 1.6, drawGrid: true,
       gridLineColor: '#2a3542', axisLineColor: '#2a3542', connectSeparatedPoints: true,
-      axes: { x: { axisLabelFormatter: function (x) { return x.toFixed(0) + ' s'; } } },
+      axes: { x: { axisLabelFormatter: function (x) { return Math.round(x * 10) / 10 + ' s'; } } },
       legend: 'follow', labelsSeparateLines: true
     }) };
   }
 
-  function drawPlots() {
+  function drawPlots(s) {
+    // The series keep a point per tenth of a second; the state as of the last message ends them.
+    var last = rows.length && rows[rows.length - 1][0] < s.t ?
+      [[s.t, s.height, s.speed, s.gimbal[0], s.battery]] : [];
     Object.keys(plots).forEach(function (id) {
       var c = plots[id].column;
-      var data = rows.map(function (r) { return [r[0], r[c]]; });
+      var data = rows.concat(last).map(function (r) { return [r[0], r[c]]; });
       if (data.length > 0) { plots[id].graph.updateOptions({ file: data }); }
     });
   }
@@ -104,7 +107,8 @@
     text('photos', s.photos + ' photo' + (s.photos === 1 ? '' : 's') + ' taken');
     var m = $('mission');
     m.textContent = s.mission ? s.mission + ': ' + s.mission_status : 'none';
-    m.className = 'mid ' + (s.mission_status === 'finished' ? 'ok' : s.mission_status === 'failed' ? 'fail' : 'busy');
+    m.className = 'mid ' + (!s.mission ? '' : s.mission_status === 'finished' ? 'ok' :
+      s.mission_status === 'failed' ? 'fail' : 'busy');
     var words = [['quick shot active', s.qs_active], ['quick shot result', s.qs_code],
       ['panorama state', s.pano_state], ['panorama result', s.pano_result], ['time-lapse state', s.lapse_state]];
     text('words', words.filter(function (w) { return w[1] !== null; })
@@ -144,7 +148,7 @@
     state = s;
     drawState(s);
     drawPlan(s);
-    drawPlots();
+    drawPlots(s);
     return true;
   }
 
