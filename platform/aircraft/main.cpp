@@ -10,10 +10,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "link_trace.h"
 #include "server.h"
+#ifdef CW_AIRCRAFT_VIEW
+#include "live.h"
+#endif
 
 namespace {
 
@@ -63,6 +68,84 @@ public:
     void push(const sim::Pushed &p, uint32_t apps) override {
         cw::trace::trace_push(p.set, p.id, p.bytes.data(), static_cast<uint32_t>(p.bytes.size()), apps > 0);
     }
+};
+
+#ifdef CW_AIRCRAFT_VIEW
+// The live page's flight, fed with every link event on the aircraft's clock, the attached
+// applications and the referee's report (at most once a second while pushes flow).
+class Live : public aircraft::Watcher {
+public:
+    Live(view::Flight &flight, const sim::Aircraft &plane) : flight_(flight), plane_(plane) {}
+    void attached(sim::AppId app, const std::string &name) override {
+        apps_[app] = name;
+        update_apps();
+    }
+    void detached(sim::AppId app, const std::string &, bool) override {
+        apps_.erase(app);
+        update_apps();
+    }
+    void request(sim::AppId, const mbus_ctl_request_t &req, int32_t, const uint8_t *resp) override {
+        const double t = plane_.now();
+        const uint32_t kept = req.payload_null ? 0 : std::min(req.payload_len, MBUS_LINK_MAX_PAYLOAD);
+        flight_.add({t, req.cmd_set, req.cmd_id, cw::link::Dir::Request, req.receiver, req.payload, kept});
+        if (resp != nullptr) {
+            flight_.add({t, req.cmd_set, req.cmd_id, cw::link::Dir::Answer, req.receiver, resp,
+                         std::min(req.resp_len, MBUS_LINK_MAX_PAYLOAD)});
+        }
+    }
+    void push(const sim::Pushed &p, uint32_t) override {
+        const double t = plane_.now();
+        flight_.add({t, p.set, p.id, cw::link::Dir::Push, cw::link::kAnyReceiver, p.bytes.data(),
+                     static_cast<uint32_t>(p.bytes.size())});
+        if (t >= next_report_) {
+            flight_.set_report(plane_.report(nullptr));
+            next_report_ = t + 1.0;
+        }
+    }
+
+private:
+    void update_apps() {
+        std::vector<std::string> names;
+        for (const auto &[app, name] : apps_) {
+            names.push_back(name);
+        }
+        flight_.set_apps(std::move(names));
+        flight_.set_report(plane_.report(nullptr));
+    }
+    view::Flight &flight_;
+    const sim::Aircraft &plane_;
+    std::map<sim::AppId, std::string> apps_;
+    double next_report_ = 0;
+};
+#endif
+
+// The watchers of the link, each told everything.
+class Watchers : public aircraft::Watcher {
+public:
+    void add(aircraft::Watcher *w) { all_.push_back(w); }
+    void attached(sim::AppId app, const std::string &name) override {
+        for (auto *w : all_) {
+            w->attached(app, name);
+        }
+    }
+    void detached(sim::AppId app, const std::string &name, bool clean) override {
+        for (auto *w : all_) {
+            w->detached(app, name, clean);
+        }
+    }
+    void request(sim::AppId app, const mbus_ctl_request_t &req, int32_t result, const uint8_t *resp) override {
+        for (auto *w : all_) {
+            w->request(app, req, result, resp);
+        }
+    }
+    void push(const sim::Pushed &p, uint32_t apps) override {
+        for (auto *w : all_) {
+            w->push(p, apps);
+        }
+    }
+
+private:
+    std::vector<aircraft::Watcher *> all_;
 };
 
 struct Options {
@@ -187,14 +270,23 @@ int main(int argc, char **argv) {
     if (!make_scenario(o, scenario, error)) {
         return fail(error);
     }
+#ifndef CW_AIRCRAFT_VIEW
     if (!o.http.empty()) {
         return fail("--http " + o.http + ": this cirrow-aircraft was built without the live page");
     }
+#endif
     const double speed = scenario.speed;
     sim::set_diagnostics(aircraft_line);
     std::unique_ptr<sim::Aircraft> plane = sim::Aircraft::create(std::move(scenario));
     Trace trace;
-    aircraft::Server server(*plane, &trace, say);
+    Watchers watchers;
+    watchers.add(&trace);
+#ifdef CW_AIRCRAFT_VIEW
+    view::Flight flight;
+    Live live(flight, *plane);
+    view::Server page;
+#endif
+    aircraft::Server server(*plane, &watchers, say);
     if (!server.listen(o.socket, error)) {
         return fail(error);
     }
@@ -210,6 +302,17 @@ int main(int argc, char **argv) {
         std::fprintf(pf, "%d\n", static_cast<int>(getpid()));
         std::fclose(pf);
     }
+#ifdef CW_AIRCRAFT_VIEW
+    // Its threads start here, after --detach forked: a fork keeps only the calling thread.
+    if (!o.http.empty()) {
+        if (!page.start(o.http, flight, error)) {
+            return fail("--http " + o.http + ": " + error);
+        }
+        watchers.add(&live);
+        std::fprintf(stderr, "cirrow-aircraft: the live page at http://%s:%d/\n",
+                     o.http.substr(0, o.http.rfind(':')).c_str(), page.port());
+    }
+#endif
     g_server = &server;
     struct sigaction sa {};
     sa.sa_handler = on_signal;

@@ -3,7 +3,7 @@
 #   service.sh <case> <cirrow-aircraft> <dir with the demo apps> <dir with aircraft_monitor> <cirrow-sim>
 # cases: service (second instance, signals, --detach), apps (the quick-shot demo and a monitor on
 # one aircraft), killed (an application killed mid-flight: the aircraft flies on and the report
-# says so, a new application attaches).
+# says so, a new application attaches), http (the live page's state after the quick shot).
 set -uo pipefail
 case=$1 aircraft=$2 demos=$3 tools=$4 sim=$5
 work=$(mktemp -d /tmp/cw-aircraft-XXXXXX)
@@ -90,6 +90,22 @@ killed)
     check "a new application attaches mid-flight and reads the caches" has "$work/monitor.out" "monitor: flight state"
     stop
     check "the report says the application vanished" has "$work/aircraft.log" "demo_flight .* vanished (crashed or was killed)"
+    ;;
+http)
+    start --speed 2 --http 127.0.0.1:0
+    if grep -q "without the live page" "$work/aircraft.log"; then
+        echo "built without the live page: skipped"
+        exit 77
+    fi
+    for _ in $(seq 50); do grep -q "live page at" "$work/aircraft.log" && break; sleep 0.1; done
+    port=$(sed -n 's|.*live page at http://127.0.0.1:\([0-9]*\)/.*|\1|p' "$work/aircraft.log")
+    app "$demos/demo_quick_shot" >"$work/quick_shot.out" 2>&1
+    exec 3<>"/dev/tcp/127.0.0.1/$port"
+    printf 'GET /api/state?since=0 HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n' >&3
+    cat <&3 >"$work/state.json"
+    check "the page's state shows the quick shot finished" has "$work/state.json" '"mission":"quick shot","mission_status":"finished"'
+    check "the page's state lists the phases up and down" has "$work/state.json" '"phases":\[\[.*,3\].*,0\]\]'
+    stop
     ;;
 *)
     echo "service.sh: unknown case $case" >&2
