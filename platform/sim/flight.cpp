@@ -33,30 +33,39 @@ uint32_t hash_of(const char *name) {
 enum Phase : uint8_t { kGround = 0, kSpinUp = 1, kClimb = 2, kAir = 3, kDescend = 4, kPhases };
 const char *const kPhaseNames[] = {"on the ground", "motors starting", "taking off", "in the air", "landing"};
 
-// The orders that move the aircraft, and what each does in each phase: the phase it leads to,
-// whether it is carried out, and the flight controller's line (null: the phase change says it).
+// The orders that move the aircraft, and what each does in each phase (rows: phases; columns:
+// take-off, land, steering): the phase it leads to, whether it is carried out, and the flight
+// controller's line (null: the phase change says it).
 enum Order : uint8_t { kTakeOffOrder, kLandOrder, kSteerOrder, kOrders };
 struct Rule {
     Phase next;
     bool done;
     const char *line;
 };
+// clang-format off
 constexpr Rule kRules[kPhases][kOrders] = {
-    // take-off                                  land                                                 steering
+    // on the ground
     {{kSpinUp, true, nullptr},
      {kGround, false, "ignores the landing: on the ground"},
      {kGround, false, "ignores steering: on the ground"}},
+    // motors starting
     {{kSpinUp, false, "ignores the take-off: motors already starting"},
      {kGround, true, "stops its motors: landing before the climb"},
      {kSpinUp, false, "ignores steering: not in the air yet"}},
+    // taking off
     {{kClimb, false, "ignores the take-off: already climbing"},
      {kDescend, true, "turns the climb into a descent"},
      {kClimb, false, "ignores steering: still climbing"}},
-    {{kAir, false, "ignores the take-off: already in the air"}, {kDescend, true, nullptr}, {kAir, true, nullptr}},
+    // in the air
+    {{kAir, false, "ignores the take-off: already in the air"},
+     {kDescend, true, nullptr},
+     {kAir, true, nullptr}},
+    // landing
     {{kDescend, false, "ignores the take-off: landing"},
      {kDescend, false, "ignores the landing: already landing"},
      {kDescend, false, "ignores steering: landing"}},
 };
+// clang-format on
 
 constexpr double kSpinUpS = 0.8;
 constexpr double kTakeOffHeight = 1.2;  // metres

@@ -21,7 +21,6 @@ constexpr double kQsStartS = 0.3;
 constexpr double kQsS = 3.0;  // the quick shot's flight, once started
 constexpr uint8_t kQsTargetLost = 2;
 constexpr double kQsBack = 1.0;  // the quick shot's path: metres per second back from the target
-constexpr double kQsUp = 0.4;    // and up
 constexpr double kLapseShotS = 0.4;
 constexpr uint8_t kLapseShots = 5;
 
@@ -141,15 +140,14 @@ private:
     }
 
     // The quick shot flies once its target box is set: under way, result reports, then the end.
-    // While under way the aircraft flies its path: back from the target (away from its heading)
-    // and up. A box that is empty or off the picture loses its target.
+    // While under way the aircraft flies its path: back from the target, away from its heading, at
+    // its height. A box that is empty or off the picture loses its target.
     void quick_shot(double t, double dt, Out &out) {
         const double since = t - since_;
         if (qs_stage_ == 1 && pose->airborne && box_ok_) {
             const double heading = pose->heading * M_PI / 180;
             pose->north -= std::cos(heading) * kQsBack * dt;
             pose->east -= std::sin(heading) * kQsBack * dt;
-            pose->height += kQsUp * dt;
         }
         if (qs_stage_ == 0 && since >= kQsStartS) {
             qs_stage_ = 1;

@@ -32,6 +32,9 @@ TEST(Sim, ModelsAnswerStatefullyAndScenarioFaultsApply) {
         {0x0B00, 13, 4, Bytes(9, 0), 200000, 0, {0, 0, 12, 'B', 'T', '2'}},
         {0x0100, 2, 17, {}, 200000, 0, {0, 0}},
         {0x7777, 1, 1, {}, 200000, MBUS_ERR_NO_PEER, Bytes(6, 0xEE)},
+        {0x0100, 2, 99, {}, 20000, MBUS_ERR_TIMEOUT, Bytes(2, 0xEE)},  // the camera does not serve 2/99
+        {0x0306, 2, 1, {0}, 20000, MBUS_ERR_TIMEOUT, Bytes(2, 0xEE)},  // a camera command routed to the flight
+                                                                       // controller
     };
     for (const Case &c : cases) {
         Bytes resp(c.answer.size(), 0xEE);

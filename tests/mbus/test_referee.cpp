@@ -1,0 +1,200 @@
+// The virtual aircraft's core as its hosts drive it: the flight controller's orders in every phase,
+// steering, yaw and the limits, control shared between applications, and what the referee records.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "aircraft.h"
+#include "link_messages.h"
+
+namespace {
+
+namespace trace = cw::trace;
+
+constexpr uint16_t kFlight = 0x0306;
+constexpr uint8_t kTakeOff = 1, kLand = 6;
+enum : uint8_t { kGround = 0, kSpinUp = 1, kClimb = 2, kAir = 3, kDescend = 4 };
+
+const trace::Message &kSensor = *trace::find("flight.fc_sensor", trace::Dir::Push);
+
+// An application attached to the aircraft, with the flight data registered and subscribed.
+struct Pilot {
+    sim::Aircraft &craft;
+    sim::AppId app;
+    std::vector<uint8_t> state, sensor;  // the latest flight state and sensor pushes
+
+    Pilot(sim::Aircraft &a, sim::AppId id) : craft(a), app(id) {
+        craft.attach(app, "pilot " + std::to_string(id));
+        for (uint8_t id_ : {90, 91, 106}) {
+            craft.handler(app, 3, id_, true);
+        }
+        send(3, 20, {0, 200, 0, 1, 0});
+    }
+    // Sends a request and returns the first answer byte (0xEE when none came).
+    uint8_t send(uint8_t set, uint8_t id, const std::vector<uint8_t> &payload, uint16_t receiver = kFlight) {
+        mbus_ctl_request_t r{};
+        r.cmd_set = set;
+        r.cmd_id = id;
+        r.receiver = receiver;
+        r.payload_len = static_cast<uint32_t>(payload.size());
+        r.resp_len = 2;
+        r.timeout = 200000;
+        std::memcpy(r.payload, payload.data(), payload.size());
+        uint8_t resp[2] = {0xEE, 0xEE};
+        uint32_t delay = 0;
+        return craft.request(app, r, resp, 2, &delay) == 0 && delay <= r.timeout ? resp[0] : 0xEE;
+    }
+    void function(uint8_t f) { send(3, 42, {f}); }
+    uint8_t control(uint8_t mode) { return send(3, 128, {mode, 2}); }
+    void steer(float n, float e, float up, float yaw_rate) {
+        std::vector<uint8_t> p(26, 0);
+        const float v[4] = {n, e, up, yaw_rate};
+        std::memcpy(p.data() + 2, v, sizeof v);
+        send(3, 142, p);
+    }
+    // Ticks the aircraft for `seconds` of wall time, keeping the latest pushes; returns each flight
+    // phase seen, in order, without repeats.
+    std::vector<uint8_t> fly(double seconds, uint8_t until = 0xFF) {
+        std::vector<uint8_t> phases;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        while (std::chrono::steady_clock::now() < end) {
+            for (const sim::Pushed &p : craft.tick()) {
+                if (p.set == 3 && p.id == 91) {
+                    state = p.bytes;
+                    if (phases.empty() || phases.back() != state[0]) {
+                        phases.push_back(state[0]);
+                    }
+                } else if (p.set == 3 && p.id == 106) {
+                    sensor = p.bytes;
+                }
+            }
+            if (!phases.empty() && phases.back() == until) {
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return phases;
+    }
+    double sensed(const char *field) const { return trace::get(*trace::field(kSensor, field), sensor.data()); }
+};
+
+std::unique_ptr<sim::Aircraft> aircraft(double speed) {
+    sim::set_diagnostics([](const char *) {});
+    sim::Scenario s;
+    s.speed = speed;
+    return sim::Aircraft::create(s);
+}
+
+TEST(Referee, LandingIsHonouredInEveryPhaseOfAFlight) {
+    const struct {
+        uint8_t land_in;
+        double into;                 // wall seconds into the phase
+        std::vector<uint8_t> after;  // the phases the aircraft may go through once asked to land
+    } cases[] = {
+        {kSpinUp, 0, {kGround}},
+        {kClimb, 0.1, {kDescend, kGround}},  // 20 cm up
+        {kAir, 0, {kDescend, kGround}},
+    };
+    for (const auto &c : cases) {
+        auto craft = aircraft(2);
+        Pilot p(*craft, 1);
+        ASSERT_EQ(p.control(1), 0);
+        p.function(kTakeOff);
+        ASSERT_EQ(p.fly(2, c.land_in).back(), c.land_in);
+        ASSERT_EQ(p.fly(c.into), std::vector<uint8_t>(c.into > 0, c.land_in));
+        p.function(kLand);
+        p.function(kLand);  // again while already landing: ignored
+        // Straight down: only the phases listed, ending on the ground (a stalled host may tick past
+        // a short descent).
+        const std::vector<uint8_t> after = p.fly(3, kGround);
+        EXPECT_EQ(after.back(), kGround) << "landing in phase " << int(c.land_in);
+        for (uint8_t phase : after) {
+            EXPECT_NE(std::find(c.after.begin(), c.after.end(), phase), c.after.end()) << int(phase);
+        }
+        p.control(2);
+        craft->detach(1, true);
+        uint32_t mistakes = 1;
+        craft->report(&mistakes);
+        EXPECT_EQ(mistakes, 0u) << craft->report(nullptr);
+    }
+}
+
+TEST(Referee, SteeringMovesAndTurnsTheAircraftWithinTheHeightLimit) {
+    auto craft = aircraft(5);
+    Pilot p(*craft, 1);
+    // Height limit 3 m (the parameter's name hash, then two bytes).
+    p.send(3, 249, {0x8A, 0x23, 0x71, 0x03, 3, 0});
+    p.control(1);
+    p.function(kTakeOff);
+    ASSERT_EQ(p.fly(2, kAir).back(), kAir);
+    p.steer(2, 0, 4, 30);  // north 2 m/s, up 4 m/s, turning 30 degrees a second
+    p.fly(0.2);            // about one aircraft second (the sensor stream lags by up to a push)
+    EXPECT_GT(p.sensed("north"), 0.8);
+    EXPECT_NEAR(p.sensed("east"), 0, 0.01);
+    EXPECT_NEAR(p.sensed("yaw"), 15 * p.sensed("north"), 1);  // 30 degrees for every 2 m
+    EXPECT_LE(p.sensed("height_cm"), 300);                    // the limit, not 1.2 m + 4 m
+    EXPECT_GE(p.sensed("height_cm"), 290);
+    p.steer(0, 0, 0, -60);
+    p.fly(0.2);
+    EXPECT_GT(p.sensed("yaw"), 270);  // turned back past north
+    EXPECT_LT(p.sensed("yaw"), 360);
+}
+
+TEST(Referee, APanoramaTurnsTheAircraftThroughItsPictures) {
+    auto craft = aircraft(5);
+    Pilot p(*craft, 1);
+    p.control(1);
+    p.function(kTakeOff);
+    ASSERT_EQ(p.fly(2, kAir).back(), kAir);
+    p.send(10, 62, {1}, 0x1107);
+    p.fly(0.5);  // five of its eight pictures
+    const double yaw = p.sensed("yaw");
+    EXPECT_GE(yaw, 45);
+    EXPECT_NEAR(std::fmod(yaw + 1, 45), 1, 1) << yaw;  // a picture's share of the circle at a time
+}
+
+TEST(Referee, OnlyTheApplicationHoldingControlFlies) {
+    auto craft = aircraft(5);
+    Pilot a(*craft, 1), b(*craft, 2);
+    b.function(kTakeOff);  // nobody has control
+    EXPECT_EQ(a.control(1), 0);
+    EXPECT_EQ(b.control(1), 1);  // refused: held by a
+    b.function(kTakeOff);
+    b.steer(1, 0, 0, 0);
+    EXPECT_EQ(b.fly(0.3), std::vector<uint8_t>{kGround});
+    a.function(kTakeOff);
+    EXPECT_EQ(a.fly(0.3).front(), kSpinUp);
+    EXPECT_EQ(a.control(2), 0);
+    EXPECT_EQ(b.control(1), 0);
+    b.function(kLand);
+    EXPECT_EQ(b.fly(2, kGround).back(), kGround);
+    craft->detach(1, true);
+    craft->detach(2, true);  // still holding control
+    uint32_t mistakes = 0;
+    const std::string report = craft->report(&mistakes);
+    EXPECT_EQ(mistakes, 3u) << report;
+    EXPECT_NE(report.find("take-off without control: the flight controller ignored it (2 times)"), std::string::npos);
+    EXPECT_NE(report.find("steering without control"), std::string::npos);
+    EXPECT_NE(report.find("ended with control held"), std::string::npos);
+}
+
+TEST(Referee, BatteryDrainsInFlightOnly) {
+    auto craft = aircraft(50);
+    Pilot p(*craft, 1);
+    p.fly(0.4);  // 20 s on the ground
+    ASSERT_FALSE(p.state.empty());
+    EXPECT_EQ(p.state[11], 96);
+    p.control(1);
+    p.function(kTakeOff);
+    p.fly(1.2);  // a minute in the air
+    EXPECT_LE(p.state[11], 93);
+    EXPECT_GE(p.state[11], 90);
+}
+
+}  // namespace
