@@ -3,6 +3,7 @@
 // server told it.
 #pragma once
 
+#include <atomic>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -75,7 +76,7 @@ public:
     std::vector<sim::Pushed> queued;
     sim::Pushed every_tick{};
     uint32_t per_tick = 0;
-    uint32_t delay = 300;
+    std::atomic<uint32_t> delay{300};
 
 private:
     void log(std::string e) {

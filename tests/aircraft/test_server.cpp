@@ -173,6 +173,11 @@ TEST_F(Served, BadFramesAreToldWhyAndCutWhileOthersFlyOn) {
          },
          "not a cirrow-aircraft frame"},
         {"another version", false, [&](Conn &c) { c.raw(version2); }, "protocol version 2, this side speaks version 1"},
+        {"an unknown type", false,
+         [](Conn &c) {
+             c.raw({'C', 'W', 1, 99, 0, 0, 0, 0, 0, 0, 0, 0});
+         },
+         "unknown frame type 99"},
         {"a request before Hello", false, [](Conn &c) { c.send(Type::Request, 1, {}); },
          "the first frame must be Hello, not Request"},
         {"a frame over the largest", true,

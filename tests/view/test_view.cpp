@@ -63,7 +63,7 @@ TEST(Flight, DecodesAFlight) {
     const std::string j = f.json(0);
     EXPECT_TRUE(has(j, "\"phase\":0,\"phases\":[[0,0],[0,1],[1,3],[3,4],[4,0]]")) << j;
     EXPECT_TRUE(has(j, "\"height\":0,")) << j;
-    EXPECT_TRUE(has(j, "\"yaw\":null")) << j;
+    EXPECT_TRUE(has(j, "\"yaw\":0,")) << j;  // the sensor message now carries the heading
     EXPECT_TRUE(has(j, "\"north\":5,\"east\":1,\"home_north\":3,\"home_east\":-4,\"radius\":500")) << j;
     EXPECT_TRUE(has(j, "\"gimbal\":[-45.5,1.2,0]")) << j;
     EXPECT_TRUE(has(j, "\"sticks\":[1684,0,0,364]")) << j;
