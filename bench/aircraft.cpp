@@ -37,7 +37,7 @@ public:
     void handler(sim::AppId, uint8_t, uint8_t, bool) override {}
     int32_t request(sim::AppId, const mbus_ctl_request_t &req, uint8_t *resp, uint32_t resp_len,
                     uint32_t *delay_us) override {
-        std::memcpy(resp, req.payload, std::min(resp_len, req.payload_len));
+        std::copy_n(req.payload, std::min(resp_len, req.payload_len), resp);
         *delay_us = 0;
         return 0;
     }
@@ -84,7 +84,7 @@ int serve(const char *path, uint32_t rate) {
 }
 
 int32_t answer_at_once(void *, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *) {
-    std::memcpy(resp, req->payload, std::min(resp_len, req->payload_len));
+    std::copy_n(req->payload, std::min(resp_len, req->payload_len), resp);
     return 0;
 }
 

@@ -260,7 +260,9 @@ void Server::handle(Client &c, const wire::Frame &f) {
                 cut(c, "malformed Message frame");
                 return;
             }
-            aircraft_.message(c.app, name.c_str(), msg.data(), static_cast<uint32_t>(msg.size()));
+            static const uint8_t kNothing = 0;  // an empty message still points somewhere
+            aircraft_.message(c.app, name.c_str(), msg.empty() ? &kNothing : msg.data(),
+                              static_cast<uint32_t>(msg.size()));
             return;
         }
         case Type::DmTake: {

@@ -175,7 +175,7 @@ int32_t request(void *, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t r
     if (!ask(wire::Type::Request, w.encode(), req->timeout != 0 ? req->timeout : kUntimedUs, p, &timed_out)) {
         return timed_out ? MBUS_ERR_TIMEOUT : MBUS_ERR_NO_PEER;
     }
-    std::memcpy(resp, p.bytes.data(), std::min<size_t>(p.bytes.size(), resp_len));
+    std::copy_n(p.bytes.begin(), std::min<size_t>(p.bytes.size(), resp_len), resp);
     *delay_us = p.delay_us;
     return p.result;
 }

@@ -224,7 +224,7 @@ bool Request::decode(const std::vector<uint8_t> &body, std::string &why) {
               " and an answer of " + std::to_string(req.resp_len);
         return false;
     }
-    std::memcpy(req.payload, payload.data(), payload.size());
+    std::copy(payload.begin(), payload.end(), req.payload);
     return true;
 }
 
