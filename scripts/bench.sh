@@ -4,7 +4,8 @@
 # pushing thread's CPU time alone and under contention (bench/cw_contention).
 #   scripts/bench.sh [--check | --write-doc] [build-dir]   (default build-bench; RelWithDebInfo: -O2)
 #   --check       fails when a figure is over its budget, when docs/speed.md's table disagrees with
-#                 this run (scripts/speed_doc.sh) or when the pusher slows down under contention
+#                 this run (scripts/speed_doc.sh), when the pusher slows down under contention, or
+#                 when the socket path through cirrow-aircraft is over its limits (scripts/bench_aircraft.sh)
 #   --write-doc   writes this run's table into docs/speed.md
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,7 +13,7 @@ mode=show
 case ${1:-} in
   --check) mode=check; shift ;;
   --write-doc) mode=write; shift ;;
-  -h|--help) sed -n '2,8p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
+  -h|--help) sed -n '2,9p' "$0" | sed 's/^# \{0,1\}//'; exit 0 ;;
   -*) echo "bench: unknown option $1 (--check, --write-doc or a build directory)" >&2; exit 2 ;;
 esac
 build=${1:-build-bench}
@@ -24,7 +25,7 @@ if [ "$type" != "RelWithDebInfo" ] || [ -n "$sanitize" ]; then
   echo "bench: $build must be a RelWithDebInfo (-O2) build without sanitizers" >&2
   exit 2
 fi
-cmake --build "$build" -j 2 --target cw_count cw_contention
+cmake --build "$build" -j 2 --target cw_count cw_contention cw_aircraft_bench
 
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
@@ -106,4 +107,12 @@ if [ "$mode" = check ]; then
   "$build/bench/cw_contention" --check
 else
   "$build/bench/cw_contention"
+fi
+
+# The socket path: 10 s of pushes to four applications (CI keeps it short; docs/aircraft.md has the
+# 10-minute figures).
+if [ "$check" = 1 ]; then
+  scripts/bench_aircraft.sh --check "$build" 10
+else
+  scripts/bench_aircraft.sh "$build" 10
 fi

@@ -44,6 +44,10 @@ have_cmd valgrind || need valgrind "valgrind"
 have_cmd pkg-config || need pkgconf "pkg-config (the install check builds with it)"
 have_file /usr/include/toml++/toml.h || need libtomlplusplus-dev "toml++ headers (the virtual aircraft's scenario files)"
 have_cmd tshark || need tshark "tshark (the capture test decodes the link capture with the dissector)"
+have_file /usr/include/httplib.h || need libcpp-httplib-dev "cpp-httplib (the aircraft's live page over HTTP)"
+have_file /usr/share/javascript/d3/d3.min.js || need libjs-d3 "d3 (the live page's track plan)"
+have_file /usr/share/javascript/dygraphs/dygraph.min.js || need libjs-dygraphs "dygraphs (the live page's plots)"
+have_cmd chromium || need chromium "headless Chromium (the live page's browser test)"
 if [ $with_docs -eq 1 ]; then
     have_cmd doxygen || need doxygen "doxygen (the API documentation)"
 fi

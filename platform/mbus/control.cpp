@@ -25,8 +25,9 @@ bool parse_level(const char *v, uint32_t *level) {
     return true;
 }
 
-[[noreturn]] void refuse(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
-void refuse(const char *fmt, ...) {
+}  // namespace
+
+void mbus::refuse(const char *fmt, ...) {
     va_list ap;
     va_start(ap, fmt);
     std::fputs("mbus: ", stderr);
@@ -36,6 +37,10 @@ void refuse(const char *fmt, ...) {
     std::fflush(stderr);
     std::_Exit(2);
 }
+
+namespace {
+
+using mbus::refuse;
 
 mbus::Config read_config() {
     mbus::Config c;

@@ -13,17 +13,20 @@ int32_t mbus_dm_take(const mbus_dm_key_t *key, int32_t wait, mbus_dm_item_t **it
     (void)wait;
     (void)flags;
     State &s = st();
+    std::array<uint8_t, MBUS_DM_IMU_SIZE> aircraft_imu{};
+    int32_t aircraft_result = 0;
+    const bool attached = mbus::remote_dm_take(key, aircraft_imu, &aircraft_result);
     std::lock_guard<std::mutex> lock(s.mu);
     if (s.dm_take_fault != 0) {
         const int32_t r = s.dm_take_fault;
         s.dm_take_fault = 0;
         return r;
     }
-    if (key == nullptr || item == nullptr || key->id != 1 || key->sub != 0) {
-        return MBUS_ERR_NO_DATA;
+    if (item == nullptr || (attached ? aircraft_result != 0 : key == nullptr || key->id != 1 || key->sub != 0)) {
+        return attached && item != nullptr ? aircraft_result : MBUS_ERR_NO_DATA;
     }
     auto t = std::make_unique<Taken>();
-    t->data = s.imu;
+    t->data = attached ? aircraft_imu : s.imu;
     t->item.data = t->data.data();
     t->item.size = MBUS_DM_IMU_SIZE;
     *item = &t->item;

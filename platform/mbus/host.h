@@ -141,6 +141,7 @@ struct State {
     FILE *usr_sink = nullptr;
     std::atomic<bool> echo{!config().quiet};
     uint64_t boot_time = 0;
+    std::atomic<uint64_t> boot_origin{0};  // attached to cirrow-aircraft: when the aircraft booted
 
     std::array<uint8_t, MBUS_DM_IMU_SIZE> imu{};
     int32_t dm_take_fault = 0;
@@ -175,5 +176,11 @@ int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_
 int32_t deliver(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len, bool say_drop);
 // Starts the delivery thread if it is not running; call with the lock held. False if it cannot.
 bool start_delivery_locked();
+// Stops the process before the application runs, with "mbus: <why>" on stderr (exit code 2).
+[[noreturn]] void refuse(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+
+// Attached to cirrow-aircraft (remote.cpp), a data-manager take is the aircraft's (true, its
+// result in *result); otherwise this process's (false).
+bool remote_dm_take(const mbus_dm_key_t *key, std::array<uint8_t, MBUS_DM_IMU_SIZE> &data, int32_t *result);
 
 }  // namespace mbus

@@ -157,7 +157,8 @@ void mbus_osal_get_boot_time(uint64_t *boot_time) {
     }
     timespec ts{};
     clock_gettime(CLOCK_MONOTONIC, &ts);
-    *boot_time = static_cast<uint64_t>(ts.tv_sec) * 1000000u + static_cast<uint64_t>(ts.tv_nsec) / 1000u;
+    *boot_time = static_cast<uint64_t>(ts.tv_sec) * 1000000u + static_cast<uint64_t>(ts.tv_nsec) / 1000u -
+                 s.boot_origin.load(std::memory_order_relaxed);
 }
 
 uint32_t mbus_ctl_log_count(void) {

@@ -2,6 +2,7 @@
 //
 //   cirrow-sim [--speed X] [--strict] [scenario.toml] -- ./my_app [args...]
 //   cirrow-sim --check scenario.toml
+//   cirrow-sim --aircraft <socket> -- ./my_app [args...]   (attach to a running cirrow-aircraft)
 //
 // It checks the scenario, sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED; MBUS_ECHO=readable,
 // MBUS_TRACE_SUMMARY=1 and MBUS_REPORT=1 unless they are set) and replaces itself with the
@@ -24,6 +25,7 @@ namespace {
 
 constexpr const char *kHelp =
     "usage: cirrow-sim [options] [scenario.toml] -- app [args...]\n"
+    "       cirrow-sim --aircraft SOCKET [--strict] -- app [args...]\n"
     "       cirrow-sim --check scenario.toml\n"
     "\n"
     "Runs a flight application (linked with the stand-in, -lmbus) against the virtual aircraft.\n"
@@ -32,6 +34,8 @@ constexpr const char *kHelp =
     "options:\n"
     "  --speed X        the aircraft's clock against the wall clock, 0.01 to 100 (default 1)\n"
     "  --strict         exit with code 3 when the flight report holds a mistake (notes never count)\n"
+    "  --aircraft SOCKET attach to a running cirrow-aircraft instead of flying one in the application\n"
+    "                   (its scenario and speed are the aircraft's: give them to cirrow-aircraft)\n"
     "  --check FILE     check a scenario and exit: 0 when it is good, 2 with file:line: problem\n"
     "  -h, --help       this text\n"
     "\n"
@@ -49,6 +53,7 @@ constexpr const char *kHelp =
     "  MBUS_PCAP=PATH        the same traffic as a capture (Wireshark; a scenario can replay it)\n"
     "  MBUS_TRACE_SUMMARY=1  counts per message at exit (cirrow-sim's default)\n"
     "  MBUS_REPORT=1         the aircraft's flight report at exit (cirrow-sim's default)\n"
+    "  MBUS_AIRCRAFT=SOCKET  attach to cirrow-aircraft on that socket (set by --aircraft)\n"
     "  MBUS_STRICT=1         exit with code 3 when the report holds a mistake (set by --strict)\n";
 
 int usage(const char *problem) {
@@ -76,6 +81,7 @@ bool check(const char *path) {
 
 int main(int argc, char **argv) {
     int i = 1;
+    const char *aircraft = nullptr;  // attach to cirrow-aircraft instead of flying one in the app
     for (; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
         const std::string arg = argv[i];
         if (arg == "-h" || arg == "--help") {
@@ -93,6 +99,11 @@ int main(int argc, char **argv) {
                 return usage("--speed needs a number");
             }
             setenv("MBUS_SIM_SPEED", argv[++i], 1);
+        } else if (arg == "--aircraft") {
+            if (i + 1 >= argc) {
+                return usage("--aircraft needs the aircraft's socket path");
+            }
+            aircraft = argv[++i];
         } else if (arg == "--strict") {
             setenv("MBUS_STRICT", "1", 1);
         } else if (arg[0] == '-') {
@@ -113,7 +124,11 @@ int main(int argc, char **argv) {
     if (i + 1 >= argc) {
         return usage("no application to run (after --)");
     }
-    setenv("MBUS_SIM", "1", 1);
+    if (aircraft != nullptr && (getenv("MBUS_SCENARIO") != nullptr || getenv("MBUS_SIM_SPEED") != nullptr)) {
+        std::fprintf(stderr, "cirrow-sim: --aircraft flies cirrow-aircraft's scenario and speed: give them to it\n");
+        return 2;
+    }
+    setenv(aircraft != nullptr ? "MBUS_AIRCRAFT" : "MBUS_SIM", aircraft != nullptr ? aircraft : "1", 1);
     setenv("MBUS_ECHO", "readable", 0);  // the run as a person follows it, unless chosen otherwise
     setenv("MBUS_TRACE_SUMMARY", "1", 0);
     setenv("MBUS_REPORT", "1", 0);

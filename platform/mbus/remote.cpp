@@ -1,0 +1,308 @@
+// The stand-in attached to cirrow-aircraft (MBUS_AIRCRAFT=<socket path>): the aircraft flies in
+// its own process and this application is one of those attached to it. Requests go over the
+// socket and wait for their answer (never longer than their timeout); registrations, named
+// messages to the aircraft's threads and data-manager takes are forwarded; pushes arrive on a
+// reader thread, which hands them to their handlers as the delivery thread does in-process.
+// Scripts, peers and faults installed through the control API still come first, as in-process.
+#include <errno.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+#include "host.h"
+#include "wire.h"
+
+namespace {
+
+constexpr int kWelcomeMs = 5000;          // how long the aircraft may take to welcome this application
+constexpr uint32_t kUntimedUs = 1000000;  // the wait for an answer to a request sent without a timeout
+
+struct Pending {
+    bool done = false;
+    int32_t result = MBUS_ERR_NO_PEER;
+    uint32_t delay_us = 0;
+    std::vector<uint8_t> bytes;
+};
+
+struct Remote {
+    std::string path;
+    int fd = -1;
+    std::mutex write_mu;
+    std::mutex mu;  // guards what follows
+    std::condition_variable answered;
+    std::map<uint32_t, Pending *> pending;
+    uint32_t next_id = 1;
+    bool lost = false;
+    std::atomic<bool> ending{false};  // the application is exiting: nothing more is delivered
+    std::thread reader;
+};
+
+Remote *g_remote = nullptr;
+
+bool write_all(Remote &r, wire::Type type, uint32_t id, const std::vector<uint8_t> &body) {
+    std::vector<uint8_t> frame;
+    wire::append(frame, type, id, body);
+    std::lock_guard<std::mutex> lock(r.write_mu);
+    for (size_t off = 0; off < frame.size();) {
+        const ssize_t n = send(r.fd, frame.data() + off, frame.size() - off, MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            return false;
+        }
+        off += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+// The aircraft is gone: every waiting request fails now, and every later one at once.
+void lose(Remote &r, const std::string &why) {
+    {
+        std::lock_guard<std::mutex> lock(r.mu);
+        if (r.lost) {
+            return;
+        }
+        r.lost = true;
+        for (auto &[id, p] : r.pending) {
+            p->done = true;
+            p->result = MBUS_ERR_NO_PEER;
+        }
+    }
+    r.answered.notify_all();
+    std::fprintf(stderr, "mbus: MBUS_AIRCRAFT=%s: %s; requests fail from now on\n", r.path.c_str(), why.c_str());
+}
+
+void answered(Remote &r, const wire::Frame &f) {
+    wire::In in(f.body);
+    int32_t result = 0;
+    uint32_t delay = 0;
+    std::vector<uint8_t> bytes;
+    const bool ok = in.i32(result) && (f.type != wire::Type::Answer || in.u32(delay)) && in.bytes(bytes) && in.done();
+    std::lock_guard<std::mutex> lock(r.mu);
+    auto it = r.pending.find(f.id);
+    if (it == r.pending.end()) {
+        return;  // its caller stopped waiting (timed out)
+    }
+    Pending &p = *it->second;
+    p.done = true;
+    p.result = ok ? result : MBUS_ERR_NO_PEER;
+    p.delay_us = delay;
+    p.bytes = std::move(bytes);
+    r.answered.notify_all();
+}
+
+void pushed(const wire::Frame &f) {
+    wire::In in(f.body);
+    uint8_t set = 0, id = 0;
+    std::vector<uint8_t> bytes;
+    if (in.u8(set) && in.u8(id) && in.bytes(bytes) && in.done()) {
+        mbus::deliver_from_aircraft(set, id, bytes.data(), static_cast<uint32_t>(bytes.size()));
+    }
+}
+
+void read_loop(Remote &r, wire::Reader in) {
+    uint8_t buf[65536];
+    wire::Frame f;
+    for (;;) {
+        const ssize_t n = recv(r.fd, buf, sizeof buf, 0);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0 || r.ending.load()) {
+            if (r.ending.load()) {
+                return;
+            }
+            lose(r, n == 0 ? "the aircraft went away" : std::string("the socket broke: ") + std::strerror(errno));
+            return;
+        }
+        in.feed(buf, static_cast<size_t>(n));
+        for (wire::Reader::Result res; (res = in.next(f)) != wire::Reader::More;) {
+            if (res == wire::Reader::Bad) {
+                write_all(r, wire::Type::Error, 0, wire::error(in.error()));
+                lose(r, "the aircraft sent a bad frame: " + in.error());
+                return;
+            }
+            if (f.type == wire::Type::Push) {
+                pushed(f);
+            } else if (f.type == wire::Type::Answer || f.type == wire::Type::DmData) {
+                answered(r, f);
+            } else if (f.type == wire::Type::Error) {
+                lose(r, "the aircraft hung up: " + wire::error_text(f.body));
+                return;
+            }
+        }
+    }
+}
+
+// Sends a frame that is answered and waits for its answer until wait_us have passed. False when
+// the aircraft is lost, or the answer did not come in time (*timed_out).
+bool ask(wire::Type type, const std::vector<uint8_t> &body, uint32_t wait_us, Pending &p, bool *timed_out) {
+    Remote &r = *g_remote;
+    std::unique_lock<std::mutex> lock(r.mu);
+    if (r.lost) {
+        return false;
+    }
+    const uint32_t id = r.next_id++;
+    r.pending[id] = &p;
+    lock.unlock();
+    if (!write_all(r, type, id, body)) {
+        lose(r, std::string("cannot write to the aircraft: ") + std::strerror(errno));
+    }
+    lock.lock();
+    const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(wait_us);
+    r.answered.wait_until(lock, until, [&] { return p.done; });
+    r.pending.erase(id);
+    *timed_out = !p.done;
+    return p.done && !r.lost;
+}
+
+int32_t request(void *, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *delay_us) {
+    wire::Request w;
+    w.req = *req;
+    if (!req->resp_null) {
+        w.resp.assign(resp, resp + std::min(resp_len, wire::kMaxBytes));
+    }
+    Pending p;
+    bool timed_out = false;
+    if (!ask(wire::Type::Request, w.encode(), req->timeout != 0 ? req->timeout : kUntimedUs, p, &timed_out)) {
+        return timed_out ? MBUS_ERR_TIMEOUT : MBUS_ERR_NO_PEER;
+    }
+    std::copy_n(p.bytes.begin(), std::min<size_t>(p.bytes.size(), resp_len), resp);
+    *delay_us = p.delay_us;
+    return p.result;
+}
+
+void to_thread(void *ctx, const void *msg, uint32_t len) {
+    const auto *b = static_cast<const uint8_t *>(msg);
+    const uint32_t n = msg != nullptr ? std::min(len, wire::kMaxBytes) : 0;
+    write_all(*g_remote, wire::Type::Message, 0, wire::Out().str(static_cast<const char *>(ctx)).bytes(b, n).take());
+}
+
+void tick(void *) {}
+
+void handler(void *, uint8_t cmd_set, uint8_t cmd_id, bool on) {
+    write_all(*g_remote, wire::Type::Handler, 0, wire::Out().u8(cmd_set).u8(cmd_id).u8(on ? 1 : 0).take());
+}
+
+// At exit: the aircraft hears this application ended, and the reader thread finishes the push it
+// is delivering and stops (unless a handler called exit, on the reader thread itself).
+void goodbye() {
+    Remote &r = *g_remote;
+    write_all(r, wire::Type::Goodbye, 0, {});
+    r.ending.store(true);
+    shutdown(r.fd, SHUT_RDWR);
+    if (r.reader.get_id() == std::this_thread::get_id()) {
+        r.reader.detach();
+    } else if (r.reader.joinable()) {
+        r.reader.join();
+    }
+}
+
+// Reads the aircraft's Welcome (or the reason it refuses this application) before main runs.
+wire::Frame welcome(Remote &r, wire::Reader &in) {
+    uint8_t buf[4096];
+    wire::Frame f;
+    for (;;) {
+        const auto res = in.next(f);
+        if (res == wire::Reader::Bad) {
+            mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft's first frame is bad: %s", r.path.c_str(), in.error().c_str());
+        }
+        if (res == wire::Reader::Ok) {
+            return f;
+        }
+        pollfd pfd{r.fd, POLLIN, 0};
+        if (poll(&pfd, 1, kWelcomeMs) != 1) {
+            mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft did not welcome this application within %d s", r.path.c_str(),
+                         kWelcomeMs / 1000);
+        }
+        const ssize_t n = recv(r.fd, buf, sizeof buf, 0);
+        if (n <= 0) {
+            mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft hung up before welcoming this application", r.path.c_str());
+        }
+        in.feed(buf, static_cast<size_t>(n));
+    }
+}
+
+__attribute__((constructor)) void attach_from_environment() {
+    const char *path = std::getenv("MBUS_AIRCRAFT");
+    if (path == nullptr || *path == '\0') {
+        return;
+    }
+    const char *sim = std::getenv("MBUS_SIM");
+    const char *scenario = std::getenv("MBUS_SCENARIO");
+    if ((sim != nullptr && std::strcmp(sim, "1") == 0) || (scenario != nullptr && *scenario != '\0')) {
+        mbus::refuse(
+            "MBUS_AIRCRAFT=%s: an aircraft flying in its own process; MBUS_SIM and MBUS_SCENARIO fly one "
+            "in this process: set one or the other",
+            path);
+    }
+    auto *r = new Remote;  // lives as long as the process: the reader thread uses it
+    r->path = path;
+    sockaddr_un a{};
+    a.sun_family = AF_UNIX;
+    if (std::strlen(path) >= sizeof a.sun_path) {
+        mbus::refuse("MBUS_AIRCRAFT=%s: a socket path is at most %zu bytes long", path, sizeof a.sun_path - 1);
+    }
+    std::memcpy(a.sun_path, path, std::strlen(path));
+    r->fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (r->fd < 0 || connect(r->fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0) {
+        mbus::refuse("MBUS_AIRCRAFT=%s: cannot attach to the aircraft: %s (is cirrow-aircraft running there?)", path,
+                     std::strerror(errno));
+    }
+    const std::string name = std::string(program_invocation_short_name) + " " + std::to_string(getpid());
+    if (!write_all(*r, wire::Type::Hello, 0, wire::Out().str(name).take())) {
+        mbus::refuse("MBUS_AIRCRAFT=%s: cannot write to the aircraft: %s", path, std::strerror(errno));
+    }
+    wire::Reader in;
+    const wire::Frame f = welcome(*r, in);
+    wire::In body(f.body);
+    uint32_t app = 0;
+    uint64_t boot = 0;
+    if (f.type == wire::Type::Error) {
+        mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft refused this application: %s", path,
+                     wire::error_text(f.body).c_str());
+    }
+    if (f.type != wire::Type::Welcome || !body.u32(app) || !body.u64(boot) || !body.done()) {
+        mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft answered with a %s frame instead of a Welcome", path,
+                     wire::type_name(f.type));
+    }
+    g_remote = r;
+    mbus::st().boot_origin.store(boot);
+    r->reader = std::thread(read_loop, std::ref(*r), std::move(in));
+    for (const char *t : wire::kThreads) {
+        mbus_ctl_tm_set_receiver(t, to_thread, const_cast<char *>(t));
+    }
+    static const mbus::AircraftHooks hooks{request, r, tick, 1000000, handler};
+    mbus::set_aircraft(&hooks);
+    std::atexit(goodbye);
+}
+
+}  // namespace
+
+namespace mbus {
+
+bool remote_dm_take(const mbus_dm_key_t *key, std::array<uint8_t, MBUS_DM_IMU_SIZE> &data, int32_t *result) {
+    if (g_remote == nullptr) {
+        return false;
+    }
+    Pending p;
+    bool timed_out = false;
+    const auto body = wire::Out().u32(key != nullptr ? key->id : 0).u32(key != nullptr ? key->sub : 0xFFFFFFFFu).take();
+    if (!ask(wire::Type::DmTake, body, kUntimedUs, p, &timed_out)) {
+        *result = timed_out ? MBUS_ERR_TIMEOUT : MBUS_ERR_NO_PEER;
+    } else {
+        *result = p.result;
+        std::copy_n(p.bytes.begin(), std::min(p.bytes.size(), data.size()), data.begin());
+    }
+    return true;
+}
+
+}  // namespace mbus

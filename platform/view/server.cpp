@@ -1,0 +1,105 @@
+// The live page over HTTP: the page, its scripts (read once at start) and the flight's state.
+#include <httplib.h>
+
+#include <sys/socket.h>
+
+#include <cstdlib>
+#include <thread>
+
+#include "live.h"
+#include "page.h"
+
+namespace view {
+
+struct Server::Impl {
+    httplib::Server http;
+    std::thread thread;
+    int port = 0;
+};
+
+Server::Server() = default;
+Server::~Server() { stop(); }
+
+namespace {
+
+// "host:port" with a port of 0 to 65535.
+bool parse_address(const std::string &host_port, std::string &host, int &port) {
+    const size_t colon = host_port.rfind(':');
+    if (colon == std::string::npos || colon == 0 || colon + 1 == host_port.size() || colon + 6 < host_port.size()) {
+        return false;
+    }
+    char *end = nullptr;
+    const long p = std::strtol(host_port.c_str() + colon + 1, &end, 10);
+    if (*end != '\0' || p < 0 || p > 65535 || !std::isdigit(static_cast<unsigned char>(host_port[colon + 1]))) {
+        return false;
+    }
+    host = host_port.substr(0, colon);
+    port = static_cast<int>(p);
+    return true;
+}
+
+}  // namespace
+
+bool Server::start(const std::string &host_port, Flight &flight, std::string &error) {
+    stop();
+    std::string host;
+    int port = 0;
+    if (!parse_address(host_port, host, port)) {
+        error = "HTTP address " + host_port + ": expected host:port, such as 127.0.0.1:8080";
+        return false;
+    }
+    auto impl = std::make_unique<Impl>();
+    std::string head;
+    for (const Library &lib : libraries()) {
+        std::string text;
+        if (!read_library(lib, text, error)) {
+            return false;
+        }
+        const std::string url = std::string("/lib/") + lib.name;
+        impl->http.Get(url, [text, type = lib.type](const httplib::Request &, httplib::Response &res) {
+            res.set_content(text, type);
+        });
+        head += lib.type[0] == 't' ? "<link rel=\"stylesheet\" href=\"" + url + "\">\n"
+                                   : "<script src=\"" + url + "\"></script>\n";
+    }
+    head += "<link rel=\"stylesheet\" href=\"/page.css\">\n";
+    const std::string page = fill_page("cirrow — the aircraft, live", head, "<script src=\"/page.js\"></script>");
+    impl->http.Get("/", [page](const httplib::Request &, httplib::Response &res) {
+        res.set_content(page, "text/html; charset=utf-8");
+    });
+    impl->http.Get("/page.css",
+                   [](const httplib::Request &, httplib::Response &res) { res.set_content(kPageCss, "text/css"); });
+    impl->http.Get("/page.js", [](const httplib::Request &, httplib::Response &res) {
+        res.set_content(kPageJs, "application/javascript");
+    });
+    impl->http.Get("/api/state", [&flight](const httplib::Request &req, httplib::Response &res) {
+        const std::string since = req.get_param_value("since");
+        res.set_content(flight.json(std::strtoul(since.c_str(), nullptr, 10)), "application/json");
+        res.set_header("Cache-Control", "no-store");
+    });
+    // Address reuse for a quick restart, but never a port shared with another server.
+    impl->http.set_socket_options([](socket_t sock) {
+        const int yes = 1;
+        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
+    impl->port = port == 0 ? impl->http.bind_to_any_port(host) : (impl->http.bind_to_port(host, port) ? port : -1);
+    if (impl->port <= 0) {
+        error = "HTTP address " + host_port + ": cannot listen there (address in use or not this machine's)";
+        return false;
+    }
+    impl->thread = std::thread([h = impl.get()] { h->http.listen_after_bind(); });
+    impl_ = std::move(impl);
+    return true;
+}
+
+int Server::port() const { return impl_ ? impl_->port : 0; }
+
+void Server::stop() {
+    if (impl_) {
+        impl_->http.stop();
+        impl_->thread.join();
+        impl_.reset();
+    }
+}
+
+}  // namespace view

@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# cirrow-aircraft as a service and as a place several applications fly from.
+#   service.sh <case> <cirrow-aircraft> <dir with the demo apps> <dir with aircraft_monitor> <cirrow-sim>
+# cases: service (second instance, signals, --detach), apps (the quick-shot demo and a monitor on
+# one aircraft), killed (an application killed mid-flight: the aircraft flies on and the report
+# says so, a new application attaches), http (the live page's state after the quick shot).
+set -uo pipefail
+case=$1 aircraft=$2 demos=$3 tools=$4 sim=$5
+work=$(mktemp -d /tmp/cw-aircraft-XXXXXX)
+sock=$work/aircraft.sock
+pid=
+cleanup() { [ -n "$pid" ] && kill "$pid" 2>/dev/null; rm -rf "$work"; }
+trap cleanup EXIT
+failed=0
+check() {  # check <what> <command...>
+    local what=$1
+    shift
+    if ! "$@"; then
+        echo "FAIL: $what"
+        failed=1
+    fi
+}
+has() { grep -q -- "$2" "$1" || { echo "--- $1 lacks: $2"; cat "$1"; return 1; }; }
+start() {  # the aircraft in the foreground, in the background of this script
+    "$aircraft" --socket "$sock" "$@" 2>"$work/aircraft.log" &
+    pid=$!
+    for _ in $(seq 100); do [ -S "$sock" ] && return 0; sleep 0.05; done
+    echo "FAIL: the aircraft did not listen"; cat "$work/aircraft.log"; exit 1
+}
+stop() {  # SIGTERM, then the exit code must be 0 and the socket gone
+    kill -TERM "$pid"
+    wait "$pid"
+    local code=$?
+    pid=
+    check "clean stop exits 0 (got $code)" test "$code" -eq 0
+    check "the socket is removed" test ! -e "$sock"
+}
+app() { MBUS_AIRCRAFT=$sock MBUS_QUIET=1 "$@"; }
+
+case $case in
+service)
+    check "--help lists every option" bash -c "'$aircraft' --help | grep -q -- '--socket.*' && '$aircraft' --help | grep -q -- '--pid-file'"
+    "$aircraft" --bogus 2>"$work/err"; code=$?
+    check "an unknown option exits 2 ($code)" test "$code" -eq 2
+    check "an unknown option is named" has "$work/err" "unknown option --bogus"
+    "$aircraft" --speed fast 2>"$work/err"
+    check "a bad speed is named" has "$work/err" "--speed fast: must be a number"
+    start
+    "$aircraft" --socket "$sock" 2>"$work/second"; code=$?
+    check "a second aircraft on the socket is refused ($code)" test "$code" -ne 0
+    check "the refusal says why" has "$work/second" "another cirrow-aircraft is serving this socket"
+    check "the first one still serves" test -S "$sock"
+    stop
+    check "the report is printed at the stop" has "$work/aircraft.log" "the referee's report"
+    "$aircraft" --socket "$sock" --detach --pid-file "$work/pid" --log "$work/detached.log"; code=$?
+    check "--detach returns at once with 0 ($code)" test "$code" -eq 0
+    check "the pid file names a live aircraft" kill -0 "$(cat "$work/pid" 2>/dev/null)"
+    check "the detached aircraft listens" test -S "$sock"
+    kill -TERM "$(cat "$work/pid")"
+    for _ in $(seq 100); do [ -e "$work/pid" ] || break; sleep 0.05; done
+    check "the pid file is removed at the stop" test ! -e "$work/pid"
+    check "the socket is removed at the stop" test ! -e "$sock"
+    check "the detached aircraft's lines went to --log" has "$work/detached.log" "the referee's report"
+    ;;
+apps)
+    start --speed 2
+    app "$tools/aircraft_monitor" 40 >"$work/monitor.out" 2>&1 &
+    monitor=$!
+    MBUS_QUIET=1 "$sim" --aircraft "$sock" -- "$demos/demo_quick_shot" >"$work/quick_shot.out" 2>&1; code=$?
+    check "the quick-shot demo flies against the aircraft through cirrow-sim --aircraft ($code)" test "$code" -eq 0
+    check "the quick shot finished" has "$work/quick_shot.out" "quick shot finished"
+    wait "$monitor"; code=$?
+    check "the monitor saw the flight from its caches ($code)" test "$code" -eq 0
+    check "the monitor saw it land" has "$work/monitor.out" "the aircraft flew and landed"
+    stop
+    check "both applications attached" has "$work/aircraft.log" "(aircraft_monitor .*) attached"
+    check "both ended cleanly" has "$work/aircraft.log" "(demo_quick_shot .*) ended"
+    ;;
+killed)
+    start --speed 2
+    MBUS_AIRCRAFT=$sock MBUS_QUIET=1 "$demos/demo_flight" >"$work/flight.out" 2>&1 &
+    flight=$!
+    sleep 1.2
+    kill -KILL "$flight"
+    wait "$flight" 2>/dev/null
+    for _ in $(seq 100); do grep -q "vanished" "$work/aircraft.log" && break; sleep 0.05; done
+    check "the aircraft saw the application vanish" has "$work/aircraft.log" "(demo_flight .*) vanished"
+    check "the aircraft is still flying" kill -0 "$pid"
+    app "$tools/aircraft_monitor" 2 >"$work/monitor.out" 2>&1
+    check "a new application attaches mid-flight and reads the caches" has "$work/monitor.out" "monitor: flight state"
+    stop
+    check "the report says the application vanished" has "$work/aircraft.log" "demo_flight .* vanished (crashed or was killed)"
+    ;;
+http)
+    start --speed 2 --http 127.0.0.1:0
+    if grep -q "without the live page" "$work/aircraft.log"; then
+        echo "built without the live page: skipped"
+        exit 77
+    fi
+    for _ in $(seq 50); do grep -q "live page at" "$work/aircraft.log" && break; sleep 0.1; done
+    port=$(sed -n 's|.*live page at http://127.0.0.1:\([0-9]*\)/.*|\1|p' "$work/aircraft.log")
+    app "$demos/demo_quick_shot" >"$work/quick_shot.out" 2>&1
+    exec 3<>"/dev/tcp/127.0.0.1/$port"
+    printf 'GET /api/state?since=0 HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n' >&3
+    cat <&3 >"$work/state.json"
+    check "the page's state shows the quick shot finished" has "$work/state.json" '"mission":"quick shot","mission_status":"finished"'
+    check "the page's state lists the phases up and down" has "$work/state.json" '"phases":\[\[.*,3\].*,0\]\]'
+    stop
+    ;;
+*)
+    echo "service.sh: unknown case $case" >&2
+    exit 2
+    ;;
+esac
+exit $failed
