@@ -141,7 +141,10 @@ int main(int argc, char **argv) {
         } else if (capture.empty()) {
             capture = a;
         } else {
-            return usage_error("one capture at a time (got " + capture + " and " + a + ")");
+            std::string what = "one capture at a time (got ";
+            what += capture;
+            what += " and " + a + ")";
+            return usage_error(what);
         }
     }
     if (capture.empty()) {
