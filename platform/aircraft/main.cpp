@@ -195,7 +195,7 @@ int parse(int argc, char **argv, Options &o) {
 bool make_scenario(const Options &o, sim::Scenario &s, std::string &error) {
     if (!o.scenario.empty()) {
 #ifdef CW_SIM_SCENARIOS
-        if (!sim::load_scenario(o.scenario, sim::module_names(), s, error)) {
+        if (!sim::load_scenario(o.scenario, s, error)) {
             return false;
         }
 #else
