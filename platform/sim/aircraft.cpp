@@ -298,6 +298,9 @@ public:
                 continue;
             }
             ++dropped_;
+            if (apps_.empty()) {
+                continue;  // nobody to judge: the aircraft streams on between applications
+            }
             const trace::Message *row = trace::find(out.items[i].set, out.items[i].id, trace::Dir::Push);
             const char *name = row != nullptr ? row->name : "an unknown push";
             const char *reg = registration_for(name);

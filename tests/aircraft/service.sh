@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # cirrow-aircraft as a service and as a place several applications fly from.
 #   service.sh <case> <cirrow-aircraft> <dir with the demo apps> <dir with aircraft_monitor> <cirrow-sim>
+#              [<browser_test.sh> <artifacts dir>]
 # cases: service (second instance, signals, --detach), apps (the quick-shot demo and a monitor on
 # one aircraft), killed (an application killed mid-flight: the aircraft flies on and the report
-# says so, a new application attaches), http (the live page's state after the quick shot).
+# says so, a new application attaches), http (the live page after the quick shot: its state, and
+# the page itself in headless Chromium, its screenshot kept as aircraft.png in the artifacts).
 set -uo pipefail
-case=$1 aircraft=$2 demos=$3 tools=$4 sim=$5
+case=$1 aircraft=$2 demos=$3 tools=$4 sim=$5 browser_test=${6:-} artifacts=${7:-}
 work=$(mktemp -d /tmp/cw-aircraft-XXXXXX)
 sock=$work/aircraft.sock
 pid=
@@ -105,6 +107,12 @@ http)
     cat <&3 >"$work/state.json"
     check "the page's state shows the quick shot finished" has "$work/state.json" '"mission":"quick shot","mission_status":"finished"'
     check "the page's state lists the phases up and down" has "$work/state.json" '"phases":\[\[.*,3\].*,0\]\]'
+    if [ -n "$browser_test" ]; then
+        mkdir -p "$artifacts"
+        check "the page shows the flight in a browser, without a console message" \
+            "$browser_test" "http://127.0.0.1:$port/" "$artifacts/aircraft.png" \
+            'ground → .*in the air.* → ground' 'quick shot: finished'
+    fi
     stop
     ;;
 *)
