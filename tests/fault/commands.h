@@ -144,4 +144,14 @@ inline std::vector<PushKey> register_every_handler() {
     return keys;
 }
 
+// What each command's row says: its failure line and what it returns when the link fails, when
+// the module refuses and when the answer is empty.
+struct Expect {
+    const char *line;
+    int32_t link, refuse, empty;
+};
+#define CWT_EXPECT(call, line, link, refuse, empty) {line, link, refuse, empty},
+inline const Expect kExpect[] = {CWT_COMMANDS(CWT_EXPECT)};
+#undef CWT_EXPECT
+
 }  // namespace cwt

@@ -11,13 +11,6 @@ using namespace cwt;
 
 namespace {
 
-struct Expect {
-    const char *line;
-    int32_t link, refuse, empty;
-};
-#define CWT_EXPECT(call, line, link, refuse, empty) {line, link, refuse, empty},
-const Expect kExpect[] = {CWT_COMMANDS(CWT_EXPECT)};
-
 std::string read(const std::string &path) {
     std::ifstream in(std::string(CW_SOURCE_DIR) + "/" + path);
     std::stringstream s;

@@ -13,13 +13,6 @@ using namespace cwt;
 
 namespace {
 
-struct Expect {
-    const char *line;
-    int32_t link, refuse, empty;
-};
-#define CWT_EXPECT(call, line, link, refuse, empty) {line, link, refuse, empty},
-const Expect kExpect[] = {CWT_COMMANDS(CWT_EXPECT)};
-
 // Calls with every out-byte pre-set; returns the result and whether any out-byte changed.
 std::pair<int32_t, bool> call(CommandFn fn) {
     alignas(8) uint8_t o[kOutSize];
