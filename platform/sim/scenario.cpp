@@ -8,6 +8,7 @@
 #include <toml++/toml.h>
 
 #include "link_messages.h"
+#include "mbus.h"
 #include "replay.h"
 
 namespace sim {
@@ -161,7 +162,7 @@ Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules) {
             e.delay_ms = static_cast<uint32_t>(number(node, "delay_ms", 0, 60000));
             delay_line = line_of(node);
         } else if (k == "length") {
-            e.length = static_cast<uint32_t>(number(node, "length", 0, 2048));
+            e.length = static_cast<uint32_t>(number(node, "length", 0, MBUS_LINK_MAX_PAYLOAD));
             length_line = line_of(node);
         } else if (k == "rate") {
             e.sets_rate = true;
