@@ -79,6 +79,22 @@ TEST_F(FlightCache, HandlersFillTheRecordsAndModuleInitClearsThem) {
     EXPECT_EQ(std::make_pair(status, p.north), std::make_pair(uint8_t{1}, 0.0f));
 }
 
+TEST_F(FlightCache, FlightStatePushRewritesTheWholeRecord) {
+    // An application's state with every byte set, spare bytes included; a push then leaves the
+    // message's fields in the record's order and its two spare bytes zero.
+    FcState s;
+    std::memset(&s, 0xFF, sizeof s);
+    cw_flight_update_fc_state(&s);
+    push(3, 91, ramp(12, 0x81));
+    cw_flight_get_fc_state(&s);
+    EXPECT_EQ(bytes_of(s), cat({ramp(3, 0x81), {0}, ramp(9, 0x84), {0}}));
+    std::memset(&s, 0x5A, sizeof s);  // and an update stores what it is given, byte for byte
+    cw_flight_update_fc_state(&s);
+    FcState got;
+    cw_flight_get_fc_state(&got);
+    EXPECT_EQ(bytes_of(got), Payload(14, 0x5A));
+}
+
 // Runs `event` until its line appears (wherever the process-wide counter stood), then checks that
 // the next line comes exactly `period` events later, with the value of the event that fired it.
 void expect_one_line_per(int period, void (*event)(uint8_t), const std::string &text, const std::string &func) {
@@ -95,12 +111,24 @@ void expect_one_line_per(int period, void (*event)(uint8_t), const std::string &
 }
 
 void fc_state(uint8_t v) { push(3, 91, {0, 0, 0, 0, 0, 0, 0, 0, v, 0, 0, 0}); }
+void fc_state_update(uint8_t v) {
+    FcState s{};
+    s.byte8 = v;
+    cw_flight_update_fc_state(&s);
+}
+void fc_state_either(uint8_t v) {  // pushes and updates in turn
+    static bool pushed = false;
+    (pushed = !pushed) ? fc_state(v) : fc_state_update(v);
+}
 void heartbeat(uint8_t v) { push(34, 73, {1, v, 0, 0, 0, 0}); }
 
 TEST_F(FlightCache, RateLimitedLines) {
-    expect_one_line_per(102, fc_state, "---FC STATE UPDATE ------ 43 \n", "cw_flight_update_fc_state");
-    mbus_ctl_reset();
-    cw_register_v1_flight_data();
+    // The state line counts pushed and updated states alike and shows the state that fired it.
+    for (auto *event : {fc_state, fc_state_update, fc_state_either}) {
+        expect_one_line_per(102, event, "---FC STATE UPDATE ------ 43 \n", "cw_flight_update_fc_state");
+        mbus_ctl_reset();
+        cw_register_v1_flight_data();
+    }
     expect_one_line_per(51, heartbeat, "[cirrow] cwqt-> state 43\n", "cw_v1_cwqt_cb_heartbeat");
 }
 

@@ -59,6 +59,10 @@ struct RecordStorage {
     void write(const void *src, size_t len) { std::memcpy(b, src, len); }
     void fill_zero() { std::memset(b, 0, N); }
     void read(void *dst, size_t len) const { std::memcpy(dst, b, len); }
+    template <class Fill>
+    auto fill(Fill f) {
+        return f(b);
+    }
 };
 
 template <size_t N>
@@ -86,6 +90,16 @@ struct RecordStorage<N, true> {
             buf[i] = w[i].load(std::memory_order_acquire);
         }
         std::memcpy(dst, buf, len);
+    }
+    // The record laid out in a word buffer, then stored word by word.
+    template <class Fill>
+    auto fill(Fill f) {
+        uint32_t buf[kWords] = {};
+        auto r = f(reinterpret_cast<unsigned char *>(buf));
+        for (size_t i = 0; i < kWords; ++i) {
+            w[i].store(buf[i], std::memory_order_release);
+        }
+        return r;
     }
 };
 
@@ -121,6 +135,18 @@ public:
         const uint32_t seq = lock();
         bytes_.write(src, len);
         unlock(seq);
+    }
+
+    // Lays the record out in place while holding the cell: `fill(unsigned char *rec)` writes
+    // every one of its sizeof(T) bytes and no other, and may count under the hold whatever only
+    // writers touch; what it returns is returned. No record is staged on the writer's stack.
+    // Other writers wait while it runs: keep it to moving bytes.
+    template <class Fill>
+    auto write(Fill fill) {
+        const uint32_t seq = lock();
+        auto r = bytes_.fill(fill);
+        unlock(seq);
+        return r;
     }
 
     // Copies the first `len` bytes of the record (len <= sizeof(T)) to `dst`. `dst` may be

@@ -50,4 +50,31 @@ private:
     std::atomic<int32_t> n_{0};
 };
 
+// A rate limit for a line whose events all happen while one cell is held (that cell's writers
+// exclude one another): a plain count-down, no atomic. True on the Period-th event, then on one
+// event in Period, as Throttle::every(Period).
+template <int32_t Period>
+class HeldThrottle {
+public:
+    bool tick() {
+        if (--left_ != 0) {
+            return false;
+        }
+        left_ = Period;
+        return true;
+    }
+
+    // A cell writer's fill (see Latest::write) that also counts one event: true when it is due.
+    template <class Fill>
+    auto counting(Fill &fill) {
+        return [this, &fill](unsigned char *rec) {
+            fill(rec);
+            return tick();
+        };
+    }
+
+private:
+    int32_t left_ = Period;
+};
+
 }  // namespace cw

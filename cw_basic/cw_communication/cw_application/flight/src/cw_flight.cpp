@@ -60,7 +60,7 @@ Latest<FcState> g_fc_state;
 Latest<FcSensor> g_fc_sensor;
 Latest<QtHeartbeat> g_qt_heartbeat;
 Word<uint8_t> g_qt_proc_status;
-Throttle g_fc_state_log;
+HeldThrottle<102> g_fc_state_log;
 }  // namespace cw::flight
 
 using cw::flight::g_fc_sensor;
@@ -85,7 +85,8 @@ extern "C" int32_t cw_flight_update_fc_motor_state(const FcMotorState *state) {
 
 extern "C" int32_t cw_flight_update_fc_state(const FcState *state) {
     CW_REQUIRE(state);
-    cw::flight::store_fc_state(*state);
+    cw::flight::store_fc_state([state](unsigned char *rec) { std::memcpy(rec, state, sizeof *state); },
+                               [state] { return state->byte8; });
     return 0;
 }
 

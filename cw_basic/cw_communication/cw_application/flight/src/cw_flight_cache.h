@@ -19,14 +19,14 @@ extern Latest<FcState> g_fc_state;
 extern Latest<FcSensor> g_fc_sensor;
 extern Latest<QtHeartbeat> g_qt_heartbeat;
 extern Word<uint8_t> g_qt_proc_status;
-extern Throttle g_fc_state_log;
+extern HeldThrottle<102> g_fc_state_log;  // counted while g_fc_state is held
 
-// Stores a flight state, from a push or from an application alike. The state line is the update
-// function's (that is the name applications know it by) and counts both: one state in 102.
-inline void store_fc_state(const FcState &state) {
-    g_fc_state.store(state);
-    if (g_fc_state_log.every(102)) {
-        CW_USRLOG_AS("cw_flight_update_fc_state", "---FC STATE UPDATE ------ %d \n", state.byte8);
+// Stores a flight state, from a push or from an application alike: `fill(rec)` lays out its 14 bytes in
+// the cell, `shown()` reads its byte 8. The state line is the update function's; it counts both.
+template <class Fill, class Shown>
+inline void store_fc_state(Fill fill, Shown shown) {
+    if (g_fc_state.write(g_fc_state_log.counting(fill))) {
+        CW_USRLOG_AS("cw_flight_update_fc_state", "---FC STATE UPDATE ------ %d \n", shown());
     }
 }
 

@@ -2,6 +2,8 @@
 // quick-test service (process status, heartbeat). Each decodes its message at the offsets of its
 // row in the message table and stores the record straight into the flight cache.
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -47,19 +49,38 @@ int32_t cw_v1_flight_cb_motor_state(const uint8_t *payload) {
     return 0;
 }
 
+// The record holds the message's fields in its order, with a zero byte after the first three
+// (aligning the two 16-bit words) and one at the end.
+static_assert(offset_of(kFcState, "height_dm") == 3 && offset_of(kFcState, "oa") == 7 && extent(kFcState) >= 12);
+static_assert(offsetof(FcState, word3) == 4 && offsetof(FcState, byte7) == 8 && sizeof(FcState) == 14);
+
+void lay_out_fc_state(unsigned char *rec, const uint8_t *payload) {
+    if constexpr (std::endian::native == std::endian::little) {
+        // Three overlapping words: bytes 0-2 and the zero; the two words; bytes 5-11 and the zero.
+        const uint32_t head = cw::le::get<uint32_t>(payload, 0) & 0x00FFFFFFu;
+        const uint64_t tail = cw::le::get<uint64_t>(payload, 4) >> 8;
+        std::memcpy(rec, &head, 4);
+        std::memcpy(rec + 4, payload + 3, 4);
+        std::memcpy(rec + 6, &tail, 8);
+    } else {
+        FcState s{};
+        s.byte0 = payload[offset_of(kFcState, "phase")];
+        s.byte1 = payload[offset_of(kFcState, "control")];
+        s.byte2 = payload[offset_of(kFcState, "submode")];
+        s.word3 = cw::le::get<uint16_t>(payload, offset_of(kFcState, "height_dm"));
+        s.word5 = cw::le::get<uint16_t>(payload, offset_of(kFcState, "speed_cms"));
+        s.byte7 = payload[offset_of(kFcState, "oa")];
+        s.byte8 = payload[offset_of(kFcState, "flight_state")];
+        s.byte9 = payload[offset_of(kFcState, "mode")];
+        s.byte10 = payload[offset_of(kFcState, "flytest")];
+        s.byte11 = payload[offset_of(kFcState, "battery")];
+        std::memcpy(rec, &s, sizeof s);
+    }
+}
+
 int32_t cw_v1_flight_cb_fc_state(const uint8_t *payload) {
-    FcState s{};
-    s.byte0 = payload[offset_of(kFcState, "phase")];
-    s.byte1 = payload[offset_of(kFcState, "control")];
-    s.byte2 = payload[offset_of(kFcState, "submode")];
-    s.word3 = cw::le::get<uint16_t>(payload, offset_of(kFcState, "height_dm"));
-    s.word5 = cw::le::get<uint16_t>(payload, offset_of(kFcState, "speed_cms"));
-    s.byte7 = payload[offset_of(kFcState, "oa")];
-    s.byte8 = payload[offset_of(kFcState, "flight_state")];
-    s.byte9 = payload[offset_of(kFcState, "mode")];
-    s.byte10 = payload[offset_of(kFcState, "flytest")];
-    s.byte11 = payload[offset_of(kFcState, "battery")];
-    cw::flight::store_fc_state(s);
+    cw::flight::store_fc_state([payload](unsigned char *rec) { lay_out_fc_state(rec, payload); },
+                               [payload] { return payload[offset_of(kFcState, "flight_state")]; });
     return 0;
 }
 
