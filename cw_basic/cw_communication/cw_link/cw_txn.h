@@ -116,84 +116,117 @@ struct Reply {
     constexpr uint8_t at(size_t i) const { return i < answer.size() ? answer[i] : 0; }
 };
 
-using Policy = Verdict (*)(const Reply &);
-
+// A policy is a stateless judge, `Verdict operator()(const Reply &)`; each command's type
+// carries its policy, so the runner judges in line at the command's own site.
 namespace policy {
 
 constexpr Verdict done(const Reply &r) { return {Outcome::Done, 0, r.ret, r.at(0)}; }
-constexpr Verdict not_sent(const Reply &r) { return {Outcome::SendFailed, r.ret, r.ret, r.at(0)}; }
+constexpr Verdict not_sent(const Reply &r, int32_t code) { return {Outcome::SendFailed, code, r.ret, r.at(0)}; }
+constexpr Verdict not_sent(const Reply &r) { return not_sent(r, r.ret); }
 constexpr Verdict refused(const Reply &r, int32_t code = CW_ERR_ACK, size_t byte = 0) {
     return {Outcome::Refused, code, r.ret, r.at(byte)};
 }
 
-// Send-only: nothing awaited; the link's result is the command's.
-constexpr Verdict send_only(const Reply &r) { return r.ret != 0 ? not_sent(r) : done(r); }
+// Send-only: the link's result is the command's; an answer, where one is awaited, is not judged.
+inline constexpr struct SendOnly {
+    constexpr Verdict operator()(const Reply &r) const { return r.ret != 0 ? not_sent(r) : done(r); }
+} send_only{};
 // Logged only: a refusal is told apart for the log, but the link's result is the command's.
-constexpr Verdict logged_only(const Reply &r) {
-    return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r, 0) : done(r);
-}
-// Ack byte: answer byte 0 is 0; a refusal is CW_ERR_ACK.
-constexpr Verdict ack_byte(const Reply &r) { return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r) : done(r); }
+inline constexpr struct LoggedOnly {
+    constexpr Verdict operator()(const Reply &r) const {
+        return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r, 0) : done(r);
+    }
+} logged_only{};
 // Ack byte at `At`: answer byte `At` is 0; a refusal is CW_ERR_ACK.
 template <size_t At>
-constexpr Verdict ack_byte_at(const Reply &r) {
-    return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, CW_ERR_ACK, At) : done(r);
-}
+struct AckByteAt {
+    constexpr Verdict operator()(const Reply &r) const {
+        return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, CW_ERR_ACK, At) : done(r);
+    }
+};
+template <size_t At>
+inline constexpr AckByteAt<At> ack_byte_at{};
+// Ack byte: answer byte 0 is 0; a refusal is CW_ERR_ACK.
+inline constexpr AckByteAt<0> ack_byte{};
 // Any failure is a refusal: a failed send and a non-zero result byte are both CW_ERR_ACK.
-constexpr Verdict any_failure_refused(const Reply &r) { return r.ret != 0 || r.at(0) != 0 ? refused(r) : done(r); }
+inline constexpr struct AnyFailureRefused {
+    constexpr Verdict operator()(const Reply &r) const { return r.ret != 0 || r.at(0) != 0 ? refused(r) : done(r); }
+} any_failure_refused{};
+// Answer to the caller: the answer is the caller's to judge; a failed send is CW_ERR_ACK.
+inline constexpr struct AnswerToCaller {
+    constexpr Verdict operator()(const Reply &r) const { return r.ret != 0 ? not_sent(r, CW_ERR_ACK) : done(r); }
+} answer_to_caller{};
 // Expected byte: answer byte 0 is `Value`.
 template <uint8_t Value>
-constexpr Verdict expected_byte(const Reply &r) {
-    return r.ret != 0 ? not_sent(r) : r.at(0) != Value || r.answer.empty() ? refused(r) : done(r);
-}
-// Echo: answer byte 0 is 0 and the bytes after it repeat the request, byte for byte.
-constexpr Verdict echo(const Reply &r) {
-    if (r.ret != 0) {
-        return not_sent(r);
+struct ExpectedByte {
+    constexpr Verdict operator()(const Reply &r) const {
+        return r.ret != 0 ? not_sent(r) : r.at(0) != Value || r.answer.empty() ? refused(r) : done(r);
     }
-    const bool same = r.answer.size() > r.sent.size() && r.answer[0] == 0 &&
-                      std::equal(r.sent.begin(), r.sent.end(), r.answer.begin() + 1);
-    return same ? done(r) : refused(r);
-}
+};
+template <uint8_t Value>
+inline constexpr ExpectedByte<Value> expected_byte{};
+// Echo: answer byte 0 is 0 and the bytes after it repeat the request, byte for byte.
+inline constexpr struct Echo {
+    constexpr Verdict operator()(const Reply &r) const {
+        if (r.ret != 0) {
+            return not_sent(r);
+        }
+        const bool same = r.answer.size() > r.sent.size() && r.answer[0] == 0 &&
+                          std::equal(r.sent.begin(), r.sent.end(), r.answer.begin() + 1);
+        return same ? done(r) : refused(r);
+    }
+} echo{};
 // Accepted header: the answer starts with one of `Headers` (an array of byte arrays).
 template <const auto &Headers>
-constexpr Verdict accepted_header(const Reply &r) {
-    if (r.ret != 0) {
-        return not_sent(r);
-    }
-    for (const auto &h : Headers) {
-        if (r.answer.size() >= h.size() && std::equal(h.begin(), h.end(), r.answer.begin())) {
-            return done(r);
+struct AcceptedHeader {
+    constexpr Verdict operator()(const Reply &r) const {
+        if (r.ret != 0) {
+            return not_sent(r);
         }
+        for (const auto &h : Headers) {
+            if (r.answer.size() >= h.size() && std::equal(h.begin(), h.end(), r.answer.begin())) {
+                return done(r);
+            }
+        }
+        return refused(r);
     }
-    return refused(r);
-}
+};
+template <const auto &Headers>
+inline constexpr AcceptedHeader<Headers> accepted_header{};
 // The peer's result byte returned: answer byte `At` is 0, or it is the command's result.
 template <size_t At>
-constexpr Verdict peer_result(const Reply &r) {
-    return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, r.at(At), At) : done(r);
-}
+struct PeerResult {
+    constexpr Verdict operator()(const Reply &r) const {
+        return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, r.at(At), At) : done(r);
+    }
+};
+template <size_t At>
+inline constexpr PeerResult<At> peer_result{};
 
 }  // namespace policy
 
+template <class Judge>
 struct Command {
     Route route;
-    Policy judge;
 
     // The same command to another receiver (for messages every module answers).
-    constexpr Command to(uint16_t rx) const { return {route.to(rx), judge}; }
+    constexpr Command to(uint16_t rx) const { return {route.to(rx)}; }
 };
 
 // A command: its request's row and its policy.
-consteval Command command(std::string_view name, Policy judge) { return {route(name), judge}; }
+template <class Judge>
+consteval Command<Judge> command(std::string_view name, Judge /*policy*/) {
+    return {route(name)};
+}
 
 // A command refused at the library's door (bad arguments, no memory): nothing was sent.
 constexpr Verdict unsent(int32_t code) { return {Outcome::SendFailed, code, code, 0}; }
 
 // Sends `cmd`'s request with `payload`, awaiting `answer` (none when empty), and judges it.
-inline Verdict run(const Command &cmd, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
+template <class Judge>
+inline Verdict run(const Command<Judge> &cmd, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
     const int32_t ret = send(cmd.route, payload, answer);
-    return cmd.judge(Reply{ret, answer, payload});
+    return Judge{}(Reply{ret, answer, payload});
 }
 
 }  // namespace cw

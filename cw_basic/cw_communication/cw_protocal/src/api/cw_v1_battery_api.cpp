@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr cw::Command kDynamicInfo = cw::command("battery.dynamic_info", cw::policy::any_failure_refused);
-constexpr cw::Command kCellVoltage = cw::command("battery.cell_voltage", cw::policy::any_failure_refused);
-constexpr cw::Command kBatterySn = cw::command("battery.sn", cw::policy::any_failure_refused);
+constexpr auto kDynamicInfo = cw::command("battery.dynamic_info", cw::policy::any_failure_refused);
+constexpr auto kCellVoltage = cw::command("battery.cell_voltage", cw::policy::any_failure_refused);
+constexpr auto kBatterySn = cw::command("battery.sn", cw::policy::any_failure_refused);
 
 constexpr size_t kRecordAt = 1;  // the records follow the result byte
 constexpr size_t kCellRequestLen = 4;

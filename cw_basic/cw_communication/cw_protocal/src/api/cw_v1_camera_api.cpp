@@ -15,30 +15,30 @@
 
 namespace {
 
-constexpr cw::Command kQueryMode = cw::command("camera.query_mode", cw::policy::any_failure_refused);
-constexpr cw::Command kSwitchMode = cw::command("camera.switch_mode", cw::policy::any_failure_refused);
-constexpr cw::Command kHeartbeat = cw::command("camera.heartbeat", cw::policy::send_only);
-constexpr cw::Command kPing = cw::command("camera.ping", cw::policy::send_only);
-constexpr cw::Command kPhotoStorageFormat = cw::command("camera.photo_storage_format", cw::policy::any_failure_refused);
-constexpr cw::Command kStoragePath = cw::command("camera.storage_path", cw::policy::any_failure_refused);
-constexpr cw::Command kTakeVideo = cw::command("camera.take_video", cw::policy::any_failure_refused);
-constexpr cw::Command kTakePhoto = cw::command("camera.take_photo", cw::policy::any_failure_refused);
-constexpr cw::Route kGetPath = cw::route("camera.get_path");
-constexpr cw::Command kGetFocusMode = cw::command("camera.get_focus_mode", cw::policy::logged_only);
-constexpr cw::Command kSetFocusMode = cw::command("camera.set_focus_mode", cw::policy::any_failure_refused);
-constexpr cw::Command kGetStatus = cw::command("camera.get_status", cw::policy::any_failure_refused);
-constexpr cw::Command kAfRegion = cw::command("camera.af_region", cw::policy::any_failure_refused);
-constexpr cw::Command kCurrFocusLen = cw::command("camera.curr_focus_len", cw::policy::any_failure_refused);
-constexpr cw::Command kExposureMode = cw::command("camera.exposure_mode", cw::policy::any_failure_refused);
-constexpr cw::Command kIso = cw::command("camera.iso", cw::policy::any_failure_refused);
-constexpr cw::Command kShutter = cw::command("camera.shutter", cw::policy::logged_only);
-constexpr cw::Command kVideoFormat = cw::command("camera.video_format", cw::policy::any_failure_refused);
-constexpr cw::Command kVideoStorageFormat = cw::command("camera.video_storage_format", cw::policy::any_failure_refused);
-constexpr cw::Command kCameraFocus = cw::command("camera.focus", cw::policy::logged_only);
-constexpr cw::Command kPhotoFormat = cw::command("camera.photo_format", cw::policy::logged_only);
-constexpr cw::Command kTimelapse = cw::command("camera.timelapse", cw::policy::any_failure_refused);
-constexpr cw::Command kTopMode = cw::command("camera.top_mode", cw::policy::ack_byte);
-constexpr cw::Command kZoom = cw::command("camera.zoom", cw::policy::send_only);
+constexpr auto kQueryMode = cw::command("camera.query_mode", cw::policy::any_failure_refused);
+constexpr auto kSwitchMode = cw::command("camera.switch_mode", cw::policy::any_failure_refused);
+constexpr auto kHeartbeat = cw::command("camera.heartbeat", cw::policy::send_only);
+constexpr auto kPing = cw::command("camera.ping", cw::policy::send_only);
+constexpr auto kPhotoStorageFormat = cw::command("camera.photo_storage_format", cw::policy::any_failure_refused);
+constexpr auto kStoragePath = cw::command("camera.storage_path", cw::policy::any_failure_refused);
+constexpr auto kTakeVideo = cw::command("camera.take_video", cw::policy::any_failure_refused);
+constexpr auto kTakePhoto = cw::command("camera.take_photo", cw::policy::any_failure_refused);
+constexpr auto kGetPath = cw::command("camera.get_path", cw::policy::answer_to_caller);
+constexpr auto kGetFocusMode = cw::command("camera.get_focus_mode", cw::policy::logged_only);
+constexpr auto kSetFocusMode = cw::command("camera.set_focus_mode", cw::policy::any_failure_refused);
+constexpr auto kGetStatus = cw::command("camera.get_status", cw::policy::any_failure_refused);
+constexpr auto kAfRegion = cw::command("camera.af_region", cw::policy::any_failure_refused);
+constexpr auto kCurrFocusLen = cw::command("camera.curr_focus_len", cw::policy::any_failure_refused);
+constexpr auto kExposureMode = cw::command("camera.exposure_mode", cw::policy::any_failure_refused);
+constexpr auto kIso = cw::command("camera.iso", cw::policy::any_failure_refused);
+constexpr auto kShutter = cw::command("camera.shutter", cw::policy::logged_only);
+constexpr auto kVideoFormat = cw::command("camera.video_format", cw::policy::any_failure_refused);
+constexpr auto kVideoStorageFormat = cw::command("camera.video_storage_format", cw::policy::any_failure_refused);
+constexpr auto kCameraFocus = cw::command("camera.focus", cw::policy::logged_only);
+constexpr auto kPhotoFormat = cw::command("camera.photo_format", cw::policy::logged_only);
+constexpr auto kTimelapse = cw::command("camera.timelapse", cw::policy::any_failure_refused);
+constexpr auto kTopMode = cw::command("camera.top_mode", cw::policy::ack_byte);
+constexpr auto kZoom = cw::command("camera.zoom", cw::policy::send_only);
 
 constexpr uint8_t kModePhoto = 0;
 constexpr uint8_t kModeVideo = 1;
@@ -355,10 +355,9 @@ extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
 extern "C" int32_t cw_v1_camera_api_get_path(uint8_t *answer) {
     CW_REQUIRE(answer);
     // The camera's answer goes straight into the caller's buffer, judged by the caller.
-    const int32_t rc = cw::send(kGetPath, {}, {answer, kPathAnswerLen});
-    if (rc != 0) {
-        CW_USRLOG("get camera file path fail %d\n", rc);
-        return CW_ERR_ACK;
+    const cw::Verdict v = cw::run(kGetPath, {}, {answer, kPathAnswerLen});
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("get camera file path fail %d\n", v.ret);
     }
-    return 0;
+    return v.code;
 }

@@ -13,8 +13,8 @@
 
 namespace {
 
-constexpr cw::Command kGetVersion = cw::command("common.get_version", cw::policy::any_failure_refused);
-constexpr cw::Command kGetSn = cw::command("common.get_sn", cw::policy::any_failure_refused);
+constexpr auto kGetVersion = cw::command("common.get_version", cw::policy::any_failure_refused);
+constexpr auto kGetSn = cw::command("common.get_sn", cw::policy::any_failure_refused);
 
 constexpr size_t kVersionAnswerLen = 30;
 constexpr size_t kVersionAt = 22;  // four bytes, least significant first

@@ -16,51 +16,50 @@
 namespace {
 
 // Data subscription.
-constexpr cw::Command kDsReset = cw::command("flight.ds_reset", cw::policy::ack_byte);
-constexpr cw::Route kDsBagAdd = cw::route("flight.ds_bag_add");
+constexpr auto kDsReset = cw::command("flight.ds_reset", cw::policy::ack_byte);
+constexpr auto kDsBagAdd = cw::command("flight.ds_bag_add", cw::policy::send_only);
 constexpr size_t kBagHeaderLen = 5;
 constexpr uint8_t kBagMaxItems = 62;  // keeps the request length within a byte
 constexpr size_t kBagAnswerLen = 5;
 
 // Control, steering, functions.
-constexpr cw::Command kControlEnable = cw::command("flight.control_enable", cw::policy::ack_byte);
-constexpr cw::Command kSubmodeSet = cw::command("flight.submode_set", cw::policy::ack_byte);
-constexpr cw::Command kAdvControl = cw::command("flight.adv_control", cw::policy::send_only);
-constexpr cw::Command kYawRateControl = cw::command("flight.yaw_rate_control", cw::policy::send_only);
-constexpr cw::Command kFunctionControl = cw::command("flight.function_control", cw::policy::send_only);
-constexpr cw::Command kSwitchOa = cw::command("flight.switch_oa", cw::policy::send_only);
-constexpr cw::Command kFlightHeartbeat = cw::command("flight.heartbeat", cw::policy::send_only);
+constexpr auto kControlEnable = cw::command("flight.control_enable", cw::policy::ack_byte);
+constexpr auto kSubmodeSet = cw::command("flight.submode_set", cw::policy::ack_byte);
+constexpr auto kAdvControl = cw::command("flight.adv_control", cw::policy::send_only);
+constexpr auto kYawRateControl = cw::command("flight.yaw_rate_control", cw::policy::send_only);
+constexpr auto kFunctionControl = cw::command("flight.function_control", cw::policy::send_only);
+constexpr auto kSwitchOa = cw::command("flight.switch_oa", cw::policy::send_only);
+constexpr auto kFlightHeartbeat = cw::command("flight.heartbeat", cw::policy::send_only);
 constexpr uint8_t kControlConstant = 2;
 
 // IMU calibration.
-constexpr cw::Command kPropellerCali = cw::command("flight.propeller_cali", cw::policy::send_only);
+constexpr auto kPropellerCali = cw::command("flight.propeller_cali", cw::policy::send_only);
 constexpr uint8_t kPropellerCaliStart = 1;
 constexpr uint8_t kPropellerCaliReset = 2;
 constexpr uint8_t kBaseHeartbeatByte = 14;
-constexpr cw::Command kBaseHeartbeat =
-    cw::command("flight.base_heartbeat", cw::policy::expected_byte<kBaseHeartbeatByte>);
+constexpr auto kBaseHeartbeat = cw::command("flight.base_heartbeat", cw::policy::expected_byte<kBaseHeartbeatByte>);
 constexpr size_t kImuCaliRtAnswerLen = 50;
 constexpr std::array<std::array<uint8_t, 6>, 2> kCaliRtHeaders = {{
     {0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00},
     {0x0A, 0x01, 0x52, 0x29, 0x2C, 0x00},
 }};
-constexpr cw::Command kImuCaliRt = cw::command("flight.imu_cali_rt", cw::policy::accepted_header<kCaliRtHeaders>);
+constexpr auto kImuCaliRt = cw::command("flight.imu_cali_rt", cw::policy::accepted_header<kCaliRtHeaders>);
 
 // Parameters by name hash (the calibration start and progress use the same messages).
-constexpr cw::Command kCaliStart = cw::command("flight.param_write", cw::policy::echo);
-constexpr cw::Command kCaliProgress = cw::command("flight.param_read", cw::policy::echo);
-constexpr cw::Command kParamRead = cw::command("flight.param_read", cw::policy::peer_result<0>);
-constexpr cw::Command kParamWrite = cw::command("flight.param_write", cw::policy::peer_result<0>);
-constexpr cw::Command kNamedWrite = cw::command("flight.param_write", cw::policy::send_only);
+constexpr auto kCaliStart = cw::command("flight.param_write", cw::policy::echo);
+constexpr auto kCaliProgress = cw::command("flight.param_read", cw::policy::echo);
+constexpr auto kParamRead = cw::command("flight.param_read", cw::policy::peer_result<0>);
+constexpr auto kParamWrite = cw::command("flight.param_write", cw::policy::peer_result<0>);
+constexpr auto kNamedWrite = cw::command("flight.param_write", cw::policy::send_only);
 constexpr size_t kParamAnswerHead = 5;   // result byte, echoed hash
 constexpr uint32_t kParamMaxSize = 250;  // keeps both lengths within a byte
 
 // Identity and the quick-test switch.
-constexpr cw::Command kIdentityWriteCmd = cw::command("flight.identity_write", cw::policy::peer_result<1>);
-constexpr cw::Command kIdentityReadCmd = cw::command("flight.identity_read", cw::policy::peer_result<1>);
+constexpr auto kIdentityWriteCmd = cw::command("flight.identity_write", cw::policy::peer_result<1>);
+constexpr auto kIdentityReadCmd = cw::command("flight.identity_read", cw::policy::peer_result<1>);
 constexpr uint8_t kIdentityWrite = 7;
 constexpr uint8_t kIdentityRead = 8;
-constexpr cw::Command kQuickTestSwitch = cw::command("quicktest.switch", cw::policy::send_only);
+constexpr auto kQuickTestSwitch = cw::command("quicktest.switch", cw::policy::send_only);
 constexpr uint8_t kQuickTestOn = 1;
 constexpr uint8_t kQuickTestOff = 2;
 constexpr uint8_t kQuickTestOnValue = 5;
@@ -87,16 +86,16 @@ constexpr std::array<uint8_t, 6> named_write(uint32_t hash, uint16_t value) {
     return cw::le::pack<uint32_t, uint16_t>(hash, value);
 }
 
-// Lays out and sends a subscription bag: CW_ERR_PARAM (a count above 62 or missing items) or
-// CW_ERR_NOMEM with nothing sent, else the send result.
-int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items,
-                 cw::AnswerBuffer<kBagAnswerLen> &ans) {
+// Lays out and runs a subscription bag: CW_ERR_PARAM (a count above 62 or missing items) or
+// CW_ERR_NOMEM with nothing sent, else the bag's verdict.
+cw::Verdict run_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items,
+                    cw::AnswerBuffer<kBagAnswerLen> &ans) {
     if (count > kBagMaxItems || (count != 0 && items == nullptr)) {
-        return CW_ERR_PARAM;
+        return cw::unsent(CW_ERR_PARAM);
     }
     cw::HeapPayload payload(kBagHeaderLen + 4u * count);
     if (!payload.ok()) {
-        return CW_ERR_NOMEM;
+        return cw::unsent(CW_ERR_NOMEM);
     }
     uint8_t *p = payload.data();
     cw::le::put<uint8_t>(p, 0, bag);
@@ -106,7 +105,7 @@ int32_t send_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *item
     for (size_t i = 0; i < count; ++i) {
         cw::le::put<uint32_t>(p, kBagHeaderLen + 4 * i, items[i]);
     }
-    return cw::send(kDsBagAdd, payload.view(), ans.span());
+    return cw::run(kDsBagAdd, payload.view(), ans.span());
 }
 
 // Lays out and runs a parameter write of `size` value bytes, awaiting 5 + size answer bytes:
@@ -150,16 +149,16 @@ extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
 
 extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
     cw::AnswerBuffer<kBagAnswerLen> ans;
-    const int32_t rc = send_bag(bag, rate, count, items, ans);
-    if (rc != 0) {
-        CW_USRLOG("cw flight ds %d add send fail %d\n", bag, rc);
-        return rc;
+    const cw::Verdict v = run_bag(bag, rate, count, items, ans);
+    if (v.outcome != cw::Outcome::Done) {
+        CW_USRLOG("cw flight ds %d add send fail %d\n", bag, v.code);
+        return v.code;
     }
     // The flight controller's answer is reported as it came.
     for (size_t i = 0; i < kBagAnswerLen; ++i) {
         CW_USRLOG("ACK RESULT -----  %d ----- %d\n", static_cast<int>(i), ans[i]);
     }
-    return rc;
+    return v.code;
 }
 
 // ---- Control and steering ----

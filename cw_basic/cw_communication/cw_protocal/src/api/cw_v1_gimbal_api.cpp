@@ -12,13 +12,13 @@
 
 namespace {
 
-constexpr cw::Command kModeControl = cw::command("gimbal.mode_control", cw::policy::logged_only);
-constexpr cw::Command kAngleControl = cw::command("gimbal.angle_control", cw::policy::logged_only);
-constexpr cw::Command kReleaseControl = cw::command("gimbal.angle_control", cw::policy::send_only);
-constexpr cw::Command kRateControl = cw::command("gimbal.rate_control", cw::policy::send_only);
-constexpr cw::Command kQueryJointAngle = cw::command("gimbal.query_joint_angle", cw::policy::ack_byte);
-constexpr cw::Command kWaterwaveTrigger = cw::command("gimbal.waterwave_trigger", cw::policy::ack_byte);
-constexpr cw::Command kSubscribeInfo = cw::command("gimbal.subscribe_info", cw::policy::ack_byte);
+constexpr auto kModeControl = cw::command("gimbal.mode_control", cw::policy::logged_only);
+constexpr auto kAngleControl = cw::command("gimbal.angle_control", cw::policy::logged_only);
+constexpr auto kReleaseControl = cw::command("gimbal.angle_control", cw::policy::send_only);
+constexpr auto kRateControl = cw::command("gimbal.rate_control", cw::policy::send_only);
+constexpr auto kQueryJointAngle = cw::command("gimbal.query_joint_angle", cw::policy::ack_byte);
+constexpr auto kWaterwaveTrigger = cw::command("gimbal.waterwave_trigger", cw::policy::ack_byte);
+constexpr auto kSubscribeInfo = cw::command("gimbal.subscribe_info", cw::policy::ack_byte);
 
 // Control flags byte of the angle and rate commands.
 constexpr uint8_t kFlagCommand = 0x80;   // bit 7: an angle or rate command

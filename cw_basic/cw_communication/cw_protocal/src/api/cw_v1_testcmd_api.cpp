@@ -13,14 +13,13 @@
 
 namespace {
 
-constexpr cw::Command kVisionAutotest = cw::command("vision.autotest", cw::policy::ack_byte);
+constexpr auto kVisionAutotest = cw::command("vision.autotest", cw::policy::ack_byte);
 constexpr uint8_t kAutotestStart = 1;
 constexpr uint8_t kAutotestStop = 0;
 
 constexpr size_t kDistanceLimitAnswerLen = 2;
 constexpr size_t kDistanceLimitResultAt = 1;
-constexpr cw::Command kDistanceLimit =
-    cw::command("flight.distance_limit", cw::policy::ack_byte_at<kDistanceLimitResultAt>);
+constexpr auto kDistanceLimit = cw::command("flight.distance_limit", cw::policy::ack_byte_at<kDistanceLimitResultAt>);
 
 // The distance-limit request is always the same: 0x07, eight 0x00, fourteen 0x01.
 constexpr std::array<uint8_t, 23> distance_limit_payload() {

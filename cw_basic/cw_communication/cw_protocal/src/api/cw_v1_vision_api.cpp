@@ -13,23 +13,22 @@
 
 namespace {
 
-constexpr cw::Command kSubscribeOaResult = cw::command("vision.subscribe_oa_result", cw::policy::send_only);
-constexpr cw::Command kSubscribeRicResult = cw::command("vision.subscribe_ric_result", cw::policy::send_only);
-constexpr cw::Command kSwitchToPano = cw::command("vision.switch_to_pano", cw::policy::send_only);
-constexpr cw::Command kPanoControl = cw::command("vision.pano_control", cw::policy::send_only);
-constexpr cw::Command kQuickshotBox = cw::command("vision.qs_set_box", cw::policy::send_only);
-constexpr cw::Command kQuickshotEnable = cw::command("vision.qs_enable", cw::policy::send_only);
-constexpr cw::Command kQuickshotParam = cw::command("vision.qs_set_param", cw::policy::send_only);
-constexpr cw::Command kQuickshotIndex = cw::command("vision.qs_set_index", cw::policy::send_only);
-constexpr cw::Command kLapseSubmode =
+constexpr auto kSubscribeOaResult = cw::command("vision.subscribe_oa_result", cw::policy::send_only);
+constexpr auto kSubscribeRicResult = cw::command("vision.subscribe_ric_result", cw::policy::send_only);
+constexpr auto kSwitchToPano = cw::command("vision.switch_to_pano", cw::policy::send_only);
+constexpr auto kPanoControl = cw::command("vision.pano_control", cw::policy::send_only);
+constexpr auto kQuickshotBox = cw::command("vision.qs_set_box", cw::policy::send_only);
+constexpr auto kQuickshotEnable = cw::command("vision.qs_enable", cw::policy::send_only);
+constexpr auto kQuickshotParam = cw::command("vision.qs_set_param", cw::policy::send_only);
+constexpr auto kQuickshotIndex = cw::command("vision.qs_set_index", cw::policy::send_only);
+constexpr auto kLapseSubmode =
     cw::command("vision.lapse_submode", cw::policy::send_only);  // same id as the subscription
-constexpr cw::Command kLapsePoint = cw::command("vision.lapse_point", cw::policy::send_only);
-constexpr cw::Command kLapseGo = cw::command("vision.lapse_go", cw::policy::send_only);
-constexpr cw::Command kLapseRecover = cw::command("vision.lapse_recover", cw::policy::send_only);
-constexpr cw::Command kQs160Mode = cw::command("vision.qs160_mode", cw::policy::send_only);
-constexpr cw::Command kQs160Index =
-    cw::command("vision.qs160_index", cw::policy::send_only);  // also the qs160 go request
-constexpr cw::Command kPanoImageBuf = cw::command("vision.pano_image_buf", cw::policy::send_only);
+constexpr auto kLapsePoint = cw::command("vision.lapse_point", cw::policy::send_only);
+constexpr auto kLapseGo = cw::command("vision.lapse_go", cw::policy::send_only);
+constexpr auto kLapseRecover = cw::command("vision.lapse_recover", cw::policy::send_only);
+constexpr auto kQs160Mode = cw::command("vision.qs160_mode", cw::policy::send_only);
+constexpr auto kQs160Index = cw::command("vision.qs160_index", cw::policy::send_only);  // also the qs160 go request
+constexpr auto kPanoImageBuf = cw::command("vision.pano_image_buf", cw::policy::send_only);
 
 // The panorama image buffer: a header, then the caller's records.
 constexpr size_t kPanoImageHeaderLen = 8;

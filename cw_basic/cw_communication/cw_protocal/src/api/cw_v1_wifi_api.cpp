@@ -11,15 +11,15 @@
 
 namespace {
 
-constexpr cw::Command kSetChannel = cw::command("wifi.set_channel", cw::policy::send_only);
+constexpr auto kSetChannel = cw::command("wifi.set_channel", cw::policy::send_only);
 constexpr size_t kVersionAnswerLen = 30;
 constexpr size_t kPingReplyAt = 1;
 
 // The ping's result is the radio's reply byte, whatever it is.
-constexpr cw::Command kPing = cw::command("wifi.ping", cw::policy::peer_result<kPingReplyAt>);
-constexpr cw::Command kVersion = cw::command("wifi.version", cw::policy::send_only);
-constexpr cw::Command kOpenWifi = cw::command("wifi.open", cw::policy::peer_result<0>);
-constexpr cw::Command kCloseWifi = cw::command("wifi.close", cw::policy::logged_only);
+constexpr auto kPing = cw::command("wifi.ping", cw::policy::peer_result<kPingReplyAt>);
+constexpr auto kVersion = cw::command("wifi.version", cw::policy::send_only);
+constexpr auto kOpenWifi = cw::command("wifi.open", cw::policy::peer_result<0>);
+constexpr auto kCloseWifi = cw::command("wifi.close", cw::policy::logged_only);
 
 }  // namespace
 
