@@ -110,7 +110,7 @@ fi
 
 # The socket path: 10 s of pushes to four applications (CI keeps it short; docs/aircraft.md has the
 # 10-minute figures).
-if [ "$check" = 1 ]; then
+if [ "$mode" = check ]; then
   scripts/bench_aircraft.sh --check "$build" 10
 else
   scripts/bench_aircraft.sh "$build" 10

@@ -40,9 +40,9 @@ for _ in $(seq "$seconds"); do
     sleep 1
     last=$(rss)
     [ "$last" -gt "$max" ] && max=$last
-    printf '\rbench_aircraft: server RSS %s kB' "$last" >&2
+    if [ -t 2 ]; then printf '\rbench_aircraft: server RSS %s kB' "$last" >&2; fi  # progress on a terminal
 done
-echo >&2
+if [ -t 2 ]; then echo >&2; fi
 wait $(jobs -p | grep -v "^$pid\$") 2>/dev/null || true
 cat "$work"/listen.*
 echo "server memory over ${seconds} s with four applications at 10,000 pushes/s each: RSS first ${first} kB, last ${last} kB, largest ${max} kB"
