@@ -50,8 +50,10 @@ std::string row_of(const std::string &readme, const std::string &fn) {
         }
         const std::string cell = row.substr(0, cell_end);
         for (size_t cut = 0; cut != std::string::npos; cut = fn.find('_', cut + 1)) {
-            if (cell.find("`" + fn.substr(cut) + "`") != std::string::npos ||
-                cell.find("`" + fn.substr(0, cut + 1) + "*`") != std::string::npos) {
+            // Built with append: g++ 12's -Wrestrict misjudges "literal" + std::string at -O2.
+            const std::string whole = std::string("`").append(fn.substr(cut)).append("`");
+            const std::string prefix = std::string("`").append(fn.substr(0, cut + 1)).append("*`");
+            if (cell.find(whole) != std::string::npos || cell.find(prefix) != std::string::npos) {
                 return row;
             }
         }
