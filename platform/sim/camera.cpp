@@ -19,6 +19,27 @@ constexpr double kPhotoS = 0.4;  // busy while a photo is taken
 constexpr uint8_t kWrongMode = 3;
 constexpr uint8_t kBusy = 4;
 
+// What the shooting commands do in each phase of the camera (rows: idle, recording video; columns:
+// switch mode, take a photo, start video, stop video): the result byte of a refusal (0: carried
+// out, or ignored with its line) and the camera's line saying why.
+enum Phase : uint8_t { kIdle, kRecording, kPhases };
+enum Ask : uint8_t { kSwitch, kPhotoAsk, kStart, kStop, kAsks };
+struct Rule {
+    uint8_t refused;
+    const char *line;
+};
+// clang-format off
+constexpr Rule kRules[kPhases][kAsks] = {
+    // idle
+    {{0, nullptr}, {0, nullptr}, {0, nullptr}, {0, "ignores the stop: not recording"}},
+    // recording video
+    {{kBusy, "refuses the mode switch: recording video"},
+     {kWrongMode, "refuses the photo: recording video"},
+     {0, "ignores the start: already recording"},
+     {0, nullptr}},
+};
+// clang-format on
+
 class Camera : public Model {
 public:
     Camera() : Model("camera") { streams = {{&kCameraData, 1}, {&kCameraStatus, 2}, {&kCameraLens, 1}}; }
@@ -51,11 +72,30 @@ private:
     void query_mode(double, const Req &, Buffer &out) {
         out.put(at(row("camera.query_mode", Dir::Answer), "mode"), mode_);
     }
-    void switch_mode(double t, const Req &r, Buffer &) {
+    // A shooting command the camera carries out in its phase; false when refused or ignored, the
+    // refusal's byte written and the camera's line said.
+    bool allowed(double t, Ask a, Buffer &out) {
+        const Rule &rule = kRules[recording_ ? kRecording : kIdle][a];
+        if (rule.line != nullptr) {
+            say("t=%.1f s: camera %s\n", t, rule.line);
+        }
+        if (rule.refused != 0) {
+            out.u8(0, rule.refused);
+        }
+        return rule.line == nullptr;
+    }
+
+    void switch_mode(double t, const Req &r, Buffer &out) {
+        if (!allowed(t, kSwitch, out)) {
+            return;
+        }
         mode_ = r.in.getu(at(row("camera.switch_mode", Dir::Request), "mode")) == kVideo ? kVideo : kPhoto;
         say("t=%.1f s: camera in %s mode\n", t, mode_ == kVideo ? "video" : "photo");
     }
     void take_photo(double t, const Req &, Buffer &out) {
+        if (!allowed(t, kPhotoAsk, out)) {
+            return;
+        }
         if (mode_ != kPhoto || busy(t)) {
             out.u8(0, mode_ != kPhoto ? kWrongMode : kBusy);
             return;
@@ -69,7 +109,11 @@ private:
             out.u8(0, kWrongMode);
             return;
         }
-        recording_ = r.in.getu(at(row("camera.take_video", Dir::Request), "start")) == 1;
+        const bool start = r.in.getu(at(row("camera.take_video", Dir::Request), "start")) == 1;
+        if (!allowed(t, start ? kStart : kStop, out)) {
+            return;
+        }
+        recording_ = start;
         say("t=%.1f s: camera %s recording\n", t, recording_ ? "starts" : "stops");
     }
     void get_path(double, const Req &, Buffer &out) {

@@ -198,3 +198,33 @@ TEST(Referee, BatteryDrainsInFlightOnly) {
 }
 
 }  // namespace
+
+namespace {
+
+// The camera's shooting commands in each of its phases: what is refused, with which result byte.
+TEST(Referee, TheCameraRefusesWhatItsPhaseForbids) {
+    auto craft = aircraft(5);
+    Pilot p(*craft, 1);
+    const uint16_t cam = trace::kCamera;
+    const struct {
+        uint8_t id;
+        std::vector<uint8_t> payload;
+        uint8_t result;
+    } steps[] = {
+        {2, {1}, 3},   // start video in photo mode: wrong mode
+        {16, {1}, 0},  // to video mode
+        {2, {0}, 0},   // stop while idle: ignored
+        {2, {1}, 0},   // start recording
+        {2, {1}, 0},   // start again: ignored
+        {1, {}, 3},    // photo while recording: wrong mode
+        {16, {0}, 4},  // mode switch while recording: busy
+        {2, {0}, 0},   // stop
+        {16, {0}, 0},  // back to photo mode once idle
+        {1, {}, 0},    // photo
+    };
+    for (const auto &s : steps) {
+        EXPECT_EQ(p.send(2, s.id, s.payload, cam), s.result) << "command " << int(s.id);
+    }
+}
+
+}  // namespace
