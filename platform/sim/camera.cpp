@@ -145,10 +145,17 @@ private:
     }
 
     static constexpr Command<Camera> kCommands[] = {
-        {2, 17, &Camera::query_mode},     {2, 16, &Camera::switch_mode}, {2, 1, &Camera::take_photo},
-        {2, 2, &Camera::take_video},      {2, 146, &Camera::get_path},   {2, 37, &Camera::get_focus_mode},
-        {2, 36, &Camera::set_focus_mode}, {2, 112, &Camera::get_status}, {2, 135, &Camera::focal_length},
-        {2, 162, &Camera::set_focus},     {2, 184, &Camera::zoom},
+        {&row("camera.query_mode", Dir::Request), &Camera::query_mode},
+        {&row("camera.switch_mode", Dir::Request), &Camera::switch_mode},
+        {&row("camera.take_photo", Dir::Request), &Camera::take_photo},
+        {&row("camera.take_video", Dir::Request), &Camera::take_video},
+        {&row("camera.get_path", Dir::Request), &Camera::get_path},
+        {&row("camera.get_focus_mode", Dir::Request), &Camera::get_focus_mode},
+        {&row("camera.set_focus_mode", Dir::Request), &Camera::set_focus_mode},
+        {&row("camera.get_status", Dir::Request), &Camera::get_status},
+        {&row("camera.curr_focus_len", Dir::Request), &Camera::focal_length},
+        {&row("camera.focus", Dir::Request), &Camera::set_focus},
+        {&row("camera.zoom", Dir::Request), &Camera::zoom},
     };
 
     uint8_t mode_ = kPhoto, focus_mode_ = 1;

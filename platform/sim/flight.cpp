@@ -93,7 +93,7 @@ public:
     }
     bool serves(uint16_t receiver) const override { return receiver == kFlight; }
     int result_at(const Req &r) const override {
-        if (r.set == 3 && r.id == 218) {
+        if (is(r, row("flight.identity_read", Dir::Request))) {
             return 1;  // identity and distance limit: the result is byte 1
         }
         return 0;
@@ -414,11 +414,19 @@ private:
     static constexpr const char *kRadiusName = "g_config.flying_limit.max_radius_0";
     static constexpr const char *kRadiusOnName = "g_config.flying_limit.radius_limit_enabled_0";
     static constexpr Command<Flight> kCommands[] = {
-        {3, 21, &Flight::ds_reset},     {3, 20, &Flight::ds_bag_add},   {3, 128, &Flight::control_enable},
-        {3, 141, &Flight::submode},     {3, 142, &Flight::adv_control}, {3, 42, &Flight::function_control},
-        {3, 26, &Flight::switch_oa},    {10, 86, &Flight::heartbeat},   {3, 248, &Flight::param_read},
-        {3, 249, &Flight::param_write}, {3, 171, &Flight::cali_rt},     {3, 218, &Flight::identity},
-        {0, 81, &Flight::serial},
+        {&row("flight.ds_reset", Dir::Request), &Flight::ds_reset},
+        {&row("flight.ds_bag_add", Dir::Request), &Flight::ds_bag_add},
+        {&row("flight.control_enable", Dir::Request), &Flight::control_enable},
+        {&row("flight.submode_set", Dir::Request), &Flight::submode},
+        {&row("flight.adv_control", Dir::Request), &Flight::adv_control},
+        {&row("flight.function_control", Dir::Request), &Flight::function_control},
+        {&row("flight.switch_oa", Dir::Request), &Flight::switch_oa},
+        {&row("flight.heartbeat", Dir::Request), &Flight::heartbeat},
+        {&row("flight.param_read", Dir::Request), &Flight::param_read},
+        {&row("flight.param_write", Dir::Request), &Flight::param_write},
+        {&row("flight.imu_cali_rt", Dir::Request), &Flight::cali_rt},
+        {&row("flight.identity_write", Dir::Request), &Flight::identity},
+        {&row("common.get_sn", Dir::Request), &Flight::serial},
     };
 
     Conditions day_;

@@ -105,8 +105,12 @@ private:
     void subscribe(double, const Req &, Buffer &) { subscribed_ = true; }
 
     static constexpr Command<Gimbal> kCommands[] = {
-        {4, 68, &Gimbal::mode},   {4, 10, &Gimbal::angle}, {4, 12, &Gimbal::rate},
-        {4, 104, &Gimbal::query}, {4, 61, &Gimbal::wave},  {4, 30, &Gimbal::subscribe},
+        {&row("gimbal.mode_control", Dir::Request), &Gimbal::mode},
+        {&row("gimbal.angle_control", Dir::Request), &Gimbal::angle},
+        {&row("gimbal.rate_control", Dir::Request), &Gimbal::rate},
+        {&row("gimbal.query_joint_angle", Dir::Request), &Gimbal::query},
+        {&row("gimbal.waterwave_trigger", Dir::Request), &Gimbal::wave},
+        {&row("gimbal.subscribe_info", Dir::Request), &Gimbal::subscribe},
     };
 
     uint8_t mode_ = 0;

@@ -178,20 +178,19 @@ inline bool routed(const Req &r) {
     return m != nullptr && m->receiver == r.receiver;
 }
 
-// A model's command table: set/id to a member function. A command the table lacks is still served
-// (answered with a zero result byte, no effect) when the link's message table routes it to this
+// A model's command table: a request's row of the link's message table to a member function. A command the table lacks
+// is still served (answered with a zero result byte, no effect) when the link's message table routes it to this
 // receiver: the module knows it, the model just gives it no effect. Anything else is not served.
 template <class M>
 struct Command {
-    uint8_t set;
-    uint8_t id;
+    const trace::Message *msg;
     void (M::*fn)(double t, const Req &r, Buffer &out);
 };
 
 template <class M, size_t N>
 bool dispatch(M &m, const Command<M> (&table)[N], double t, const Req &r, Buffer &out) {
     for (const Command<M> &c : table) {
-        if (c.set == r.set && c.id == r.id) {
+        if (is(r, *c.msg)) {
             (m.*c.fn)(t, r, out);
             return true;
         }

@@ -63,7 +63,7 @@ public:
 
 protected:
     bool command(double t, const Req &r, Buffer &out) override {
-        if (r.set == 10 && r.id == 116) {  // one id, two commands: told apart by receiver
+        if (is(r, row("vision.lapse_submode", Dir::Request))) {  // one route, two commands: told apart by receiver
             (r.receiver == kVisionResult ? oa_subscribed_ : lapse_armed_) = r.in.get8(0) != 0;
             return true;
         }
@@ -243,8 +243,12 @@ private:
     }
 
     static constexpr Command<Vision> kCommands[] = {
-        {10, 91, &Vision::switch_to_pano}, {10, 62, &Vision::pano_control}, {10, 32, &Vision::qs_box},
-        {10, 41, &Vision::qs_enable},      {10, 120, &Vision::lapse_go},    {16, 27, &Vision::autotest},
+        {&row("vision.switch_to_pano", Dir::Request), &Vision::switch_to_pano},
+        {&row("vision.pano_control", Dir::Request), &Vision::pano_control},
+        {&row("vision.qs_set_box", Dir::Request), &Vision::qs_box},
+        {&row("vision.qs_enable", Dir::Request), &Vision::qs_enable},
+        {&row("vision.lapse_go", Dir::Request), &Vision::lapse_go},
+        {&row("vision.autotest", Dir::Request), &Vision::autotest},
     };
 
     Mission mission_ = Mission::None;
