@@ -24,12 +24,8 @@ constexpr uint8_t kBusy = 4;
 // out, or ignored with its line) and the camera's line saying why.
 enum Phase : uint8_t { kIdle, kRecording, kPhases };
 enum Ask : uint8_t { kSwitch, kPhotoAsk, kStart, kStop, kAsks };
-struct Rule {
-    uint8_t refused;
-    const char *line;
-};
 // clang-format off
-constexpr Rule kRules[kPhases][kAsks] = {
+constexpr PhaseRule kRules[kPhases][kAsks] = {
     // idle
     {{0, nullptr}, {0, nullptr}, {0, nullptr}, {0, "ignores the stop: not recording"}},
     // recording video
@@ -72,17 +68,9 @@ private:
     void query_mode(double, const Req &, Buffer &out) {
         out.put(at(row("camera.query_mode", Dir::Answer), "mode"), mode_);
     }
-    // A shooting command the camera carries out in its phase; false when refused or ignored, the
-    // refusal's byte written and the camera's line said.
-    bool allowed(double t, Ask a, Buffer &out) {
-        const Rule &rule = kRules[recording_ ? kRecording : kIdle][a];
-        if (rule.line != nullptr) {
-            say("t=%.1f s: camera %s\n", t, rule.line);
-        }
-        if (rule.refused != 0) {
-            out.u8(0, rule.refused);
-        }
-        return rule.line == nullptr;
+    // A shooting command the camera carries out in its phase; false when refused or ignored.
+    bool allowed(double t, Ask a, Buffer &out) const {
+        return Model::allowed(t, kRules[recording_ ? kRecording : kIdle][a], out);
     }
 
     void switch_mode(double t, const Req &r, Buffer &out) {

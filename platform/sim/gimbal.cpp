@@ -15,6 +15,32 @@ using namespace layout;
 constexpr double kSlew = 900;                                                // tenths of a degree per second
 constexpr double kLimits[3][2] = {{-900, 300}, {-450, 450}, {-3200, 3200}};  // pitch, roll, yaw
 constexpr double kWaveS = 0.8;
+constexpr uint8_t kBusy = 4;
+
+// What the gimbal's commands do in each phase (rows: free, driven to an angle, turning at a rate,
+// then the same three while a water-wave detection is under way; columns: mode, angle drive,
+// release, rates, yaw reset, joint-angle query, water-wave trigger, subscribe): the result byte of
+// a refusal (0: carried out, or ignored with its line) and the gimbal's line saying why. The
+// detection needs the camera held where it was: the gimbal refuses to be moved until it is done,
+// but the application may always let go of it.
+enum Phase : uint8_t { kFree, kDriven, kTurning, kMotions, kPhases = 2 * kMotions };
+enum Ask : uint8_t { kModeAsk, kDrive, kRelease, kRates, kResetYaw, kQuery, kWaveAsk, kSubscribe, kAsks };
+constexpr PhaseRule kDo{0, nullptr};
+constexpr PhaseRule kNotDriven{0, "ignores the release: not driven"};
+constexpr PhaseRule kWaveRuns{0, "ignores the water-wave trigger: a detection is under way"};
+constexpr PhaseRule kNoDrive{kBusy, "refuses the angle drive: water-wave detection under way"};
+constexpr PhaseRule kNoRates{kBusy, "refuses the rates: water-wave detection under way"};
+constexpr PhaseRule kNoReset{kBusy, "refuses the yaw reset: water-wave detection under way"};
+// clang-format off
+constexpr PhaseRule kRules[kPhases][kAsks] = {
+    /* free     */ {kDo, kDo, kNotDriven, kDo, kDo, kDo, kDo, kDo},
+    /* driven   */ {kDo, kDo, kDo, kDo, kDo, kDo, kDo, kDo},
+    /* turning  */ {kDo, kDo, kDo, kDo, kDo, kDo, kDo, kDo},
+    /* free, detecting water waves    */ {kDo, kNoDrive, kNotDriven, kNoRates, kNoReset, kDo, kWaveRuns, kDo},
+    /* driven, detecting water waves  */ {kDo, kNoDrive, kDo, kNoRates, kNoReset, kDo, kWaveRuns, kDo},
+    /* turning, detecting water waves */ {kDo, kNoDrive, kDo, kNoRates, kNoReset, kDo, kWaveRuns, kDo},
+};
+// clang-format on
 
 class Gimbal : public Model {
 public:
@@ -63,13 +89,28 @@ protected:
     }
 
 private:
-    void mode(double t, const Req &r, Buffer &) {
+    // A command the gimbal carries out in its phase; false when refused or ignored.
+    bool allowed(double t, Ask a, Buffer &out) const { return Model::allowed(t, kRules[phase()][a], out); }
+    uint8_t phase() const {
+        const bool turning = rate_[0] != 0 || rate_[1] != 0 || rate_[2] != 0;
+        const uint8_t motion = driving_ ? kDriven : (turning ? kTurning : kFree);
+        return wave_at_ > 0 ? motion + kMotions : motion;
+    }
+
+    void mode(double t, const Req &r, Buffer &out) {
+        if (!allowed(t, kModeAsk, out)) {
+            return;
+        }
         mode_ = static_cast<uint8_t>(r.in.getu(at(row("gimbal.mode_control", Dir::Request), "mode")));
         say("t=%.1f s: gimbal mode %u\n", t, mode_);
     }
-    void angle(double t, const Req &r, Buffer &) {
+    void angle(double t, const Req &r, Buffer &out) {
         constexpr const trace::Message &req = row("gimbal.angle_control", Dir::Request);
-        driving_ = (r.in.getu(at(req, "flags")) & kFlagsDrive) != 0;  // clear: control released
+        const bool drive = (r.in.getu(at(req, "flags")) & kFlagsDrive) != 0;  // clear: control released
+        if (!allowed(t, drive ? kDrive : kRelease, out)) {
+            return;
+        }
+        driving_ = drive;
         constexpr const trace::Field *angles[] = {&at(req, "angle0"), &at(req, "angle1"), &at(req, "angle2")};
         for (size_t i = 0; i < 3 && driving_; ++i) {
             target_[i] = r.in.get(*angles[i]);
@@ -80,9 +121,13 @@ private:
                 target_[2] / 10);
         }
     }
-    void rate(double, const Req &r, Buffer &) {
+    void rate(double t, const Req &r, Buffer &out) {
         constexpr const trace::Message &req = row("gimbal.rate_control", Dir::Request);
-        if (r.in.getu(at(req, "flags")) == kFlagsResetYaw) {
+        const bool reset = r.in.getu(at(req, "flags")) == kFlagsResetYaw;
+        if (!allowed(t, reset ? kResetYaw : kRates, out)) {
+            return;
+        }
+        if (reset) {
             driving_ = true;
             target_[0] = angle_[0];
             target_[1] = angle_[1];
@@ -95,14 +140,25 @@ private:
             rate_[i] = r.in.get(*rates[i]);
         }
     }
-    void query(double, const Req &, Buffer &out) {
+    void query(double t, const Req &, Buffer &out) {
+        if (!allowed(t, kQuery, out)) {
+            return;
+        }
         constexpr const trace::Message &ans = row("gimbal.query_joint_angle", Dir::Answer);
         out.put(at(ans, "first"), angle_[0]);
         out.put(at(ans, "second"), angle_[1]);
         out.put(at(ans, "third"), angle_[2]);
     }
-    void wave(double t, const Req &, Buffer &) { wave_at_ = t + kWaveS; }
-    void subscribe(double, const Req &, Buffer &) { subscribed_ = true; }
+    void wave(double t, const Req &, Buffer &out) {
+        if (allowed(t, kWaveAsk, out)) {
+            wave_at_ = t + kWaveS;
+        }
+    }
+    void subscribe(double t, const Req &, Buffer &out) {
+        if (allowed(t, kSubscribe, out)) {
+            subscribed_ = true;
+        }
+    }
 
     static constexpr Command<Gimbal> kCommands[] = {
         {&row("gimbal.mode_control", Dir::Request), &Gimbal::mode},

@@ -125,6 +125,13 @@ public:
 // What a model says about itself on the stand-in's diagnostics (stderr unless quiet).
 void say(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 
+// What a command does in one phase of a module: the result byte of a refusal (0: carried out, or
+// ignored with its line) and the module's line saying why (none: carried out).
+struct PhaseRule {
+    uint8_t refused;
+    const char *line;
+};
+
 class Model {
 public:
     // One periodic message: its rate (changed by scenarios) and when it is next due.
@@ -163,6 +170,17 @@ protected:
     // Whether the application asked for the stream (a subscription) rather than it always flowing.
     virtual bool subscribed(const Stream &) const { return false; }
     virtual void fill(const Stream &s, double t, Buffer &m) = 0;
+    // Whether a command is carried out by the rule of the module's phase: when it is not, the
+    // module's line is said and a refusal's byte written.
+    bool allowed(double t, const PhaseRule &rule, Buffer &out) const {
+        if (rule.line != nullptr) {
+            say("t=%.1f s: %s %s\n", t, name_, rule.line);
+        }
+        if (rule.refused != 0) {
+            out.u8(0, rule.refused);
+        }
+        return rule.line == nullptr;
+    }
     virtual void version(Buffer &out) const {
         out.u8(0, 0);
         out.put(layout::kVersion, 0x01020300);  // 1.2.3.0

@@ -227,4 +227,40 @@ TEST(Referee, TheCameraRefusesWhatItsPhaseForbids) {
     }
 }
 
+// The gimbal while it looks for water waves and after: moving it is refused, a second trigger ignored.
+TEST(Referee, TheGimbalHoldsStillWhileItLooksForWaterWaves) {
+    auto craft = aircraft(5);
+    Pilot p(*craft, 1);
+    const uint16_t gimbal = trace::kGimbal;
+    const std::vector<uint8_t> drive = {0x3E, 0xFE, 0, 0, 0, 0, 0, 0, 0x80, 0, 0};  // pitch to -45 degrees
+    const std::vector<uint8_t> release(11, 0), rates = {100, 0, 0, 0, 0, 0, 0}, reset = {0, 0, 0, 0, 0, 0, 0x20};
+    const struct {
+        uint8_t id;
+        std::vector<uint8_t> payload;
+        uint8_t result;
+    } detecting[] =
+        {
+            {10, release, 0},  // release while free: ignored
+            {61, {1}, 0},      // water-wave detection starts
+            {61, {1}, 0},      // a second trigger: ignored
+            {10, drive, 4},    // moving the gimbal: busy
+            {12, rates, 4},    // turning it
+            {12, reset, 4},    // turning its yaw back
+            {68, {1}, 0},      // its mode may change
+            {10, release, 0},  // and the application may let go
+        },
+      done[] = {
+          {10, drive, 0},  // once the detection is done, the gimbal moves again
+          {12, rates, 0},
+          {12, reset, 0},
+      };
+    for (const auto &s : detecting) {
+        EXPECT_EQ(p.send(4, s.id, s.payload, gimbal), s.result) << "command " << int(s.id);
+    }
+    p.fly(1.2);
+    for (const auto &s : done) {
+        EXPECT_EQ(p.send(4, s.id, s.payload, gimbal), s.result) << "command " << int(s.id) << " after the detection";
+    }
+}
+
 }  // namespace
