@@ -226,7 +226,8 @@ void numbers_of(const toml::node &node, const char *table, const NumberKey (&key
         throw Bad{line_of(node), std::string(table) + " must be a table ([" + table + "]) of " + listed(known)};
     }
     for (const auto &[key, value] : *t) {
-        const NumberKey *k = std::find_if(keys, keys + N, [&](const NumberKey &c) { return key.str() == c.key; });
+        const std::string_view name = key.str();  // clang 14's lambdas cannot capture a structured binding
+        const NumberKey *k = std::find_if(keys, keys + N, [name](const NumberKey &c) { return name == c.key; });
         if (k == keys + N) {
             throw Bad{line_of(value), "unknown key \"" + std::string(key.str()) + "\" in [" + table +
                                           "] (known: " + listed(known) + ")"};
