@@ -10,7 +10,7 @@
 namespace cw::camera {
 
 // The camera's status message as one item: a push stores all three at once.
-struct StatusData {
+struct alignas(4) StatusData {  // one word: every compiler keeps its atomic lock-free and inline
     uint8_t busy;
     uint8_t mode_profile;
     uint8_t core_board_temp;
