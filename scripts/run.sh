@@ -4,6 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh --host-only
-cmake -S . -B build-run -DCW_BUILD_TESTS=OFF > /dev/null
-cmake --build build-run -j "$(nproc)" --target demo_quick_shot cirrow-sim
-exec build-run/platform/sim/cirrow-sim -- build-run/platform/sim/demos/demo_quick_shot
+# The build directory the README's demo, Wireshark and test commands use.
+cmake -S . -B build > /dev/null
+cmake --build build -j "$(nproc)" --target demo_quick_shot cirrow-sim cw_dissector
+exec build/platform/sim/cirrow-sim -- build/platform/sim/demos/demo_quick_shot
