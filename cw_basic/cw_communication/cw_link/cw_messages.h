@@ -306,13 +306,15 @@ constexpr size_t elements(const Field &f, size_t len) {
 // Never defined: a lookup that reaches it is not a constant expression, so the build stops there.
 [[noreturn]] void no_such_message_or_field();
 
-// A row by name and direction.
+// A row by name and direction. Looked up by index, never by comparing a pointer with null: g++'s
+// null-pointer sanitizer makes such a comparison non-constant.
 consteval const Message &named(std::string_view name, Dir dir) {
-    const Message *m = find(name, dir);
-    if (m == nullptr) {
-        no_such_message_or_field();
+    for (const Message &m : kMessages) {
+        if (m.dir == dir && name == m.name) {
+            return m;
+        }
     }
-    return *m;
+    no_such_message_or_field();
 }
 
 // A push's row by name.
@@ -320,11 +322,12 @@ consteval const Message &push(std::string_view name) { return named(name, Dir::P
 
 // The offset of a field of `m` by name.
 consteval size_t offset_of(const Message &m, std::string_view name) {
-    const Field *f = field(m, name);
-    if (f == nullptr) {
-        no_such_message_or_field();
+    for (const Field &f : m.field_list()) {
+        if (name == f.name) {
+            return f.offset;
+        }
     }
-    return f->offset;
+    no_such_message_or_field();
 }
 
 // One past the last byte the fields of `m` describe (a repeated-to-the-end field counts one element).
