@@ -45,7 +45,7 @@ struct Pilot {
         r.payload_len = static_cast<uint32_t>(payload.size());
         r.resp_len = 2;
         r.timeout = 200000;
-        std::memcpy(r.payload, payload.data(), payload.size());
+        std::copy(payload.begin(), payload.end(), r.payload);  // an empty payload has no data() to copy from
         uint8_t resp[2] = {0xEE, 0xEE};
         uint32_t delay = 0;
         return craft.request(app, r, resp, 2, &delay) == 0 && delay <= r.timeout ? resp[0] : 0xEE;

@@ -20,7 +20,7 @@ std::string write(const std::string &name, const std::string &text) {
     return path;
 }
 
-void le(std::string &s, uint32_t v, int n) {
+void le(std::string &s, uint64_t v, int n) {
     for (int i = 0; i < n; ++i) {
         s += static_cast<char>(v >> (8 * i));
     }
