@@ -22,7 +22,7 @@ std::string write(const std::string &name, const std::string &text) {
 
 void le(std::string &s, uint64_t v, int n) {
     for (int i = 0; i < n; ++i) {
-        s += static_cast<char>(v >> (8 * i));
+        s += static_cast<char>(i < 8 ? v >> (8 * i) : 0);  // past the value's 8 bytes: zeros
     }
 }
 
