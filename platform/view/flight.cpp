@@ -25,21 +25,22 @@ constexpr double kStep = 0.1;
 constexpr size_t kMaxPoints = 8192;
 constexpr double kDefaultRadius = 500;  // metres, the flight controller's radius limit as it boots
 
-const Message &row(std::string_view name, Dir dir) { return *cw::link::find(name, dir); }
+// Rows by name at compile time, as the library looks them up: a misspelt name does not build.
+consteval const Message &row(std::string_view name, Dir dir) { return cw::link::named(name, dir); }
 
-const Message &kFcState = row("flight.fc_state", Dir::Push);
-const Message &kFcSensor = row("flight.fc_sensor", Dir::Push);
-const Message &kParamWrite = row("flight.param_write", Dir::Request);
-const Message &kGimbalInfo = row("gimbal.info", Dir::Push);
-const Message &kSwitchMode = row("camera.switch_mode", Dir::Request);
-const Message &kQueryMode = row("camera.query_mode", Dir::Answer);
-const Message &kTakePhoto = row("camera.take_photo", Dir::Request);
-const Message &kPanoStatus = row("vision.pano_status", Dir::Push);
-const Message &kPanoResult = row("vision.pano_result", Dir::Push);
-const Message &kQsResult = row("vision.qs_result", Dir::Push);
-const Message &kQsFinished = row("vision.qs_finished", Dir::Push);
-const Message &kLapseResult = row("vision.lapse_result", Dir::Push);
-const Message &kSticks = row("rc.sticks", Dir::Push);
+constexpr const Message &kFcState = row("flight.fc_state", Dir::Push);
+constexpr const Message &kFcSensor = row("flight.fc_sensor", Dir::Push);
+constexpr const Message &kParamWrite = row("flight.param_write", Dir::Request);
+constexpr const Message &kGimbalInfo = row("gimbal.info", Dir::Push);
+constexpr const Message &kSwitchMode = row("camera.switch_mode", Dir::Request);
+constexpr const Message &kQueryMode = row("camera.query_mode", Dir::Answer);
+constexpr const Message &kTakePhoto = row("camera.take_photo", Dir::Request);
+constexpr const Message &kPanoStatus = row("vision.pano_status", Dir::Push);
+constexpr const Message &kPanoResult = row("vision.pano_result", Dir::Push);
+constexpr const Message &kQsResult = row("vision.qs_result", Dir::Push);
+constexpr const Message &kQsFinished = row("vision.qs_finished", Dir::Push);
+constexpr const Message &kLapseResult = row("vision.lapse_result", Dir::Push);
+constexpr const Message &kSticks = row("rc.sticks", Dir::Push);
 
 // The flight controller's parameters are addressed by a hash of their name.
 constexpr uint32_t param_hash(std::string_view name) {
