@@ -15,14 +15,16 @@
 
 namespace {
 
+// Pushes arrive on the stand-in's reader thread while main waits for the first.
 std::atomic<int> g_pushes{0};
-uint8_t g_first[2];
+std::atomic<int> g_first[2];
 
 int32_t on_push(const uint8_t *p) {
-    if (g_pushes++ == 0) {
+    if (g_pushes.load() == 0) {
         g_first[0] = p[0];
         g_first[1] = p[1];
     }
+    ++g_pushes;
     return 0;
 }
 
@@ -45,7 +47,7 @@ int main(int argc, char **argv) {
         for (int i = 0; i < 400 && g_pushes.load() == 0; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
-        std::printf("pushes %d first %d %d\n", g_pushes.load(), g_first[0], g_first[1]);
+        std::printf("pushes %d first %d %d\n", g_pushes.load(), g_first[0].load(), g_first[1].load());
         mbus_link_unregister_v1_callback(set, id, on_push);
     } else if (argc >= 3 && std::strcmp(argv[1], "dm") == 0) {
         const mbus_dm_key_t key{static_cast<uint32_t>(arg(argv, 2)), 0};
