@@ -17,15 +17,32 @@ targets=(push record text answer aircraft)
 cmake --build "$build" -j "$(nproc)" --target "${targets[@]/#/fuzz_}"
 declare -A max_len=([push]=4096 [record]=1100 [text]=512 [answer]=512 [aircraft]=8192)
 mkdir -p "$build/artifacts"
-status=0
-for t in "${targets[@]}"; do
+
+# One target for its time; prints its executions, and on a crash what it found.
+fuzz_one() {
+    local t=$1 log="$build/fuzz_$1.log" status=0
     mkdir -p "$build/corpus/$t"
-    log="$build/fuzz_$t.log"
-    if ! MBUS_QUIET=1 "$build/fuzz/fuzz_$t" -max_total_time="$seconds" -max_len="${max_len[$t]}" -timeout=10 \
-        -print_final_stats=1 -artifact_prefix="$build/artifacts/$t-" "$build/corpus/$t" "fuzz/corpus/$t" >"$log" 2>&1; then
-        status=1
+    MBUS_QUIET=1 "$build/fuzz/fuzz_$t" -max_total_time="$seconds" -max_len="${max_len[$t]}" -timeout=10 \
+        -print_final_stats=1 -artifact_prefix="$build/artifacts/$t-" "$build/corpus/$t" "fuzz/corpus/$t" \
+        >"$log" 2>&1 || status=1
+    if [ $status -ne 0 ]; then
         grep -E "ERROR|SUMMARY|Test unit written" "$log" || tail -20 "$log"
     fi
     printf 'fuzz_%-7s %10s execs in %ss\n' "$t" "$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")" "$seconds"
+    return $status
+}
+
+# As many targets at once as there are cores, each for its full time.
+status=0
+cores=$(nproc)
+for ((i = 0; i < ${#targets[@]}; i += cores)); do
+    pids=()
+    for t in "${targets[@]:i:cores}"; do
+        fuzz_one "$t" &
+        pids+=($!)
+    done
+    for pid in "${pids[@]}"; do
+        wait "$pid" || status=1
+    done
 done
 exit "$status"
