@@ -116,7 +116,8 @@
     drawSticks(s.sticks);
     var apps = $('apps');
     apps.innerHTML = '';
-    (s.apps.length ? s.apps : ['none attached']).forEach(function (a) {
+    // A capture records the link, not who was attached nor what the referee said.
+    (s.apps.length ? s.apps : [recorded ? 'not in a capture' : 'none attached']).forEach(function (a) {
       var li = document.createElement('li');
       li.textContent = a;
       apps.appendChild(li);
@@ -132,7 +133,8 @@
       tr.append('td').attr('class', 'n').text(recorded ? (span > 0 ? (r.count / span).toFixed(1) : '–') : r.rate);
       tr.append('td').attr('class', 'n').text(r.count);
     });
-    text('report', s.report || 'no report yet');
+    text('report', s.report || (recorded ? 'not in a capture: the referee reports live and at the end of a run' :
+      'no report yet'));
   }
 
   function apply(s) {
