@@ -113,25 +113,39 @@ void mbus_ctl_reset(void) {
         level = mbus::Config{}.log_level;  // unset, or changed by the application since: the default
     }
     State &s = st();
-    std::lock_guard<std::mutex> lock(s.mu);
-    s.scripts.clear();
-    s.peers.clear();
-    s.requests.clear();
-    s.handlers.clear();
-    s.registrations.clear();
-    s.logs.clear();
-    s.heads = 0;
-    s.max_level = level;
-    s.dumps.clear();
-    s.boot_time = 0;
-    s.imu.fill(0);
-    s.dm_take_fault = 0;
-    s.dm_return_fault = 0;
-    // Items still taken stay outstanding: whoever holds them will return them later.
-    s.receivers.clear();
-    s.tm_fault = 0;
-    s.tm_fault_count = 0;
-    s.messages.clear();
+    std::vector<uint16_t> forgotten;
+    const mbus::AircraftHooks *aircraft = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(s.mu);
+        for (const auto &h : s.handlers) {
+            forgotten.push_back(h.first);
+        }
+        aircraft = s.aircraft;
+        s.scripts.clear();
+        s.peers.clear();
+        s.requests.clear();
+        s.handlers.clear();
+        s.registrations.clear();
+        s.logs.clear();
+        s.heads = 0;
+        s.max_level = level;
+        s.dumps.clear();
+        s.boot_time = 0;
+        s.imu.fill(0);
+        s.dm_take_fault = 0;
+        s.dm_return_fault = 0;
+        // Items still taken stay outstanding: whoever holds them will return them later.
+        s.receivers.clear();
+        s.tm_fault = 0;
+        s.tm_fault_count = 0;
+        s.messages.clear();
+    }
+    // The virtual aircraft keeps its own account of who takes which push: the handlers are gone.
+    if (aircraft != nullptr && aircraft->handler != nullptr) {
+        for (const uint16_t key : forgotten) {
+            aircraft->handler(aircraft->ctx, static_cast<uint8_t>(key >> 8), static_cast<uint8_t>(key & 0xFF), false);
+        }
+    }
 }
 
 }  // extern "C"

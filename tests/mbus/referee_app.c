@@ -65,6 +65,14 @@ int main(int argc, char **argv) {
         pause_s(0.3);
         return r != 0;
     }
+    if (strcmp(mistake, "reset") == 0) { /* the link's reset forgets the handler: the aircraft must too */
+        cw_flight_module_init();
+        cw_register_v1_flight_data();
+        mbus_ctl_reset();
+        int32_t r = cw_flight_reset_and_subscribe();
+        pause_s(0.3);
+        return r != 0;
+    }
     if (strcmp(mistake, "mission") == 0) {
         cw_flight_module_init();
         int32_t r = cw_v1_vision_pano_control(1);
