@@ -84,11 +84,12 @@ echo "$budgets" | awk -v runs="$runs" -v check="$([ "$mode" = check ] && echo 1 
   }
   END {
     # A getter of a smaller record costs no more than one of a larger record, but for the one
-    # extra load and store a size that is not a multiple of 8 bytes takes.
+    # extra load and store a size that is not a multiple of 8 bytes takes, and the one add that
+    # puts the address of the published slot in a register for those two moves.
     split("fc_state gimbal_info motor sensor", order, " ")
     for (i = 1; i < 4; i++) for (j = i + 1; j <= 4; j++) {
       a = "get_" order[i]; b = "get_" order[j]
-      if (cost[a] > cost[b] + 2) { printf "OVER: %s (%d B) costs more than %s (%d B)\n", a, bytes[a], b, bytes[b]; bad++ }
+      if (cost[a] > cost[b] + 3) { printf "OVER: %s (%d B) costs more than %s (%d B)\n", a, bytes[a], b, bytes[b]; bad++ }
     }
     printf "fc_state_line: %.1f instructions (its share of a flight state push: %.1f)\n", per("fc_state_line"), per("fc_state_line") / 102
     if (check && bad) { printf "bench: %d figure(s) over budget\n", bad; exit 1 }

@@ -64,12 +64,14 @@ public:
         return true;
     }
 
-    // A cell writer's fill (see Latest::write) that also counts one event: true when it is due.
-    template <class Fill>
-    auto counting(Fill &fill) {
-        return [this, &fill](unsigned char *rec) {
+    // A cell writer's fill (see Latest::write) that also counts one event: when it is due, what
+    // `shown(rec)` reads of the record just laid out, else -1. Nothing is left to read after the
+    // hold, so a push handler keeps nothing of its message for the rare line.
+    template <class Fill, class Shown>
+    auto counting(Fill fill, Shown shown) {
+        return [this, fill, shown](unsigned char *rec) {
             fill(rec);
-            return tick();
+            return tick() ? int(shown(rec)) : -1;
         };
     }
 

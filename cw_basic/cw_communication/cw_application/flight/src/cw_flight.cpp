@@ -56,11 +56,11 @@ constexpr uint8_t kFlytestHeartbeat = 50;
 
 namespace cw::flight {
 Latest<FcMotorState> g_motor_state;
-Latest<FcState> g_fc_state;
+FcStateCell g_fc_state;
 Latest<FcSensor> g_fc_sensor;
 Latest<QtHeartbeat> g_qt_heartbeat;
 Word<uint8_t> g_qt_proc_status;
-HeldThrottle<102> g_fc_state_log;
+// (the flight state line's countdown is in g_fc_state)
 }  // namespace cw::flight
 
 using cw::flight::g_fc_sensor;
@@ -85,8 +85,8 @@ extern "C" int32_t cw_flight_update_fc_motor_state(const FcMotorState *state) {
 
 extern "C" int32_t cw_flight_update_fc_state(const FcState *state) {
     CW_REQUIRE(state);
-    cw::flight::store_fc_state([state](unsigned char *rec) { std::memcpy(rec, state, sizeof *state); },
-                               [state] { return state->byte8; });
+    // The state line shows the record's byte 8, read from the cell under the same hold.
+    cw::flight::store_fc_state([state](unsigned char *rec) { std::memcpy(rec, state, sizeof *state); });
     return 0;
 }
 

@@ -37,15 +37,15 @@ constexpr uint8_t kQuickTestHeartbeat = 1;  // kind of a 34/73 heartbeat message
 
 cw::Throttle g_heartbeat_log;
 
+// Written in place while the cell is held (the layout is below, after the other handlers): the
+// record is the message with its first byte split into its two halves and a zero byte at the end,
+// so the handler stages nothing on its stack.
+void lay_out_motor_state(unsigned char *rec, const uint8_t *payload);
+
 int32_t cw_v1_flight_cb_motor_state(const uint8_t *payload) {
-    const uint8_t state = payload[offset_of(kMotorState, "state")];
-    FcMotorState s{};
-    s.byte0_low = static_cast<uint8_t>(state & 0x0F);
-    s.byte0_high = static_cast<uint8_t>(state >> 4);
-    cw::le::get_n(s.words1, payload, offset_of(kMotorState, "speeds"), 8);
-    cw::le::get_n(s.words17, payload, offset_of(kMotorState, "currents"), 8);
-    s.byte33 = payload[offset_of(kMotorState, "spinning")];
-    cw::flight::g_motor_state.store(s);
+    cw::flight::g_motor_state.write([payload](unsigned char *rec) {  // all 36 bytes
+        lay_out_motor_state(rec, payload);
+    });
     return 0;
 }
 
@@ -56,12 +56,12 @@ static_assert(offsetof(FcState, word3) == 4 && offsetof(FcState, byte7) == 8 && 
 
 void lay_out_fc_state(unsigned char *rec, const uint8_t *payload) {
     if constexpr (std::endian::native == std::endian::little) {
-        // Three overlapping words: bytes 0-2 and the zero; the two words; bytes 5-11 and the zero.
+        // Three moves: bytes 0-2 and the zero; bytes 3-10; byte 11 and the zero.
         const uint32_t head = cw::le::get<uint32_t>(payload, 0) & 0x00FFFFFFu;
-        const uint64_t tail = cw::le::get<uint64_t>(payload, 4) >> 8;
+        const uint16_t tail = payload[offset_of(kFcState, "battery")];
         std::memcpy(rec, &head, 4);
-        std::memcpy(rec + 4, payload + 3, 4);
-        std::memcpy(rec + 6, &tail, 8);
+        std::memcpy(rec + 4, payload + 3, 8);
+        std::memcpy(rec + 12, &tail, 2);
     } else {
         FcState s{};
         s.byte0 = payload[offset_of(kFcState, "phase")];
@@ -79,8 +79,8 @@ void lay_out_fc_state(unsigned char *rec, const uint8_t *payload) {
 }
 
 int32_t cw_v1_flight_cb_fc_state(const uint8_t *payload) {
-    cw::flight::store_fc_state([payload](unsigned char *rec) { lay_out_fc_state(rec, payload); },
-                               [payload] { return payload[offset_of(kFcState, "flight_state")]; });
+    // The state line shows byte 8 of the record, the message's flight state.
+    cw::flight::store_fc_state([payload](unsigned char *rec) { lay_out_fc_state(rec, payload); });
     return 0;
 }
 
@@ -109,6 +109,29 @@ int32_t cw_v1_cwqt_cb_msg(const uint8_t *payload) {
         return cw_v1_cwqt_cb_heartbeat(payload);
     }
     return 0;
+}
+
+// On little-endian machines: the two halves of byte 0, then bytes 1..33 moved up by one.
+static_assert(offset_of(kMotorState, "speeds") == 1 && offset_of(kMotorState, "currents") == 17 &&
+              offset_of(kMotorState, "spinning") == 33 && sizeof(FcMotorState) == 36);
+
+void lay_out_motor_state(unsigned char *rec, const uint8_t *payload) {
+    const uint8_t state = payload[offset_of(kMotorState, "state")];
+    if constexpr (std::endian::native == std::endian::little) {
+        const auto head = static_cast<uint16_t>((state & 0x0F) | (state >> 4) << 8);
+        const uint16_t tail = payload[offset_of(kMotorState, "spinning")];  // and the closing zero
+        std::memcpy(rec, &head, 2);
+        std::memcpy(rec + 2, payload + offset_of(kMotorState, "speeds"), 32);
+        std::memcpy(rec + 34, &tail, 2);
+    } else {
+        FcMotorState s{};
+        s.byte0_low = static_cast<uint8_t>(state & 0x0F);
+        s.byte0_high = static_cast<uint8_t>(state >> 4);
+        cw::le::get_n(s.words1, payload, offset_of(kMotorState, "speeds"), 8);
+        cw::le::get_n(s.words17, payload, offset_of(kMotorState, "currents"), 8);
+        s.byte33 = payload[offset_of(kMotorState, "spinning")];
+        std::memcpy(rec, &s, sizeof s);
+    }
 }
 
 constexpr std::array<cw::PushHandler, 5> kFlightHandlers = {{
