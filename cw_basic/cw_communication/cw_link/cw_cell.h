@@ -209,11 +209,19 @@ struct RecordStorage<N, true> {
     template <class Fill>
     auto fill(Fill f) {
         uint32_t buf[kWords] = {};
-        auto r = f(reinterpret_cast<unsigned char *>(buf));
-        for (size_t i = 0; i < kWords; ++i) {
-            w[i].store(buf[i], std::memory_order_release);
+        const auto store = [&] {
+            for (size_t i = 0; i < kWords; ++i) {
+                w[i].store(buf[i], std::memory_order_release);
+            }
+        };
+        if constexpr (std::is_void_v<decltype(f(nullptr))>) {
+            f(reinterpret_cast<unsigned char *>(buf));
+            store();
+        } else {
+            auto r = f(reinterpret_cast<unsigned char *>(buf));
+            store();
+            return r;
         }
-        return r;
     }
 };
 
