@@ -19,6 +19,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <thread>
 #include <vector>
 
@@ -131,14 +132,33 @@ protected:
         }
     }
     // A normal-priority writer storing whole records (every byte one counter) as fast as it can.
-    std::thread busy_writer(std::atomic<bool> &stop, std::atomic<uint64_t> &writes) {
-        return std::thread([&] {
+    std::thread busy_writer() {
+        return std::thread([this] {
             become(cpu_, 0);
-            for (uint8_t c = 0; !stop; ++c, ++writes) {
+            for (uint8_t c = 0; !stop_; ++c, ++writes_) {
                 const GimbalInfo g = filled(c);
                 cw_gimbal_update_main_gimbal_info(&g);
             }
         });
+    }
+    // A SCHED_FIFO poller at priority 20 reading the record every millisecond.
+    std::thread rt_reader(Timings &reads) {
+        return periodic(cpu_, 20, stop_, refused_, reads, [this] {
+            GimbalInfo g;
+            cw_gimbal_get_main_gimbal_info(&g);
+            torn_ += !whole(g);
+        });
+    }
+    // Lets the threads run for the case's time, stops them and checks what every case checks.
+    void run(std::initializer_list<std::thread *> threads) {
+        std::this_thread::sleep_for(std::chrono::seconds(run_seconds()));
+        stop_ = true;
+        for (std::thread *t : threads) {
+            t->join();
+        }
+        ASSERT_FALSE(refused_);
+        EXPECT_EQ(torn_, 0);
+        EXPECT_GT(writes_, 0u);
     }
     void report(const char *what, const Timings &t) {
         std::printf("%s: %zu calls, worst %.3f ms, 99.9th percentile %.1f us\n", what, t.ns.size(), t.worst() / 1e6,
@@ -147,51 +167,30 @@ protected:
         EXPECT_LT(t.worst(), kBound) << what << ": one call took " << t.worst() / 1e6 << " ms";
     }
     const int cpu_ = one_cpu();
+    std::atomic<bool> stop_{false}, refused_{false};
+    std::atomic<uint64_t> writes_{0};
+    std::atomic<int> torn_{0};
 };
 
 TEST_F(Realtime, AReaderNeverWaitsForAPreemptedWriter) {
-    std::atomic<bool> stop{false}, refused{false};
-    std::atomic<uint64_t> writes{0};
-    std::atomic<int> torn{0};
     Timings reads;
-    std::thread writer = busy_writer(stop, writes);
-    std::thread reader = periodic(cpu_, 20, stop, refused, reads, [&] {
-        GimbalInfo g;
-        cw_gimbal_get_main_gimbal_info(&g);
-        torn += !whole(g);
-    });
-    std::this_thread::sleep_for(std::chrono::seconds(run_seconds()));
-    stop = true;
-    reader.join(), writer.join();
-    ASSERT_FALSE(refused);
+    std::thread writer = busy_writer();
+    std::thread reader = rt_reader(reads);
+    run({&reader, &writer});
     report("SCHED_FIFO reader beside a normal writer", reads);
-    EXPECT_EQ(torn, 0);
-    EXPECT_GT(writes, 0u);
 }
 
 TEST_F(Realtime, WritersOfOneRecordAtDifferentPrioritiesNeverWaitLong) {
-    std::atomic<bool> stop{false}, refused{false};
-    std::atomic<uint64_t> writes{0};
-    std::atomic<int> torn{0};
     Timings reads, rt_writes;
-    std::thread low = busy_writer(stop, writes);
-    std::thread high = periodic(cpu_, 10, stop, refused, rt_writes, [c = uint8_t(0)]() mutable {
+    std::thread low = busy_writer();
+    std::thread high = periodic(cpu_, 10, stop_, refused_, rt_writes, [c = uint8_t(0)]() mutable {
         const GimbalInfo g = filled(++c);
         cw_gimbal_update_main_gimbal_info(&g);
     });
-    std::thread reader = periodic(cpu_, 20, stop, refused, reads, [&] {
-        GimbalInfo g;
-        cw_gimbal_get_main_gimbal_info(&g);
-        torn += !whole(g);
-    });
-    std::this_thread::sleep_for(std::chrono::seconds(run_seconds()));
-    stop = true;
-    reader.join(), high.join(), low.join();
-    ASSERT_FALSE(refused);
+    std::thread reader = rt_reader(reads);
+    run({&reader, &high, &low});
     report("SCHED_FIFO writer beside a normal writer of the same record", rt_writes);
     report("SCHED_FIFO reader beside both", reads);
-    EXPECT_EQ(torn, 0);
-    EXPECT_GT(writes, 0u);
 }
 
 }  // namespace
