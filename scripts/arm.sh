@@ -18,6 +18,6 @@ scripts/footprint.sh "$build"
 scripts/check_install.sh --aircraft "$build"
 
 # The ARM demos against the aircraft on the desk.
-[ -f "$host/CMakeCache.txt" ] || cmake -S . -B "$host" -DCW_WERROR=ON >/dev/null
+[ -f "$host/CMakeCache.txt" ] || cmake --preset default -B "$host" >/dev/null  # the main job's configuration
 cmake --build "$host" -j "$(nproc)" --target cirrow-aircraft
 scripts/fly_arm.sh "$host/platform/aircraft/cirrow-aircraft" "$build/platform/sim/demos"

@@ -88,9 +88,15 @@ grep -q '^take control: 0$' "$tmp/app.out" || fail "the README example: $(cat "$
 "$prefix/bin/cirrow-sim" -- "$tmp/app" > "$tmp/app_sim.out" 2> "$tmp/app_sim.err" ||
     fail "the README example failed under the installed cirrow-sim"
 grep -q '^link summary: 2 requests (0 failed)' "$tmp/app_sim.err" || fail "cirrow-sim printed no link summary"
-# The host tools beside the stand-in: trace header, dissector, scenario examples.
-for f in include/cirrow-platform/mbus_trace.h share/cirrow/cirrow.lua share/cirrow/scenarios/fault.toml; do
+# The host tools beside the stand-in: trace header, dissector, scenario examples, the references.
+for f in include/cirrow-platform/mbus_trace.h share/cirrow/cirrow.lua share/cirrow/scenarios/fault.toml \
+         share/doc/cirrow/link_reference.md share/doc/cirrow/scenarios.md; do
     [ -f "$prefix/$f" ] || fail "$f is not installed"
+done
+# The README's install table names every tool and document the install holds.
+for f in "$prefix"/bin/* "$prefix"/share/doc/cirrow/*; do
+    f=${f#"$prefix"/}
+    grep -q "^| \`host-tools\` |.*\`$f\`" "$root/README.md" || fail "$f is installed but not in the README's install table"
 done
 # The headers compile as C++ too.
 # shellcheck disable=SC2046

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -283,6 +284,10 @@ __attribute__((constructor)) void attach_from_environment() {
     static const mbus::AircraftHooks hooks{request, r, tick, 1000000, handler};
     mbus::set_aircraft(&hooks);
     std::atexit(goodbye);
+    // The aircraft writes its lines as they happen, from its own process: the application's go out
+    // a line at a time too, so that in a file they share they stay in the order they happened (as
+    // they do in one process). This runs before main, before anything is written to stdout.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
 }
 
 }  // namespace

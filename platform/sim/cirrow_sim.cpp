@@ -12,11 +12,13 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "input_file.h"
 #ifdef CW_SIM_SCENARIOS
 #include "scenario.h"
 #endif
@@ -36,7 +38,8 @@ constexpr const char *kHelp =
     "  --strict         exit with code 3 when the flight report holds a mistake (notes never count)\n"
     "  --aircraft SOCKET attach to a running cirrow-aircraft instead of flying one in the application\n"
     "                   (its scenario and speed are the aircraft's: give them to cirrow-aircraft)\n"
-    "  --check FILE     check a scenario and exit: 0 when it is good, 2 with file:line: problem\n"
+    "  --check FILE     check a scenario and exit: 0 when it is good, 2 with each problem as\n"
+    "                   file:line: problem, in the file's order\n"
     "  -h, --help       this text\n"
     "\n"
     "environment (read by the stand-in in the application's process):\n"
@@ -56,13 +59,18 @@ constexpr const char *kHelp =
     "  MBUS_AIRCRAFT=SOCKET  attach to cirrow-aircraft on that socket (set by --aircraft)\n"
     "  MBUS_STRICT=1         exit with code 3 when the report holds a mistake (set by --strict)\n";
 
-int usage(const char *problem) {
-    std::fprintf(stderr, "cirrow-sim: %s\n%s", problem, kHelp);
+int usage(const std::string &problem) {
+    std::fprintf(stderr, "cirrow-sim: %s\n%s", problem.c_str(), kHelp);
     return 2;
 }
 
-// Checks a scenario as the stand-in will read it: true when it is good, else the problem on stderr.
+// Checks a scenario as the stand-in will read it: true when it is good, else every problem on
+// stderr. A file that cannot be read is named the same way from --check and from the launcher.
 bool check(const char *path) {
+    if (const std::string problem = sim::input_file_problem(path); !problem.empty()) {
+        std::fprintf(stderr, "cirrow-sim: %s\n", problem.c_str());
+        return false;
+    }
 #ifdef CW_SIM_SCENARIOS
     sim::Scenario s;
     std::string error;
@@ -77,57 +85,86 @@ bool check(const char *path) {
 #endif
 }
 
+// --speed's value, as the stand-in accepts it: a number from 0.01 to 100.
+bool speed_ok(const char *text) {
+    char *end = nullptr;
+    const double v = std::strtod(text, &end);
+    return *text != '\0' && *end == '\0' && std::isfinite(v) && v >= 0.01 && v <= 100;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    int i = 1;
+    // Everything after the first "--" is the application's; options and the scenario come before.
+    int dash = 1;
+    while (dash < argc && std::strcmp(argv[dash], "--") != 0) {
+        ++dash;
+    }
     const char *aircraft = nullptr;  // attach to cirrow-aircraft instead of flying one in the app
-    for (; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
+    const char *scenario = nullptr;
+    const char *speed = nullptr;
+    for (int i = 1; i < dash; ++i) {
         const std::string arg = argv[i];
+        const bool has_value = i + 1 < dash;
         if (arg == "-h" || arg == "--help") {
             std::fputs(kHelp, stdout);
             return 0;
         }
         if (arg == "--check") {
-            if (i + 2 != argc) {
+            if (i != 1 || argc != 3) {
                 return usage("--check takes one scenario file and nothing else");
             }
-            return check(argv[i + 1]) ? 0 : 2;
+            return check(argv[2]) ? 0 : 2;
         }
         if (arg == "--speed") {
-            if (i + 1 >= argc) {
-                return usage("--speed needs a number");
+            if (!has_value) {
+                return usage(dash < argc ? "--speed needs a number before --" : "--speed needs a number");
             }
-            setenv("MBUS_SIM_SPEED", argv[++i], 1);
+            if (!speed_ok(argv[++i])) {
+                return usage(std::string("--speed ") + argv[i] + ": expected a number from 0.01 to 100");
+            }
+            speed = argv[i];
+            setenv("MBUS_SIM_SPEED", speed, 1);
         } else if (arg == "--aircraft") {
-            if (i + 1 >= argc) {
-                return usage("--aircraft needs the aircraft's socket path");
+            if (!has_value) {
+                return usage(dash < argc ? "--aircraft needs the aircraft's socket path before --"
+                                         : "--aircraft needs the aircraft's socket path");
             }
             aircraft = argv[++i];
         } else if (arg == "--strict") {
             setenv("MBUS_STRICT", "1", 1);
         } else if (arg[0] == '-') {
-            return usage(("unknown option " + arg).c_str());
+            return usage("unknown option " + arg);
+        } else if (scenario != nullptr) {
+            return usage("one scenario at a time (got " + std::string(scenario) + " and " + arg + ")");
         } else {
-            if (access(argv[i], R_OK) != 0) {
-                std::fprintf(stderr, "cirrow-sim: cannot read scenario %s: %s\n", argv[i], std::strerror(errno));
-                return 2;
-            }
-            if (!check(argv[i])) {
-                return 2;
-            }
-            char *full = realpath(argv[i], nullptr);
-            setenv("MBUS_SCENARIO", full, 1);
-            std::free(full);
+            scenario = argv[i];
         }
     }
-    if (i + 1 >= argc) {
+    if (dash >= argc) {
+        // Without "--" the application would be read as a scenario: say what is missing instead.
+        return usage(scenario != nullptr ? std::string(scenario) +
+                                               ": no -- before the application (cirrow-sim [options] [scenario.toml] "
+                                               "-- app [args...]; a scenario alone: --check FILE)"
+                                         : "no application to run (after --)");
+    }
+    if (dash + 1 >= argc) {
         return usage("no application to run (after --)");
     }
-    if (aircraft != nullptr && (getenv("MBUS_SCENARIO") != nullptr || getenv("MBUS_SIM_SPEED") != nullptr)) {
-        std::fprintf(stderr, "cirrow-sim: --aircraft flies cirrow-aircraft's scenario and speed: give them to it\n");
-        return 2;
+    if (aircraft != nullptr && (scenario != nullptr || speed != nullptr)) {
+        return usage(std::string(scenario != nullptr ? scenario : "--speed") +
+                     " does not apply with --aircraft: cirrow-aircraft flies its own scenario and speed (give them "
+                     "to it)");
     }
+    if (scenario != nullptr) {
+        if (!check(scenario)) {
+            return 2;
+        }
+        char *full = realpath(scenario, nullptr);
+        setenv("MBUS_SCENARIO", full, 1);
+        std::free(full);
+    }
+    const int i = dash;
     setenv(aircraft != nullptr ? "MBUS_AIRCRAFT" : "MBUS_SIM", aircraft != nullptr ? aircraft : "1", 1);
     setenv("MBUS_ECHO", "readable", 0);  // the run as a person follows it, unless chosen otherwise
     setenv("MBUS_TRACE_SUMMARY", "1", 0);

@@ -59,12 +59,70 @@ std::vector<Served> served_commands(const std::vector<uint16_t> &receivers) {
     return served;
 }
 
+// Every key a scenario may hold: the reader's list (it takes each number's range from here and
+// names the known keys from here) and the Scenarios reference's (scenario_reference()).
+struct Key {
+    const char *section;  // "" for the top level, else the table: battery, wind, event
+    const char *name;
+    double lo, hi;                // a number's range; lo > hi: not a number
+    double Scenario::*field;      // [battery] and [wind]: where the value goes
+    const char *value, *meaning;  // for the reference
+};
+constexpr double kText = 1, kNotNumber = 0;  // lo, hi of a key that is not a number
+
+const Key kKeys[] = {
+    {"", "speed", 0.01, 100, nullptr, "number",
+     "the aircraft's clock against the wall clock (default 1; `cirrow-sim --speed` and `MBUS_SIM_SPEED` "
+     "override it)"},
+    {"", "replay", kText, kNotNumber, nullptr, "text: a capture file",
+     "a capture (written with `MBUS_PCAP`) whose pushes are sent again at their recorded times, counted from "
+     "its first record; the modules whose pushes it holds push nothing of their own, and every request is "
+     "still answered. A relative path is from the scenario's folder"},
+    {"battery", "start", 0, 100, &Scenario::battery_start, "number, percent", "the charge at the start (default 96)"},
+    {"battery", "drain", 0, 100, &Scenario::battery_drain, "number, percent per minute",
+     "the drain in the air, more in the climb, none on the ground (default 3)"},
+    {"battery", "low_at", 0, 86400, &Scenario::low_battery_at, "number, seconds",
+     "on the aircraft's clock: the charge falls to `low` (default: never)"},
+    {"battery", "low", 0, 100, &Scenario::battery_low, "number, percent",
+     "the charge at `low_at` (default 15, under the applications' landing level 19)"},
+    {"wind", "north", -30, 30, &Scenario::wind_north, "number, m/s", "a steady drift north in the air (default 0)"},
+    {"wind", "east", -30, 30, &Scenario::wind_east, "number, m/s", "a steady drift east in the air (default 0)"},
+    {"event", "time", 0, 86400, nullptr, "number, seconds",
+     "when the event starts, on the aircraft's clock (default 0)"},
+    {"event", "module", kText, kNotNumber, nullptr, "text", "the module it changes (required; see \"Modules\")"},
+    {"event", "answer", kText, kNotNumber, nullptr, "`normal`, `refuse`, `late`, `short` or `silent`",
+     "how the module answers from then on (an event sets `answer` or `rate`)"},
+    {"event", "command", kText, kNotNumber, nullptr, "text `\"set/id\"`",
+     "with `answer`: only this command, one the module serves (default: every command)"},
+    {"event", "byte", 0, 255, nullptr, "number", "with `answer = \"refuse\"`: the result byte (default 1)"},
+    {"event", "delay_ms", 0, 60000, nullptr, "number, ms",
+     "with `answer = \"late\"`: how long answers take (default: longer than any timeout)"},
+    {"event", "length", 0, MBUS_LINK_MAX_PAYLOAD, nullptr, "number, bytes",
+     "with `answer = \"short\"`: how many answer bytes arrive (default 0)"},
+    {"event", "rate", 0, 1000, nullptr, "number, per second",
+     "the module's pushes from then on; 0 stops them (an event sets `answer` or `rate`)"},
+    {"event", "push", kText, kNotNumber, nullptr, "text, a message name",
+     "with `rate`: only this message, one the module streams (default: all of them)"},
+};
+
 struct Bad {
     int line;
     std::string what;
 };
 
 int line_of(const toml::node &n) { return static_cast<int>(n.source().begin.line); }
+
+// Every problem of a file is reported, not only the first: each check runs on its own and what it
+// throws is kept.
+using Problems = std::vector<Bad>;
+template <class F>
+void collect(Problems &bad, F &&check) {
+    try {
+        check();
+    } catch (const Bad &b) {
+        bad.push_back(b);
+    }
+}
 
 template <class T>
 T need(const toml::node &n, const char *key, const char *kind) {
@@ -83,6 +141,27 @@ double number(const toml::node &n, const char *key, double lo, double hi) {
         throw Bad{line_of(n), msg};
     }
     return v;
+}
+
+// A number key of `section`, within its range in kKeys.
+double number(const toml::node &n, std::string_view section, const char *key) {
+    for (const Key &k : kKeys) {
+        if (section == k.section && std::string_view(key) == k.name) {
+            return number(n, key, k.lo, k.hi);
+        }
+    }
+    throw Bad{line_of(n), std::string("no range for ") + key};  // a key missing from kKeys: a bug here
+}
+
+// The keys of `section`, as the known ones in an error.
+std::vector<std::string> keys_of(std::string_view section) {
+    std::vector<std::string> names;
+    for (const Key &k : kKeys) {
+        if (section == k.section) {
+            names.emplace_back(k.name);
+        }
+    }
+    return names;
 }
 
 Answer answer_of(const toml::node &n) {
@@ -123,124 +202,129 @@ void only_with(const Event &e, Answer a, int line, const char *key, const char *
     }
 }
 
-Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules) {
+Event event_of(const toml::table &t, const std::vector<ModuleNames> &modules, Problems &bad) {
     const ModuleNames *module = nullptr;
     int push_line = 0, command_line = 0, byte_line = 0, delay_line = 0, length_line = 0;
     Event e;
     e.line = line_of(t);
-    for (const auto &[key, node] : t) {
+    for (const auto &[key, value] : t) {
         const std::string k(key.str());
-        if (k == "time") {
-            e.time = number(node, "time", 0, 86400);
-        } else if (k == "module") {
-            e.module = need<std::string>(node, "module", "a text");
-            std::vector<std::string> known;
-            for (const ModuleNames &m : modules) {
-                known.push_back(m.name);
-                module = m.name == e.module ? &m : module;
+        const toml::node &node = value;  // clang 14's lambdas cannot capture a structured binding
+        collect(bad, [&] {
+            if (k == "time") {
+                e.time = number(node, "event", "time");
+            } else if (k == "module") {
+                e.module = need<std::string>(node, "module", "a text");
+                std::vector<std::string> known;
+                for (const ModuleNames &m : modules) {
+                    known.push_back(m.name);
+                    module = m.name == e.module ? &m : module;
+                }
+                if (module == nullptr) {
+                    throw Bad{line_of(node), "unknown module \"" + e.module + "\" (known: " + listed(known) + ")"};
+                }
+            } else if (k == "answer") {
+                e.sets_answer = true;
+                e.answer = answer_of(node);
+            } else if (k == "command") {
+                const std::string c = need<std::string>(node, "command", "a text \"set/id\"");
+                unsigned set = 0, id = 0;
+                char tail = 0;
+                if (std::sscanf(c.c_str(), "%u/%u%c", &set, &id, &tail) != 2 || set > 255 || id > 255) {
+                    throw Bad{line_of(node), "command \"" + c + "\" is not set/id (two numbers 0..255)"};
+                }
+                e.set = static_cast<int>(set);
+                e.id = static_cast<int>(id);
+                command_line = line_of(node);
+            } else if (k == "byte") {
+                e.byte = static_cast<uint8_t>(number(node, "event", "byte"));
+                byte_line = line_of(node);
+            } else if (k == "delay_ms") {
+                e.delay_ms = static_cast<uint32_t>(number(node, "event", "delay_ms"));
+                delay_line = line_of(node);
+            } else if (k == "length") {
+                e.length = static_cast<uint32_t>(number(node, "event", "length"));
+                length_line = line_of(node);
+            } else if (k == "rate") {
+                e.sets_rate = true;
+                e.hz = number(node, "event", "rate");
+            } else if (k == "push") {
+                e.push = need<std::string>(node, "push", "a message name such as \"flight.fc_state\"");
+                push_line = line_of(node);
+            } else {
+                throw Bad{line_of(node),
+                          "unknown key \"" + k + "\" in [[event]] (known: " + listed(keys_of("event")) + ")"};
             }
-            if (module == nullptr) {
-                throw Bad{line_of(node), "unknown module \"" + e.module + "\" (known: " + listed(known) + ")"};
-            }
-        } else if (k == "answer") {
-            e.sets_answer = true;
-            e.answer = answer_of(node);
-        } else if (k == "command") {
-            const std::string c = need<std::string>(node, "command", "a text \"set/id\"");
-            unsigned set = 0, id = 0;
-            char tail = 0;
-            if (std::sscanf(c.c_str(), "%u/%u%c", &set, &id, &tail) != 2 || set > 255 || id > 255) {
-                throw Bad{line_of(node), "command \"" + c + "\" is not set/id (two numbers 0..255)"};
-            }
-            e.set = static_cast<int>(set);
-            e.id = static_cast<int>(id);
-            command_line = line_of(node);
-        } else if (k == "byte") {
-            e.byte = static_cast<uint8_t>(number(node, "byte", 0, 255));
-            byte_line = line_of(node);
-        } else if (k == "delay_ms") {
-            e.delay_ms = static_cast<uint32_t>(number(node, "delay_ms", 0, 60000));
-            delay_line = line_of(node);
-        } else if (k == "length") {
-            e.length = static_cast<uint32_t>(number(node, "length", 0, MBUS_LINK_MAX_PAYLOAD));
-            length_line = line_of(node);
-        } else if (k == "rate") {
-            e.sets_rate = true;
-            e.hz = number(node, "rate", 0, 1000);
-        } else if (k == "push") {
-            e.push = need<std::string>(node, "push", "a message name such as \"flight.fc_state\"");
-            push_line = line_of(node);
-        } else {
-            throw Bad{line_of(node), "unknown key \"" + k + "\" in [[event]]"};
+        });
+    }
+    const size_t before = bad.size();
+    collect(bad, [&] {
+        if (e.module.empty()) {
+            throw Bad{e.line, "[[event]] without module"};
         }
+    });
+    collect(bad, [&] {
+        if (e.sets_answer == e.sets_rate) {
+            throw Bad{e.line, "[[event]] needs exactly one of answer or rate"};
+        }
+    });
+    collect(bad, [&] { only_with(e, Answer::Refuse, byte_line, "byte", "refuse"); });
+    collect(bad, [&] { only_with(e, Answer::Late, delay_line, "delay_ms", "late"); });
+    collect(bad, [&] { only_with(e, Answer::Short, length_line, "length", "short"); });
+    collect(bad, [&] {
+        if (command_line != 0 && !e.sets_answer) {
+            throw Bad{command_line, "command applies to an answer only (a rate changes a push)"};
+        }
+    });
+    if (module == nullptr || bad.size() != before) {
+        return e;  // what the module serves means nothing for an event already wrong
     }
-    if (e.module.empty()) {
-        throw Bad{e.line, "[[event]] without module"};
-    }
-    if (e.sets_answer == e.sets_rate) {
-        throw Bad{e.line, "[[event]] needs exactly one of answer or rate"};
-    }
-    only_with(e, Answer::Refuse, byte_line, "byte", "refuse");
-    only_with(e, Answer::Late, delay_line, "delay_ms", "late");
-    only_with(e, Answer::Short, length_line, "length", "short");
-    if (command_line != 0 && !e.sets_answer) {
-        throw Bad{command_line, "command applies to an answer only (a rate changes a push)"};
-    }
-    const auto &cmds = module->commands;
-    if (command_line != 0 &&
-        std::none_of(cmds.begin(), cmds.end(), [&](const Served &c) { return c.set == e.set && c.id == e.id; })) {
-        throw Bad{command_line, e.module + " serves no command " + std::to_string(e.set) + "/" + std::to_string(e.id) +
-                                    " (it serves: " + listed(cmds) + ")"};
-    }
-    if (e.sets_answer && module->commands.empty()) {
-        throw Bad{e.line, e.module + " serves no command: only its pushes' rate can change"};
-    }
-    if (!e.push.empty() && !e.sets_rate) {
-        throw Bad{push_line, "push applies to a rate only"};
-    }
-    const auto &pushes = module->pushes;
-    if (e.sets_rate && pushes.empty()) {
-        throw Bad{e.line, e.module + " streams nothing: only its answers can change"};
-    }
-    if (!e.push.empty() && std::find(pushes.begin(), pushes.end(), e.push) == pushes.end()) {
-        throw Bad{push_line, e.module + " pushes no \"" + e.push + "\" (it pushes: " + listed(pushes) + ")"};
-    }
+    collect(bad, [&] {  // the module serves the command and streams the push it is given
+        const auto &cmds = module->commands;
+        if (command_line != 0 &&
+            std::none_of(cmds.begin(), cmds.end(), [&](const Served &c) { return c.set == e.set && c.id == e.id; })) {
+            throw Bad{command_line, e.module + " serves no command " + std::to_string(e.set) + "/" +
+                                        std::to_string(e.id) + " (it serves: " + listed(cmds) + ")"};
+        }
+        if (e.sets_answer && module->commands.empty()) {
+            throw Bad{e.line, e.module + " serves no command: only its pushes' rate can change"};
+        }
+        if (!e.push.empty() && !e.sets_rate) {
+            throw Bad{push_line, "push applies to a rate only"};
+        }
+        const auto &pushes = module->pushes;
+        if (e.sets_rate && pushes.empty()) {
+            throw Bad{e.line, e.module + " streams nothing: only its answers can change"};
+        }
+        if (!e.push.empty() && std::find(pushes.begin(), pushes.end(), e.push) == pushes.end()) {
+            throw Bad{push_line, e.module + " pushes no \"" + e.push + "\" (it pushes: " + listed(pushes) + ")"};
+        }
+    });
     return e;
 }
 
 // A table of numbers ([battery], [wind]): each key to its field, within its range.
-struct NumberKey {
-    const char *key;
-    double lo, hi;
-    double Scenario::*field;
-};
-
-template <size_t N>
-void numbers_of(const toml::node &node, const char *table, const NumberKey (&keys)[N], Scenario &out) {
+void numbers_of(const toml::node &node, const char *table, Scenario &out, Problems &bad) {
     const toml::table *t = node.as_table();
-    std::vector<std::string> known;
-    for (const NumberKey &k : keys) {
-        known.emplace_back(k.key);
-    }
+    const std::vector<std::string> known = keys_of(table);
     if (t == nullptr) {
         throw Bad{line_of(node), std::string(table) + " must be a table ([" + table + "]) of " + listed(known)};
     }
     for (const auto &[key, value] : *t) {
         const std::string_view name = key.str();  // clang 14's lambdas cannot capture a structured binding
-        const NumberKey *k = std::find_if(keys, keys + N, [name](const NumberKey &c) { return name == c.key; });
-        if (k == keys + N) {
-            throw Bad{line_of(value), "unknown key \"" + std::string(key.str()) + "\" in [" + table +
-                                          "] (known: " + listed(known) + ")"};
-        }
-        out.*(k->field) = number(value, k->key, k->lo, k->hi);
+        const toml::node &item = value;
+        collect(bad, [&] {
+            const Key *k = std::find_if(std::begin(kKeys), std::end(kKeys), [&](const Key &c) {
+                return table == std::string_view(c.section) && name == c.name;
+            });
+            if (k == std::end(kKeys)) {
+                throw Bad{line_of(item), "unknown key \"" + std::string(name) + "\" in [" + table +
+                                             "] (known: " + listed(known) + ")"};
+            }
+            out.*(k->field) = number(item, k->name, k->lo, k->hi);
+        });
     }
 }
-
-constexpr NumberKey kBattery[] = {{"start", 0, 100, &Scenario::battery_start},
-                                  {"drain", 0, 100, &Scenario::battery_drain},
-                                  {"low_at", 0, 86400, &Scenario::low_battery_at},
-                                  {"low", 0, 100, &Scenario::battery_low}};
-constexpr NumberKey kWind[] = {{"north", -30, 30, &Scenario::wind_north}, {"east", -30, 30, &Scenario::wind_east}};
 
 // A capture named by the scenario, from the scenario's folder unless absolute.
 std::string beside(const std::string &scenario, const std::string &file) {
@@ -258,50 +342,107 @@ std::vector<ModuleNames> aircraft_modules() {
     return modules;
 }
 
+std::string scenario_reference() {
+    std::string md =
+        "# Scenarios\n\n"
+        "A scenario (TOML) sets the battery, the wind and a flight to replay, and changes the modules' answers "
+        "and pushes over time. `cirrow-sim [scenario.toml] -- app`, `cirrow-aircraft --scenario FILE` and "
+        "`MBUS_SCENARIO=FILE` fly it; `cirrow-sim --check FILE` checks it alone and names every problem as "
+        "`file:line: problem`, in the file's order. Every key is checked: a key that is not listed here, or one "
+        "that does not apply (`byte` without `answer = \"refuse\"`), is an error. Generated from the scenario "
+        "reader's own list of keys and the link's message table.\n";
+    const std::pair<const char *, const char *> sections[] = {
+        {"", "## Top level"},
+        {"battery", "## [battery]"},
+        {"wind", "## [wind]"},
+        {"event", "## [[event]]\n\nAny number of them, in any order: each changes one module from its `time` on."}};
+    char range[64];
+    for (const auto &[section, heading] : sections) {
+        md += std::string("\n") + heading + "\n\n| key | value | range | meaning |\n|---|---|---|---|\n";
+        for (const Key &k : kKeys) {
+            if (std::string_view(section) != k.section) {
+                continue;
+            }
+            range[0] = '\0';
+            if (k.lo <= k.hi) {
+                std::snprintf(range, sizeof range, "%g to %g", k.lo, k.hi);
+            }
+            md += std::string("| `") + k.name + "` | " + k.value + " | " + range + " | " + k.meaning + " |\n";
+        }
+    }
+    md +=
+        "\n## Modules\n\nWhat `module` may name, the commands each serves (`command`, as `set/id` and its name in "
+        "the link's message table) and the messages it streams (`push`).\n\n"
+        "| module | commands | pushes |\n|---|---|---|\n";
+    for (const ModuleNames &m : aircraft_modules()) {
+        std::string commands, pushes;
+        for (const Served &c : m.commands) {
+            commands +=
+                (commands.empty() ? "`" : ", `") + std::to_string(c.set) + "/" + std::to_string(c.id) + "` " + c.name;
+        }
+        for (const std::string &p : m.pushes) {
+            pushes += (pushes.empty() ? "`" : ", `") + p + "`";
+        }
+        md += "| `" + m.name + "` | " + (commands.empty() ? "none" : commands) + " | " +
+              (pushes.empty() ? "none" : pushes) + " |\n";
+    }
+    return md;
+}
+
 bool load_scenario(const std::string &path, Scenario &out, std::string &error) {
     const std::vector<ModuleNames> modules = aircraft_modules();
     out = Scenario{};
     int replay_line = 0;
     out.file = path;
+    Problems bad;
     try {
         const toml::table doc = toml::parse_file(path);
-        for (const auto &[key, node] : doc) {
+        for (const auto &[key, value] : doc) {
             const std::string k(key.str());
-            if (k == "speed") {
-                out.speed = number(node, "speed", 0.01, 100);
-            } else if (k == "event") {
-                const toml::array *list = node.as_array();
-                if (list == nullptr || !list->is_array_of_tables()) {
-                    throw Bad{line_of(node), "event must be a list of tables ([[event]])"};
+            const toml::node &node = value;  // clang 14's lambdas cannot capture a structured binding
+            collect(bad, [&] {
+                if (k == "speed") {
+                    out.speed = number(node, "", "speed");
+                } else if (k == "event") {
+                    const toml::array *list = node.as_array();
+                    if (list == nullptr || !list->is_array_of_tables()) {
+                        throw Bad{line_of(node), "event must be a list of tables ([[event]])"};
+                    }
+                    for (const toml::node &e : *list) {
+                        out.events.push_back(event_of(*e.as_table(), modules, bad));
+                    }
+                } else if (k == "battery") {
+                    numbers_of(node, "battery", out, bad);
+                } else if (k == "wind") {
+                    numbers_of(node, "wind", out, bad);
+                } else if (k == "replay") {
+                    out.replay = beside(path, need<std::string>(node, "replay", "a capture file name"));
+                    replay_line = line_of(node);
+                    if (out.replay.empty()) {
+                        throw Bad{line_of(node), "replay must name a capture file"};
+                    }
+                } else {
+                    throw Bad{line_of(node),
+                              "unknown key \"" + k + "\" (known: speed, replay, [battery], [wind], [[event]])"};
                 }
-                for (const toml::node &e : *list) {
-                    out.events.push_back(event_of(*e.as_table(), modules));
-                }
-            } else if (k == "battery") {
-                numbers_of(node, "battery", kBattery, out);
-            } else if (k == "wind") {
-                numbers_of(node, "wind", kWind, out);
-            } else if (k == "replay") {
-                out.replay = beside(path, need<std::string>(node, "replay", "a capture file name"));
-                replay_line = line_of(node);
-                if (out.replay.empty()) {
-                    throw Bad{line_of(node), "replay must name a capture file"};
-                }
-            } else {
-                throw Bad{line_of(node),
-                          "unknown key \"" + k + "\" (known: speed, replay, [battery], [wind], [[event]])"};
-            }
+            });
         }
         std::string why;
         if (replay_line != 0 && !Replay().open(out.replay, why)) {
-            throw Bad{replay_line, why};
+            bad.push_back(Bad{replay_line, why});
         }
     } catch (const toml::parse_error &e) {
         error =
             path + ":" + std::to_string(e.source().begin.line) + ": not valid TOML: " + std::string(e.description());
         return false;
-    } catch (const Bad &b) {
-        error = path + ":" + std::to_string(b.line) + ": " + b.what;
+    }
+    if (!bad.empty()) {
+        // One line per problem, in the file's order (the reader visits keys in name order).
+        std::stable_sort(bad.begin(), bad.end(), [](const Bad &a, const Bad &b) { return a.line < b.line; });
+        error.clear();
+        for (const Bad &b : bad) {
+            error += (error.empty() ? "" : "\n") + path + ":" + std::to_string(b.line) + ": " + b.what;
+        }
         return false;
     }
     std::stable_sort(out.events.begin(), out.events.end(),

@@ -93,8 +93,12 @@ struct ModuleNames {
 // The virtual aircraft's modules as a scenario names them.
 std::vector<ModuleNames> aircraft_modules();
 
-// Reads and checks a scenario (and the capture it replays). On failure returns false with
-// "file:line: problem" in error.
+// The reference of every key a scenario may hold and of the modules it may name (Markdown), from
+// the reader's own list: docs/scenarios.md.
+std::string scenario_reference();
+
+// Reads and checks a scenario (and the capture it replays). On failure returns false with every
+// problem as "file:line: problem", one a line, in the file's order.
 bool load_scenario(const std::string &path, Scenario &out, std::string &error);
 
 }  // namespace sim

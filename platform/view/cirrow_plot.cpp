@@ -2,6 +2,7 @@
 // or replayed into the live page.
 #include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "input_file.h"
 #include "link_capture.h"
 #include "live.h"
 
@@ -32,6 +34,19 @@ void on_signal(int) { g_stop = 1; }
 int usage_error(const std::string &what) {
     std::fprintf(stderr, "cirrow-plot: %s\n%s", what.c_str(), kUsage);
     return 2;
+}
+
+// "" when `address` is HOST:PORT with a port from 0 to 65535, else what is wrong with it.
+std::string address_problem(const std::string &address) {
+    const size_t colon = address.rfind(':');
+    const std::string port = colon == std::string::npos ? "" : address.substr(colon + 1);
+    if (colon == 0 || port.empty() || port.size() > 9 || port.find_first_not_of("0123456789") != std::string::npos) {
+        return "--http " + address + ": expected HOST:PORT, the port a number from 0 to 65535";
+    }
+    if (std::stol(port) > 65535) {
+        return "--http " + address + ": port " + port + " is out of range (0 to 65535)";
+    }
+    return "";
 }
 
 int fail(const std::string &what) {
@@ -111,6 +126,7 @@ int serve(const std::vector<cw::trace::CaptureRecord> &recs, const std::string &
 int main(int argc, char **argv) {
     std::string capture, out, title, http;
     double speed = 1;
+    bool speed_given = false;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         const bool has_value = i + 1 < argc;
@@ -132,7 +148,8 @@ int main(int argc, char **argv) {
             } else {
                 char *end = nullptr;
                 speed = std::strtod(v.c_str(), &end);
-                if (v.empty() || *end != '\0' || !(speed >= 0)) {
+                speed_given = true;
+                if (v.empty() || *end != '\0' || !(speed >= 0) || !std::isfinite(speed)) {
                     return usage_error("--speed " + v + ": expected a number, 0 or more");
                 }
             }
@@ -152,6 +169,20 @@ int main(int argc, char **argv) {
     }
     if (out.empty() == http.empty()) {
         return usage_error("give either -o FILE or --http HOST:PORT");
+    }
+    if (speed_given && http.empty()) {
+        return usage_error("--speed applies to --http only (the page written with -o holds the whole flight)");
+    }
+    if (!title.empty() && out.empty()) {
+        return usage_error("--title applies to -o only (the live page has its own)");
+    }
+    if (!http.empty()) {
+        if (const std::string problem = address_problem(http); !problem.empty()) {
+            return usage_error(problem);
+        }
+    }
+    if (const std::string problem = sim::input_file_problem(capture); !problem.empty()) {
+        return fail(problem);
     }
     std::vector<cw::trace::CaptureRecord> recs;
     std::string error;

@@ -149,6 +149,44 @@ TEST(Scenario, NamesTheLineAndWhatIsKnown) {
     }
 }
 
+// The reference is generated from the reader's list: every key it documents is one the reader takes
+// (whatever its value), in the section it documents it in.
+TEST(Scenario, ReaderTakesEveryKeyOfTheReference) {
+    const std::string md = sim::scenario_reference();
+    std::string section;
+    int keys = 0;
+    for (size_t at = 0, end; at < md.size(); at = end + 1) {
+        end = md.find('\n', at);
+        const std::string line = md.substr(at, end - at);
+        if (line.rfind("## ", 0) == 0) {
+            section = line.substr(3);
+        } else if (line.rfind("| `", 0) == 0 && section != "Modules") {
+            const std::string key = line.substr(3, line.find('`', 3) - 3);
+            const std::string head = section == "Top level" ? "" : section + "\n";
+            const std::string text = head + (section == "[[event]]" ? "module = \"camera\"\n" : "") + key + " = 1\n";
+            sim::Scenario s;
+            std::string error;
+            sim::load_scenario(write("key.toml", text), s, error);
+            EXPECT_EQ(error.find("unknown key"), std::string::npos) << text << error;
+            ++keys;
+        }
+    }
+    EXPECT_EQ(keys, 17);
+}
+
+TEST(Scenario, ReportsEveryProblemInTheFilesOrder) {
+    const std::string path = write("many.toml",
+                                   "speed = 500\n[wind]\nwest = 2\n[[event]]\nmodule = \"camera\"\n"
+                                   "answer = \"late\"\nbyte = 3\nlength = 2\n");
+    sim::Scenario s;
+    std::string error;
+    EXPECT_FALSE(sim::load_scenario(path, s, error));
+    EXPECT_EQ(error, path + ":1: speed = 500 is outside 0.01..100\n" + path +
+                         ":3: unknown key \"west\" in [wind] (known: north, east)\n" + path +
+                         ":7: byte applies to answer = \"refuse\" only\n" + path +
+                         ":8: length applies to answer = \"short\" only");
+}
+
 TEST(Replay, HandsOutPushesAtTheirTimes) {
     sim::Replay r;
     std::string error;

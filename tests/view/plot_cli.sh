@@ -42,12 +42,17 @@ expect 2 'either -o FILE or --http' "$dir/good.pcap"
 expect 2 'either -o FILE or --http' "$dir/good.pcap" -o "$dir/x.html" --http 127.0.0.1:0
 expect 2 '-o needs a value' "$dir/good.pcap" -o
 expect 2 '--speed fast: expected a number' "$dir/good.pcap" --http 127.0.0.1:0 --speed fast
-expect 1 "$dir/none.pcap: No such file" "$dir/none.pcap" -o "$dir/x.html"
+expect 1 "$dir/none.pcap: no such file" "$dir/none.pcap" -o "$dir/x.html"
+expect 1 "cirrow-plot: $dir: is a directory, not a file" "$dir" -o "$dir/x.html"
 expect 1 "$dir/text.pcap: not a link capture" "$dir/text.pcap" -o "$dir/x.html"
 expect 1 "$dir/ether.pcap: link type 1, expected 147" "$dir/ether.pcap" -o "$dir/x.html"
 expect 1 "$dir/cut.pcap: record 1 at byte 24 is truncated" "$dir/cut.pcap" -o "$dir/x.html"
 expect 1 "$dir/no/such/dir/x.html: cannot write" "$dir/good.pcap" -o "$dir/no/such/dir/x.html"
-expect 1 'HTTP address 127.0.0.1:http: expected host:port' "$dir/good.pcap" --http 127.0.0.1:http
+expect 2 '--http 127.0.0.1:http: expected HOST:PORT, the port a number from 0 to 65535' "$dir/good.pcap" --http 127.0.0.1:http
+expect 2 '--http 127.0.0.1:99999: port 99999 is out of range \(0 to 65535\)' "$dir/good.pcap" --http 127.0.0.1:99999
+expect 2 '--speed applies to --http only' "$dir/good.pcap" -o "$dir/x.html" --speed 3
+expect 2 '--title applies to -o only' "$dir/good.pcap" --http 127.0.0.1:0 --title T
+expect 2 '--speed inf: expected a number' "$dir/good.pcap" --http 127.0.0.1:0 --speed inf
 expect 0 "$dir/x.html: 1 messages" "$dir/good.pcap" -o "$dir/x.html"
 grep -q 'window.CW_DATA = {' "$dir/x.html" || { echo "FAIL: $dir/x.html holds no data"; failed=1; }
 [ $failed -eq 0 ] && echo "cirrow-plot command line: all cases as expected"
