@@ -10,7 +10,7 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh
 build=${1:-build-arm}
 host=${2:-build}
-cmake --preset arm -B "$build"
+cmake --preset arm -B "$build" -DCW_WERROR=ON  # the project's own build: warnings are errors
 cmake --build "$build" -j "$(nproc)"
 ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
 scripts/check_abi.sh "$build/libcirrow.so" arm-linux-gnueabihf-nm
@@ -18,6 +18,6 @@ scripts/footprint.sh "$build"
 scripts/check_install.sh --aircraft "$build"
 
 # The ARM demos against the aircraft on the desk.
-[ -f "$host/CMakeCache.txt" ] || cmake --preset default -B "$host" >/dev/null  # the main job's configuration
+[ -f "$host/CMakeCache.txt" ] || cmake --preset "${CW_PRESET:-default}" -B "$host" >/dev/null  # the main job's configuration
 cmake --build "$host" -j "$(nproc)" --target cirrow-aircraft
 scripts/fly_arm.sh "$host/platform/aircraft/cirrow-aircraft" "$build/platform/sim/demos"
