@@ -48,7 +48,7 @@ struct Limits {
     size_t max_out = 8u << 20;      // output waiting (answers, replies, pushes): beyond it the client is cut
     size_t read_stop = 256u << 10;  // output waiting from which the client's frames are read no further
     uint32_t frames_per_turn = 64;  // frames taken from one client per turn, so that each gets its turn
-    int hello_ms = 5000;            // from the connect to the Hello
+    int hello_ms = 2000;            // from the connect to the Hello
     int frame_ms = 10000;           // from a frame's first byte to its last
     int stuck_ms = 10000;           // read stopped and not a byte taken: the client is cut
     int accept_pause_ms = 100;      // at the descriptor limit: no accept for this long
