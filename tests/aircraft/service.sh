@@ -260,7 +260,7 @@ scenario)
     python3 -c "print('a = ' + '[' * 5000 + ']' * 5000)" >"$work/deep.toml"
     mkfifo "$work/fifo.toml"
     for f in nan:"speed = nan" delay:"delay_ms = nan" inf:"start = inf" utf8:"not valid UTF-8" \
-             dotted:"too long" deep:"nested" fifo:"not a regular file"; do
+             dotted:"dotted parts" deep:"nested deeper" fifo:"not a regular file"; do
         name=${f%%:*} says=${f#*:}
         timeout 20 "$sim" --check "$work/$name.toml" >"$work/$name.err" 2>&1; code=$?
         check "cirrow-sim --check refuses $name.toml with exit 2 ($code)" test "$code" -eq 2
@@ -273,7 +273,7 @@ scenario)
     check "cirrow-aircraft refuses the pathological key ($code)" test "$code" -eq 2
     MBUS_SCENARIO=$work/dotted.toml timeout 20 "$demos/demo_quick_shot" >"$work/app.out" 2>&1; code=$?
     check "an application under MBUS_SCENARIO is refused with a message, not a crash ($code)" test "$code" -ne 0 -a "$code" -lt 128
-    check "and says why" has "$work/app.out" "too long"
+    check "and says why" has "$work/app.out" "dotted parts"
     ;;
 httpcaps)
     start --speed 2 --http 127.0.0.1:0
