@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "link_capture.h"
+#include "mbus.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::vector<cw::trace::CaptureRecord> records;

@@ -53,8 +53,8 @@ std::string Referee::report() const {
         }
     }
     if (untold_mistakes_ + untold_notes_ > 0) {
-        out += "  and " + std::to_string(untold_mistakes_) + " more mistake(s), " + std::to_string(untold_notes_) +
-               " more note(s) of other kinds, past the " + std::to_string(kMaxItems) + " items listed\n";
+        out += "  and " + std::to_string(untold_mistakes_) + " more mistake(s) and " + std::to_string(untold_notes_) +
+               " more note(s) not listed (only the first " + std::to_string(kMaxItems) + " distinct items are)\n";
     }
     return out;
 }
