@@ -274,6 +274,12 @@ scenario)
     MBUS_SCENARIO=$work/dotted.toml timeout 20 "$demos/demo_quick_shot" >"$work/app.out" 2>&1; code=$?
     check "an application under MBUS_SCENARIO is refused with a message, not a crash ($code)" test "$code" -ne 0 -a "$code" -lt 128
     check "and says why" has "$work/app.out" "dotted parts"
+    # Numbers from options and the environment: nan and inf are refused too.
+    "$aircraft" --socket "$sock" --speed nan 2>"$work/err"; code=$?
+    check "--speed nan is refused ($code)" test "$code" -eq 2
+    MBUS_SIM=1 MBUS_SIM_SPEED=inf timeout 20 "$demos/demo_quick_shot" >"$work/app.out" 2>&1; code=$?
+    check "MBUS_SIM_SPEED=inf is refused ($code)" test "$code" -ne 0
+    check "and named" has "$work/app.out" "MBUS_SIM_SPEED=inf: must be a number"
     ;;
 httpcaps)
     start --speed 2 --http 127.0.0.1:0
