@@ -559,7 +559,10 @@ void Server::drop(Client &c, const char *how) {
     }
     c.gone = true;
     if (c.app == 0) {
-        line("a connection without Hello %s", how);
+        // Said for the first, then every 1000th: a loop of connects does not flood the log.
+        if (helloless_++ % 1000 == 0) {
+            line("a connection without Hello %s (%llu so far)", how, static_cast<unsigned long long>(helloless_));
+        }
         return;
     }
     line("app %u (%s) %s%s", c.app, c.name.c_str(), how, c.clean ? "" : "; the aircraft flies on");

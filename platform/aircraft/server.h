@@ -137,6 +137,7 @@ private:
     Clock::time_point accept_again_;  // at the descriptor limit: when to try accepting again
     bool at_fd_limit_ = false;
     uint64_t refused_peers_ = 0;
+    uint64_t helloless_ = 0;  // connections gone before their Hello
     std::vector<std::unique_ptr<Client>> clients_;
     sim::AppId next_app_ = 1;
     std::chrono::steady_clock::time_point next_tick_ = std::chrono::steady_clock::now();
