@@ -246,6 +246,12 @@ files)
         check "another user's connection is refused ($code)" test "$code" -ne 0
         stop
         check "the refusal is logged" has "$work/aircraft.log" "refused a connection from uid $nobody"
+        group=$(id -gn nobody)
+        start --group "$group"
+        check "with --group the socket is 0660 and the group's" test "$(stat -c %a:%G "$sock")" = "660:$group"
+        as_nobody "$hostile" probe "$sock" 0.1 1000 >/dev/null 2>&1; code=$?
+        check "a member of the group attaches ($code)" test "$code" -eq 0
+        stop
     else
         echo "not root (or no setpriv): the other-user cases are skipped"
     fi
