@@ -315,6 +315,13 @@ bool Server::welcome_peer(int fd) {
     return false;
 }
 
+// Whether c has frames waiting that the server has not taken: a client that keeps asking while it
+// reads nothing. One that only stopped (a debugger's breakpoint) is left until max_out.
+bool Server::asking(const Client &c) {
+    uint8_t b = 0;
+    return c.backlog || c.in.buffered() > 0 || recv(c.fd, &b, 1, MSG_PEEK | MSG_DONTWAIT) == 1;
+}
+
 void Server::deadlines() {
     const auto now = Clock::now();
     const auto over = [now](Clock::time_point since, int ms) {
@@ -328,7 +335,7 @@ void Server::deadlines() {
             cut(*c, "no Hello within " + std::to_string(limits_.hello_ms) + " ms of connecting");
         } else if (over(c->partial, limits_.frame_ms)) {
             cut(*c, "a frame not finished within " + std::to_string(limits_.frame_ms) + " ms of its first byte");
-        } else if (over(c->stuck, limits_.stuck_ms)) {
+        } else if (over(c->stuck, limits_.stuck_ms) && asking(*c)) {
             cut(*c, "it stopped reading (" + std::to_string(c->waiting() >> 10) + " KiB waiting for " +
                         std::to_string(limits_.stuck_ms) + " ms)");
         }

@@ -50,7 +50,7 @@ struct Limits {
     uint32_t frames_per_turn = 64;  // frames taken from one client per turn, so that each gets its turn
     int hello_ms = 2000;            // from the connect to the Hello
     int frame_ms = 10000;           // from a frame's first byte to its last
-    int stuck_ms = 10000;           // read stopped and not a byte taken: the client is cut
+    int stuck_ms = 10000;           // read stopped, not a byte taken, its frames waiting: cut
     int accept_pause_ms = 100;      // at the descriptor limit: no accept for this long
 };
 
@@ -110,6 +110,7 @@ private:
     void accept_all();
     bool welcome_peer(int fd);
     void deadlines();
+    static bool asking(const Client &c);
     void read(Client &c, bool readable);
     void handle(Client &c, const wire::Frame &f);
     void request(Client &c, const wire::Frame &f);

@@ -282,6 +282,17 @@ TEST_F(ServedQuickly, SilentHalfFramedAndStuckClientsAreCutInTime) {
     // Not all of it goes: the server stops reading, the socket's buffers fill.
     [[maybe_unused]] const ssize_t n = ::send(stuck.fd, takes.data(), takes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     EXPECT_TRUE(eventually("cut " + std::to_string(stuck_id) + " it stopped reading"));
+
+    // One that only stopped (a breakpoint), its pushes waiting, asks nothing: left until max_out.
+    Conn paused(path);
+    const sim::AppId paused_id = paused.hello("paused");
+    paused.send(Type::Handler, 0, {9, 2, 1});
+    ASSERT_TRUE(eventually("handler " + std::to_string(paused_id)));
+    for (int i = 0; i < 200; ++i) {
+        fake.push(9, 2, std::vector<uint8_t>(2048, 0x55));  // past the socket's buffers and read_stop
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+    EXPECT_FALSE(fake.saw("cut " + std::to_string(paused_id))) << "cut while only paused";
 }
 
 TEST(Service, ASecondAircraftOnTheSameSocketIsRefusedAndAStaleOneReplaced) {
