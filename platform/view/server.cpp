@@ -13,9 +13,10 @@ namespace view {
 
 // The page's caps (docs/robustness.md).
 constexpr size_t kMaxBody = 64u << 10;
-constexpr time_t kIdleSeconds = 2;
+constexpr time_t kIdleSeconds = 1;     // between requests on a connection
+constexpr time_t kReadMicroseconds = 300000;  // for a request's next bytes (the page is local)
 constexpr size_t kRequestsPerConnection = 100;
-constexpr size_t kThreads = 16;
+constexpr size_t kThreads = 128;
 
 struct Server::Impl {
     httplib::Server http;
@@ -91,7 +92,7 @@ bool Server::start(const std::string &host_port, Flight &flight, std::string &er
     // A request's body (the page takes none) and its idle times are bounded, a connection serves a
     // bounded number of requests, and the threads are a fixed pool.
     impl->http.set_payload_max_length(kMaxBody);
-    impl->http.set_read_timeout(kIdleSeconds, 0);
+    impl->http.set_read_timeout(0, kReadMicroseconds);
     impl->http.set_write_timeout(kIdleSeconds, 0);
     impl->http.set_keep_alive_timeout(kIdleSeconds);
     impl->http.set_keep_alive_max_count(kRequestsPerConnection);
