@@ -389,12 +389,13 @@ int main(int argc, char **argv) {
     // Its threads start here, after --detach forked: a fork keeps only the calling thread.
     if (!o.http.empty()) {
         const std::string host = o.http.substr(0, o.http.rfind(':'));
-        if (!view::loopback(host) && !o.http_public) {
+        const bool malformed = o.http.find(':') == std::string::npos;  // page.start says how
+        if (!malformed && !view::loopback(host) && !o.http_public) {
             return fail("--http " + o.http +
                         ": not a loopback address, and the page shows everything the aircraft "
                         "does; add --http-public to serve it there all the same");
         }
-        if (!view::loopback(host)) {
+        if (!malformed && !view::loopback(host)) {
             std::fprintf(stderr,
                          "cirrow-aircraft: WARNING: the live page is served on %s, reachable from other "
                          "machines, without a password (--http-public)\n",
