@@ -13,7 +13,7 @@ namespace view {
 
 // The page's caps (docs/robustness.md).
 constexpr size_t kMaxBody = 64u << 10;
-constexpr time_t kIdleSeconds = 1;     // between requests on a connection
+constexpr time_t kIdleSeconds = 1;            // between requests on a connection
 constexpr time_t kReadMicroseconds = 300000;  // for a request's next bytes (the page is local)
 constexpr size_t kRequestsPerConnection = 100;
 constexpr size_t kThreads = 128;
