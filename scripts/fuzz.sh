@@ -13,9 +13,9 @@ cxx=$(command -v clang++-14 || command -v clang++)
 cmake -S . -B "$build" -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$cxx" -DCW_BUILD_FUZZ=ON \
       -DCW_BUILD_TESTS=OFF -DCW_BUILD_EXAMPLES=OFF -DCW_WERROR=ON -DCW_SANITIZE=address,undefined \
       -DCMAKE_CXX_FLAGS=-fno-sanitize-recover=undefined -DCMAKE_C_FLAGS=-fno-sanitize-recover=undefined >/dev/null
-targets=(push record text answer aircraft)
+targets=(push record text answer aircraft scenario capture)
 cmake --build "$build" -j "$(nproc)" --target "${targets[@]/#/fuzz_}"
-declare -A max_len=([push]=4096 [record]=1100 [text]=512 [answer]=512 [aircraft]=8192)
+declare -A max_len=([push]=4096 [record]=1100 [text]=512 [answer]=512 [aircraft]=8192 [scenario]=4096 [capture]=8192)
 mkdir -p "$build/artifacts"
 
 # One target for its time; prints its executions, and on a crash what it found.

@@ -2,6 +2,7 @@
 // the stand-in (MBUS_AIRCRAFT=<socket>); it runs the models, the scenario, the clock, the referee
 // and the link trace, and stops cleanly on SIGINT or SIGTERM with the referee's report.
 #include <fcntl.h>
+#include <grp.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,15 +29,20 @@ const char *const kUsage =
     "with MBUS_AIRCRAFT=<socket> (several at once, each its own process, the ARM build under qemu-arm too).\n"
     "\n"
     "  --socket PATH     where applications attach (default: $XDG_RUNTIME_DIR/cirrow-aircraft.sock,\n"
-    "                    else /tmp/cirrow-aircraft-<uid>.sock); a live aircraft there is refused, a\n"
-    "                    stale socket file replaced\n"
+    "                    else /tmp/cirrow-aircraft-<uid>/aircraft.sock, that directory private to the\n"
+    "                    user); a live aircraft there is refused, a stale socket file replaced. Only\n"
+    "                    this user's applications may attach (the socket's mode is 0600)\n"
+    "  --group NAME      let the members of this group attach too (the socket 0660, of that group)\n"
     "  --scenario FILE   fly this scenario (the modules' answers and push rates over time)\n"
     "  --speed X         the aircraft's clock against the wall clock, 0.01 to 100 (default 1, or the\n"
     "                    scenario's)\n"
     "  --detach          run in the background once the socket listens; needs --pid-file\n"
-    "  --pid-file F      write the aircraft's pid to F (removed when it stops)\n"
+    "  --pid-file F      write the aircraft's pid to F, a new file (one left by an aircraft no longer\n"
+    "                    running is replaced; removed when it stops, if it still holds this pid)\n"
     "  --log FILE        with --detach: the aircraft's lines go to FILE (default: discarded)\n"
-    "  --http ADDR:PORT  serve the live page of the flight there\n"
+    "  --http ADDR:PORT  serve the live page of the flight there (a loopback address: the page shows\n"
+    "                    everything the aircraft does)\n"
+    "  --http-public     let --http take an address other machines reach\n"
     "  --help            this text\n"
     "\n"
     "The link trace: MBUS_TRACE=<file> (or - for stderr), MBUS_PCAP=<file>, MBUS_TRACE_SUMMARY=1, as in\n"
@@ -84,6 +90,7 @@ public:
         apps_.erase(app);
         update_apps();
     }
+    // The report is built at most once a second (with the next push), however often apps come.
     void request(sim::AppId, const mbus_ctl_request_t &req, int32_t, const uint8_t *resp) override {
         const double t = plane_.now();
         const uint32_t kept = req.payload_null ? 0 : std::min(req.payload_len, MBUS_LINK_MAX_PAYLOAD);
@@ -110,7 +117,6 @@ private:
             names.push_back(name);
         }
         flight_.set_apps(std::move(names));
-        flight_.set_report(plane_.report(nullptr));
     }
     view::Flight &flight_;
     const sim::Aircraft &plane_;
@@ -149,13 +155,15 @@ private:
 };
 
 struct Options {
-    std::string socket = aircraft::default_socket();
+    std::string socket;
+    std::string group;
     std::string scenario;
     std::string speed;
     std::string pid_file;
     std::string log;
     std::string http;
     bool detach = false;
+    bool http_public = false;
 };
 
 // Parses the command line; returns -1 to go on, else the exit code.
@@ -168,6 +176,7 @@ int parse(int argc, char **argv, Options &o) {
                              : a == "--pid-file" ? &o.pid_file
                              : a == "--log"      ? &o.log
                              : a == "--http"     ? &o.http
+                             : a == "--group"    ? &o.group
                                                  : nullptr;
         if (a == "--help" || a == "-h") {
             std::fputs(kUsage, stdout);
@@ -175,6 +184,8 @@ int parse(int argc, char **argv, Options &o) {
         }
         if (a == "--detach") {
             o.detach = true;
+        } else if (a == "--http-public") {
+            o.http_public = true;
         } else if (value == nullptr) {
             return fail("unknown option " + a + " (--help lists them)");
         } else if (i + 1 >= argc) {
@@ -188,6 +199,15 @@ int parse(int argc, char **argv, Options &o) {
     }
     if (!o.log.empty() && !o.detach) {
         return fail("--log is for --detach: in the foreground the lines go to the terminal");
+    }
+    if (o.http_public && o.http.empty()) {
+        return fail("--http-public is for --http");
+    }
+    if (o.socket.empty()) {
+        std::string error;
+        if (!aircraft::default_socket(o.socket, error)) {
+            return fail(error);
+        }
     }
     return -1;
 }
@@ -214,6 +234,67 @@ bool make_scenario(const Options &o, sim::Scenario &s, std::string &error) {
     return true;
 }
 
+// The pid file, made new (O_EXCL, never through a symlink): one naming a live process is refused;
+// one left by an aircraft that died (its pid no longer running) is replaced.
+bool write_pid_file(const std::string &path, std::string &error) {
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+        if (fd >= 0) {
+            const std::string text = std::to_string(getpid()) + "\n";
+            const bool ok = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+            const int err = errno;
+            close(fd);
+            if (!ok) {
+                unlink(path.c_str());
+                error = "--pid-file " + path + ": " + std::strerror(err);
+            }
+            return ok;
+        }
+        if (errno != EEXIST) {
+            error = "--pid-file " + path + ": " + std::strerror(errno);
+            return false;
+        }
+        // There already: replaced only when it is a regular file of ours naming no live process.
+        struct stat sb {};
+        const int old = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+        char buf[32] = {};
+        const ssize_t n =
+            old >= 0 && fstat(old, &sb) == 0 && S_ISREG(sb.st_mode) ? ::read(old, buf, sizeof buf - 1) : -1;
+        if (old >= 0) {
+            close(old);
+        }
+        char *end = nullptr;
+        const long pid = n > 0 ? std::strtol(buf, &end, 10) : 0;
+        const bool ours = old >= 0 && S_ISREG(sb.st_mode) && sb.st_uid == geteuid();
+        const bool stale = ours && pid > 0 && end != nullptr && *end == '\n' && kill(static_cast<pid_t>(pid), 0) != 0 &&
+                           errno == ESRCH;
+        if (!stale) {
+            error = "--pid-file " + path + ": exists" +
+                    (ours && pid > 0 ? " and names a running process (" + std::to_string(pid) + ")"
+                                     : " and is not a pid file of this user's") +
+                    "; not replacing it";
+            return false;
+        }
+        unlink(path.c_str());
+    }
+    error = "--pid-file " + path + ": another process keeps making it";
+    return false;
+}
+
+// Removes the pid file if it still holds this process's pid.
+void remove_pid_file(const std::string &path) {
+    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) {
+        return;
+    }
+    char buf[32] = {};
+    const ssize_t n = ::read(fd, buf, sizeof buf - 1);
+    close(fd);
+    if (n > 0 && std::strtol(buf, nullptr, 10) == static_cast<long>(getpid())) {
+        unlink(path.c_str());
+    }
+}
+
 // Goes to the background: the parent returns once the child wrote its pid file, with the child's
 // verdict as its exit code.
 int detach(const Options &o) {
@@ -234,9 +315,9 @@ int detach(const Options &o) {
     close(ready[0]);
     setsid();
     char verdict = 0;
-    FILE *pf = std::fopen(o.pid_file.c_str(), "w");
-    if (pf == nullptr || std::fprintf(pf, "%d\n", static_cast<int>(getpid())) < 0 || std::fclose(pf) != 0) {
-        std::fprintf(stderr, "cirrow-aircraft: --pid-file %s: %s\n", o.pid_file.c_str(), std::strerror(errno));
+    std::string error;
+    if (!write_pid_file(o.pid_file, error)) {
+        std::fprintf(stderr, "cirrow-aircraft: %s\n", error.c_str());
         verdict = 1;
     }
     const int out = open(o.log.empty() ? "/dev/null" : o.log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
@@ -287,6 +368,13 @@ int main(int argc, char **argv) {
     view::Server page;
 #endif
     aircraft::Server server(*plane, &watchers, say);
+    if (!o.group.empty()) {
+        const group *g = getgrnam(o.group.c_str());
+        if (g == nullptr) {
+            return fail("--group " + o.group + ": no such group");
+        }
+        server.allow_group(g->gr_gid);
+    }
     if (!server.listen(o.socket, error)) {
         return fail(error);
     }
@@ -294,17 +382,25 @@ int main(int argc, char **argv) {
         if (const int code = detach(o); code >= 0) {
             return code;
         }
-    } else if (!o.pid_file.empty()) {
-        FILE *pf = std::fopen(o.pid_file.c_str(), "w");
-        if (pf == nullptr) {
-            return fail("--pid-file " + o.pid_file + ": " + std::strerror(errno));
-        }
-        std::fprintf(pf, "%d\n", static_cast<int>(getpid()));
-        std::fclose(pf);
+    } else if (!o.pid_file.empty() && !write_pid_file(o.pid_file, error)) {
+        return fail(error);
     }
 #ifdef CW_AIRCRAFT_VIEW
     // Its threads start here, after --detach forked: a fork keeps only the calling thread.
     if (!o.http.empty()) {
+        const std::string host = o.http.substr(0, o.http.rfind(':'));
+        const bool malformed = o.http.find(':') == std::string::npos;  // page.start says how
+        if (!malformed && !view::loopback(host) && !o.http_public) {
+            return fail("--http " + o.http +
+                        ": not a loopback address, and the page shows everything the aircraft "
+                        "does; add --http-public to serve it there all the same");
+        }
+        if (!malformed && !view::loopback(host)) {
+            std::fprintf(stderr,
+                         "cirrow-aircraft: WARNING: the live page is served on %s, reachable from other "
+                         "machines, without a password (--http-public)\n",
+                         host.c_str());
+        }
         if (!page.start(o.http, flight, error)) {
             return fail("--http " + o.http + ": " + error);
         }
@@ -330,7 +426,7 @@ int main(int argc, char **argv) {
         "cirrow-aircraft: stopped after %.1f s on the aircraft's clock; the referee's report (%u mistake(s)):\n%s",
         plane->now(), mistakes, report.c_str());
     if (!o.pid_file.empty()) {
-        unlink(o.pid_file.c_str());
+        remove_pid_file(o.pid_file);
     }
     return 0;
 }

@@ -155,10 +155,17 @@ public:
         apps_[app] = name;
     }
 
-    void detach(AppId app, bool clean) override {
+    void detach(AppId app, bool clean) override { gone(app, clean, nullptr); }
+
+    void cut(AppId app, const std::string &why) override { gone(app, false, &why); }
+
+    void gone(AppId app, bool clean, const std::string *cut) {
         std::lock_guard<std::mutex> lock(mu_);
         const double t = now_locked();
-        if (!clean) {
+        if (cut != nullptr) {
+            referee_.mistake(t, "application " + apps_[app] + " was cut by the aircraft: " + *cut,
+                             "keep to the link: well-formed frames, and read what the aircraft sends");
+        } else if (!clean) {
             referee_.mistake(t, "application " + apps_[app] + " vanished (crashed or was killed)",
                              "end the application cleanly: land, release control, then return from main");
         }
@@ -203,7 +210,9 @@ public:
         Req r{app, req.cmd_set, req.cmd_id, req.receiver,
               Buffer(const_cast<uint8_t *>(req.payload), std::min(req.payload_len, MBUS_LINK_MAX_PAYLOAD))};
         const std::vector<uint8_t> before(resp, resp + resp_len);
-        std::memset(resp, 0, resp_len);  // a module's answer is whole, whatever the caller passed
+        if (resp_len > 0) {
+            std::memset(resp, 0, resp_len);  // a module's answer is whole, whatever the caller passed
+        }
         Buffer out(resp, resp_len);
         *delay_us = kAnswerUs;
         const std::string what = std::string(m.name()) + " " + command_name(req);
@@ -237,7 +246,9 @@ public:
         }
         if (!m.answer(t, r, out)) {
             *delay_us = kNeverUs;
-            std::memcpy(resp, before.data(), resp_len);
+            if (resp_len > 0) {
+                std::memcpy(resp, before.data(), resp_len);
+            }
             say("t=%.1f s: %s does not serve %s (receiver %s): no answer\n", t, m.name(), command_name(req).c_str(),
                 hex4(req.receiver).c_str());
             referee_.mistake(t,

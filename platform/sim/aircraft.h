@@ -41,6 +41,8 @@ public:
     // false when it vanished (crashed, killed, its socket cut) rather than ended.
     virtual void attach(AppId app, const std::string &name) = 0;
     virtual void detach(AppId app, bool clean) = 0;
+    // The host cut the application (a bad frame, output it did not read): gone, and why.
+    virtual void cut(AppId app, const std::string & /*why*/) { detach(app, false); }
 
     // The application registered (on) or unregistered (off) its handler for the pushes set/id.
     virtual void handler(AppId app, uint8_t set, uint8_t id, bool on) = 0;

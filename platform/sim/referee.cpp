@@ -11,12 +11,17 @@ void Referee::mistake(double t, const std::string &what, const std::string &todo
 void Referee::note(double t, const std::string &what, const std::string &todo) { add(false, t, what, todo); }
 
 void Referee::add(bool mistake, double t, const std::string &what, const std::string &todo) {
-    for (Item &i : items_) {
-        if (i.mistake == mistake && i.what == what) {
-            ++i.count;
-            return;
-        }
+    const std::string key = (mistake ? "M" : "n") + what;
+    const auto found = index_.find(key);
+    if (found != index_.end()) {
+        ++items_[found->second].count;
+        return;
     }
+    if (items_.size() >= kMaxItems) {
+        ++(mistake ? untold_mistakes_ : untold_notes_);
+        return;
+    }
+    index_.emplace(key, items_.size());
     items_.push_back({mistake, t, what, todo, 1});
 }
 
@@ -25,13 +30,14 @@ uint32_t Referee::mistakes() const {
     for (const Item &i : items_) {
         n += i.mistake ? 1 : 0;
     }
-    return n;
+    return n + static_cast<uint32_t>(untold_mistakes_);
 }
 
 std::string Referee::report() const {
     const uint32_t m = mistakes();
     char line[96];
-    std::snprintf(line, sizeof line, "flight report: %u mistake(s), %zu note(s)\n", m, items_.size() - m);
+    std::snprintf(line, sizeof line, "flight report: %u mistake(s), %llu note(s)\n", m,
+                  static_cast<unsigned long long>(items_.size() - (m - untold_mistakes_) + untold_notes_));
     std::string out = line;
     for (const bool mistakes_first : {true, false}) {
         for (const Item &i : items_) {
@@ -45,6 +51,10 @@ std::string Referee::report() const {
             }
             out += i.todo.empty() ? "\n" : "\n      -> " + i.todo + "\n";
         }
+    }
+    if (untold_mistakes_ + untold_notes_ > 0) {
+        out += "  and " + std::to_string(untold_mistakes_) + " more mistake(s) and " + std::to_string(untold_notes_) +
+               " more note(s) not listed (only the first " + std::to_string(kMaxItems) + " distinct items are)\n";
     }
     return out;
 }

@@ -3,10 +3,12 @@
 #include "scenario.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 #include <toml++/toml.h>
 
+#include "link_capture.h"
 #include "link_messages.h"
 #include "mbus.h"
 #include "replay.h"
@@ -110,6 +112,105 @@ struct Bad {
     std::string what;
 };
 
+std::string shortest(double v) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", v);
+    return text;
+}
+
+// What a scenario file may be before toml++ sees it: a parser that recurses into dotted keys and
+// nested values must never meet a file made to exhaust its stack.
+constexpr size_t kMaxScenarioBytes = 1u << 20;
+constexpr size_t kMaxKeyParts = 16;
+constexpr size_t kMaxKeyBytes = 256;
+constexpr size_t kMaxNesting = 32;
+
+// Where a UTF-8 sequence is malformed (overlong, a surrogate, past U+10FFFF, cut short), or npos.
+size_t bad_utf8(std::string_view s) {
+    for (size_t i = 0; i < s.size();) {
+        const auto b = static_cast<unsigned char>(s[i]);
+        const size_t n = b < 0x80 ? 1 : (b >> 5) == 6 ? 2 : (b >> 4) == 14 ? 3 : (b >> 3) == 30 ? 4 : 0;
+        if (n == 0 || i + n > s.size()) {
+            return i;
+        }
+        uint32_t cp = n == 1 ? b : b & (0x7F >> n);
+        for (size_t k = 1; k < n; ++k) {
+            const auto c = static_cast<unsigned char>(s[i + k]);
+            if ((c >> 6) != 2) {
+                return i;
+            }
+            cp = cp << 6 | (c & 0x3F);
+        }
+        static constexpr uint32_t kMin[] = {0, 0, 0x80, 0x800, 0x10000};
+        if (cp < kMin[n] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) {
+            return i;
+        }
+        i += n;
+    }
+    return std::string_view::npos;
+}
+
+// Checks the keys' lengths and parts and the values' nesting, outside strings and comments.
+void check_shape(std::string_view s) {
+    int line = 1;
+    std::string open;    // the [ and { open in a value
+    bool in_key = true;  // in a key (before its =, in a [table] header)
+    size_t parts = 1, key_bytes = 0;
+    const auto new_key = [&](bool key) {
+        in_key = key;
+        parts = 1;
+        key_bytes = 0;
+    };
+    for (size_t i = 0; i < s.size(); ++i) {
+        const char c = s[i];
+        if (c == '\n') {
+            ++line;
+            new_key(open.empty());
+            continue;
+        }
+        if (c == '#') {
+            while (i + 1 < s.size() && s[i + 1] != '\n') {
+                ++i;
+            }
+            continue;
+        }
+        if (c == '"' || c == '\'') {
+            // A string, one-line or multi-line (three quotes), with escapes in basic strings.
+            const std::string quotes(3, c);
+            const bool multi = s.substr(i, 3) == quotes;
+            const size_t from = i;
+            i += multi ? 3 : 1;
+            while (i < s.size() && !(multi ? s.substr(i, 3) == quotes : s[i] == c)) {
+                i += s[i] == '\\' && c == '"' ? 2 : 1;
+                line += i - 1 < s.size() && s[i - 1] == '\n' ? 1 : 0;
+            }
+            i += multi ? 2 : 0;
+            key_bytes += in_key ? i - from : 0;
+        } else if (in_key && c == '=') {
+            in_key = false;
+        } else if (in_key && c == '.') {
+            ++parts;
+        } else if (!in_key && (c == '[' || c == '{')) {
+            open += c;
+            new_key(c == '{');  // an inline table's keys follow its {
+        } else if (!in_key && (c == ']' || c == '}') && !open.empty()) {
+            open.pop_back();
+        } else if (!in_key && c == ',' && !open.empty() && open.back() == '{') {
+            new_key(true);
+        }
+        key_bytes += in_key ? 1 : 0;
+        if (parts > kMaxKeyParts) {
+            throw Bad{line, "a key of more than " + std::to_string(kMaxKeyParts) + " dotted parts"};
+        }
+        if (key_bytes > kMaxKeyBytes) {
+            throw Bad{line, "a key too long (over " + std::to_string(kMaxKeyBytes) + " bytes)"};
+        }
+        if (open.size() > kMaxNesting) {
+            throw Bad{line, "values nested deeper than " + std::to_string(kMaxNesting) + " levels"};
+        }
+    }
+}
+
 int line_of(const toml::node &n) { return static_cast<int>(n.source().begin.line); }
 
 // Every problem of a file is reported, not only the first: each check runs on its own and what it
@@ -135,6 +236,13 @@ T need(const toml::node &n, const char *key, const char *kind) {
 
 double number(const toml::node &n, const char *key, double lo, double hi) {
     const double v = need<double>(n, key, "a number");
+    if (!std::isfinite(v)) {
+        throw Bad{line_of(n), std::string(key) + " = " +
+                                  (std::isnan(v) ? "nan"
+                                   : v > 0       ? "inf"
+                                                 : "-inf") +
+                                  " is not a number from " + shortest(lo) + " to " + shortest(hi)};
+    }
     if (v < lo || v > hi) {
         char msg[128];
         std::snprintf(msg, sizeof msg, "%s = %g is outside %g..%g", key, v, lo, hi);
@@ -395,8 +503,19 @@ bool load_scenario(const std::string &path, Scenario &out, std::string &error) {
     int replay_line = 0;
     out.file = path;
     Problems bad;
+    std::string text;
+    if (!cw::trace::read_input_file(path, kMaxScenarioBytes, text, error)) {
+        return false;
+    }
     try {
-        const toml::table doc = toml::parse_file(path);
+        // What toml++ must never see: bytes that are not UTF-8, keys and nesting beyond the limits.
+        if (const size_t at = bad_utf8(text); at != std::string_view::npos) {
+            throw Bad{
+                static_cast<int>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n')) + 1,
+                "not valid UTF-8 (byte " + std::to_string(at) + ")"};
+        }
+        check_shape(text);
+        const toml::table doc = toml::parse(text, path);
         for (const auto &[key, value] : doc) {
             const std::string k(key.str());
             const toml::node &node = value;  // clang 14's lambdas cannot capture a structured binding
@@ -434,6 +553,9 @@ bool load_scenario(const std::string &path, Scenario &out, std::string &error) {
     } catch (const toml::parse_error &e) {
         error =
             path + ":" + std::to_string(e.source().begin.line) + ": not valid TOML: " + std::string(e.description());
+        return false;
+    } catch (const Bad &b) {  // the file's shape, before it is parsed
+        error = path + ":" + std::to_string(b.line) + ": " + b.what;
         return false;
     }
     if (!bad.empty()) {

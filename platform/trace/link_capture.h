@@ -23,10 +23,23 @@ struct CaptureRecord {
     std::vector<uint8_t> bytes;
 };
 
-// Reads the capture at `path` into `out`. On a file that cannot be read, is not a pcap capture,
-// has another link type or a truncated or malformed record, returns false with `error` naming the
-// file and what is wrong ("path: record 12 at byte 4096 is truncated"); `out` then holds the
-// records before the fault.
+// The one reader of captures, for cirrow-plot and the replay alike.
+// Reads the capture at `path` into `out`: pcap with microsecond or nanosecond times, in either
+// byte order; a file with only the pcap header is a capture of nothing. On a file that cannot be
+// read, is not a regular file or is over kMaxCapture, is not a pcap capture, has another link type
+// or a truncated or malformed record (an unknown record version among them), returns false with
+// `error` naming the file and what is wrong ("path: record 12 at byte 4096 is truncated"); `out`
+// then holds the records before the fault.
 bool read_capture(const std::string &path, std::vector<CaptureRecord> &out, std::string &error);
+// The same from bytes in memory (`path` only names them in the error).
+bool parse_capture(const std::string &path, const uint8_t *data, size_t size, std::vector<CaptureRecord> &out,
+                   std::string &error);
+
+inline constexpr size_t kMaxCapture = 512u << 20;
+
+// Reads a file a user named (a capture, a scenario) whole, once it is known to be a regular file
+// of at most max_bytes: a FIFO or a device would block or never end, and is refused with a
+// message, as is a larger file. False with `error` naming the file and what is wrong.
+bool read_input_file(const std::string &path, size_t max_bytes, std::string &bytes, std::string &error);
 
 }  // namespace cw::trace

@@ -70,6 +70,9 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
+// Whether host (as --http takes it) is this machine's loopback: 127.0.0.0/8, ::1 or localhost.
+bool loopback(const std::string &host);
+
 // The whole flight as one self-contained HTML page (scripts and data inlined), or "" with `error`
 // set when the page's scripts cannot be read: cirrow-plot's output.
 std::string render_html(const Flight &flight, const std::string &title, std::string &error);

@@ -11,6 +11,13 @@
 
 namespace view {
 
+// The page's caps (docs/robustness.md).
+constexpr size_t kMaxBody = 64u << 10;
+constexpr time_t kIdleSeconds = 1;            // between requests on a connection
+constexpr time_t kReadMicroseconds = 300000;  // for a request's next bytes (the page is local)
+constexpr size_t kRequestsPerConnection = 100;
+constexpr size_t kThreads = 128;
+
 struct Server::Impl {
     httplib::Server http;
     std::thread thread;
@@ -39,6 +46,10 @@ bool parse_address(const std::string &host_port, std::string &host, int &port) {
 }
 
 }  // namespace
+
+bool loopback(const std::string &host) {
+    return host == "localhost" || host == "::1" || host == "[::1]" || host.rfind("127.", 0) == 0;
+}
 
 bool Server::start(const std::string &host_port, Flight &flight, std::string &error) {
     stop();
@@ -77,6 +88,15 @@ bool Server::start(const std::string &host_port, Flight &flight, std::string &er
         res.set_content(flight.json(std::strtoul(since.c_str(), nullptr, 10)), "application/json");
         res.set_header("Cache-Control", "no-store");
     });
+    // The page runs in the aircraft's process: what one browser or script may take of it is capped.
+    // A request's body (the page takes none) and its idle times are bounded, a connection serves a
+    // bounded number of requests, and the threads are a fixed pool.
+    impl->http.set_payload_max_length(kMaxBody);
+    impl->http.set_read_timeout(0, kReadMicroseconds);
+    impl->http.set_write_timeout(kIdleSeconds, 0);
+    impl->http.set_keep_alive_timeout(kIdleSeconds);
+    impl->http.set_keep_alive_max_count(kRequestsPerConnection);
+    impl->http.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
     // Address reuse for a quick restart, but never a port shared with another server.
     impl->http.set_socket_options([](socket_t sock) {
         const int yes = 1;

@@ -17,6 +17,7 @@ public:
     void detach(sim::AppId app, bool clean) override {
         log("detach " + std::to_string(app) + (clean ? " clean" : " vanished"));
     }
+    void cut(sim::AppId app, const std::string &why) override { log("cut " + std::to_string(app) + " " + why); }
     void handler(sim::AppId app, uint8_t set, uint8_t id, bool on) override {
         log("handler " + std::to_string(app) + " " + std::to_string(set) + "/" + std::to_string(id) +
             (on ? " on" : " off"));

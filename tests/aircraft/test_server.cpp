@@ -242,7 +242,57 @@ TEST_F(Served, AnAppThatStopsReadingIsCut) {
         fake.every_tick = {9, 1, std::vector<uint8_t>(2048, 0x55)};
         fake.per_tick = 200;
     }
-    EXPECT_TRUE(eventually("detach " + std::to_string(id) + " vanished")) << "never cut";
+    EXPECT_TRUE(eventually("cut " + std::to_string(id) + " it stopped reading")) << "never cut";
+}
+
+// The deadlines, shortened: a connection that never says Hello, and one that starts a frame and
+// never ends it, are told why and cut; one that sends takes and never reads is read no further
+// and cut once stuck, its output never past what read_stop lets through.
+class ServedQuickly : public Served {
+protected:
+    void SetUp() override {
+        aircraft::Limits limits;
+        limits.hello_ms = 200;
+        limits.frame_ms = 200;
+        limits.stuck_ms = 300;
+        limits.read_stop = 4096;
+        server.set_limits(limits);
+        Served::SetUp();
+    }
+};
+
+TEST_F(ServedQuickly, SilentHalfFramedAndStuckClientsAreCutInTime) {
+    Conn silent(path);
+    wire::Frame f;
+    ASSERT_TRUE(silent.next(f, 5000));
+    EXPECT_EQ(f.type, Type::Error);
+    EXPECT_EQ(wire::error_text(f.body), "no Hello within 200 ms of connecting");
+
+    Conn half(path);
+    const sim::AppId id = half.hello("half");
+    half.raw({'C', 'W', wire::kVersion});
+    EXPECT_TRUE(eventually("cut " + std::to_string(id) + " a frame not finished within 200 ms"));
+
+    Conn stuck(path);
+    const sim::AppId stuck_id = stuck.hello("stuck");
+    std::vector<uint8_t> takes;
+    for (int i = 0; i < 20000; ++i) {
+        wire::append(takes, Type::DmTake, static_cast<uint32_t>(i), wire::Out().u32(1).u32(0).take());
+    }
+    // Not all of it goes: the server stops reading, the socket's buffers fill.
+    [[maybe_unused]] const ssize_t n = ::send(stuck.fd, takes.data(), takes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    EXPECT_TRUE(eventually("cut " + std::to_string(stuck_id) + " it stopped reading"));
+
+    // One that only stopped (a breakpoint), its pushes waiting, asks nothing: left until max_out.
+    Conn paused(path);
+    const sim::AppId paused_id = paused.hello("paused");
+    paused.send(Type::Handler, 0, {9, 2, 1});
+    ASSERT_TRUE(eventually("handler " + std::to_string(paused_id)));
+    for (int i = 0; i < 200; ++i) {
+        fake.push(9, 2, std::vector<uint8_t>(2048, 0x55));  // past the socket's buffers and read_stop
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+    EXPECT_FALSE(fake.saw("cut " + std::to_string(paused_id))) << "cut while only paused";
 }
 
 TEST(Service, ASecondAircraftOnTheSameSocketIsRefusedAndAStaleOneReplaced) {

@@ -1,9 +1,13 @@
 // The live view: what the flight's state says after a flight's messages, the link rates, the
 // series' bounds, the capture reader's refusals, and the server's pages and addresses.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 #include <httplib.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -191,6 +195,46 @@ TEST(Capture, ReadsRecordsAndRefusesBadFiles) {
     EXPECT_EQ(recs.size(), 0u);  // the last had none; the cut one kept its whole first record:
     cw::trace::read_capture(testing::TempDir() + "cut.pcap", recs, error);
     EXPECT_EQ(recs.size(), 1u);
+}
+
+// The replay and cirrow-plot read with this one reader: a big-endian nanosecond capture reads as
+// its little-endian microsecond twin, a header alone is a capture of nothing, a FIFO is refused.
+TEST(Capture, ReadsEveryPcapFlavourTheSameAndRefusesAFifo) {
+    std::string bytes;
+    std::string error;
+    ASSERT_TRUE(cw::trace::read_input_file(capture("twin.pcap", 147, 2), 1 << 20, bytes, error)) << error;
+    std::vector<uint8_t> b(bytes.begin(), bytes.end());
+    const auto swap32 = [&b](size_t at, uint32_t scale) {
+        uint32_t v = 0;
+        std::memcpy(&v, &b[at], 4);
+        v = __builtin_bswap32(v * scale);
+        std::memcpy(&b[at], &v, 4);
+    };
+    const uint32_t ns_magic = 0xA1B23C4Du;
+    std::memcpy(&b[0], &ns_magic, 4);
+    swap32(0, 1), swap32(16, 1), swap32(20, 1);
+    b[4] = 0, b[5] = 2, b[6] = 0, b[7] = 4;  // version 2.4, big-endian
+    for (size_t at = 24; at < b.size(); at += 16 + cw::trace::kPcapHeaderLen + 2) {
+        swap32(at, 1), swap32(at + 4, 1000), swap32(at + 8, 1), swap32(at + 12, 1);
+    }
+    std::vector<cw::trace::CaptureRecord> le, be;
+    ASSERT_TRUE(cw::trace::read_capture(capture("twin.pcap", 147, 2), le, error)) << error;
+    ASSERT_TRUE(cw::trace::parse_capture("be.pcap", b.data(), b.size(), be, error)) << error;
+    ASSERT_EQ(be.size(), 2u);
+    EXPECT_DOUBLE_EQ(be[1].t, le[1].t);
+    EXPECT_EQ(be[1].bytes, le[1].bytes);
+    EXPECT_EQ(be[1].seq, le[1].seq);
+
+    be.clear();
+    EXPECT_TRUE(cw::trace::read_capture(capture("empty.pcap", 147, 0), be, error)) << error;
+    EXPECT_TRUE(be.empty());
+
+    const std::string fifo = testing::TempDir() + "capture.fifo";
+    unlink(fifo.c_str());
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_FALSE(cw::trace::read_capture(fifo, be, error));
+    EXPECT_TRUE(has(error, "capture.fifo: not a regular file (a FIFO)")) << error;
+    unlink(fifo.c_str());
 }
 
 TEST(Server, ServesThePageTheScriptsAndTheState) {
