@@ -11,10 +11,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "link_trace.h"
+#include "referee.h"
+#include "rules.h"
 #include "server.h"
 #ifdef CW_AIRCRAFT_VIEW
 #include "live.h"
@@ -37,10 +40,16 @@ const char *const kUsage =
     "  --pid-file F      write the aircraft's pid to F (removed when it stops)\n"
     "  --log FILE        with --detach: the aircraft's lines go to FILE (default: discarded)\n"
     "  --http ADDR:PORT  serve the live page of the flight there\n"
+    "  --strict          exit with code 3 at the stop when an application's report held a mistake\n"
+    "  --allow RULES     waive the referee's rules (comma-separated names; the README lists them)\n"
+    "  --report FILE     at the stop, write the referee's report as JSON to FILE\n"
+    "  --junit FILE      at the stop, write the referee's report as JUnit XML to FILE\n"
     "  --help            this text\n"
     "\n"
     "The link trace: MBUS_TRACE=<file> (or - for stderr), MBUS_PCAP=<file>, MBUS_TRACE_SUMMARY=1, as in\n"
     "an application. SIGINT or SIGTERM stops it: the socket is removed and the referee's report printed.\n";
+
+constexpr int kStrictExit = 3;  // --strict: an application's report held a mistake
 
 aircraft::Server *g_server = nullptr;
 
@@ -155,7 +164,11 @@ struct Options {
     std::string pid_file;
     std::string log;
     std::string http;
+    std::string allow;
+    std::string json;
+    std::string junit;
     bool detach = false;
+    bool strict = false;
 };
 
 // Parses the command line; returns -1 to go on, else the exit code.
@@ -168,6 +181,9 @@ int parse(int argc, char **argv, Options &o) {
                              : a == "--pid-file" ? &o.pid_file
                              : a == "--log"      ? &o.log
                              : a == "--http"     ? &o.http
+                             : a == "--allow"    ? &o.allow
+                             : a == "--report"   ? &o.json
+                             : a == "--junit"    ? &o.junit
                                                  : nullptr;
         if (a == "--help" || a == "-h") {
             std::fputs(kUsage, stdout);
@@ -175,6 +191,8 @@ int parse(int argc, char **argv, Options &o) {
         }
         if (a == "--detach") {
             o.detach = true;
+        } else if (a == "--strict") {
+            o.strict = true;
         } else if (value == nullptr) {
             return fail("unknown option " + a + " (--help lists them)");
         } else if (i + 1 >= argc) {
@@ -275,9 +293,14 @@ int main(int argc, char **argv) {
         return fail("--http " + o.http + ": this cirrow-aircraft was built without the live page");
     }
 #endif
+    std::set<std::string> allowed;
+    if (!sim::parse_rules(o.allow, allowed, error)) {
+        return fail("--allow " + o.allow + ": " + error + " (" + sim::known_rules() + ")");
+    }
     const double speed = scenario.speed;
     sim::set_diagnostics(aircraft_line);
-    std::unique_ptr<sim::Aircraft> plane = sim::Aircraft::create(std::move(scenario));
+    std::unique_ptr<sim::Aircraft> plane = sim::Aircraft::create(std::move(scenario), true);
+    plane->allow(allowed);
     Trace trace;
     Watchers watchers;
     watchers.add(&trace);
@@ -329,8 +352,15 @@ int main(int argc, char **argv) {
         stderr,
         "cirrow-aircraft: stopped after %.1f s on the aircraft's clock; the referee's report (%u mistake(s)):\n%s",
         plane->now(), mistakes, report.c_str());
+    int code = o.strict && mistakes > 0 ? kStrictExit : 0;
+    for (const auto &[file, format] :
+         {std::pair{&o.json, sim::Aircraft::Format::Json}, {&o.junit, sim::Aircraft::Format::Junit}}) {
+        if (!file->empty() && !sim::write_report(*file, plane->report(nullptr, sim::Aircraft::kEveryApp, format))) {
+            code = fail(*file + ": cannot write the referee's report: " + std::strerror(errno));
+        }
+    }
     if (!o.pid_file.empty()) {
         unlink(o.pid_file.c_str());
     }
-    return 0;
+    return code;
 }

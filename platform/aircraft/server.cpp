@@ -277,9 +277,21 @@ void Server::handle(Client &c, const wire::Frame &f) {
                  wire::Out().i32(imu ? 0 : MBUS_ERR_NO_DATA).bytes(imu_.data(), imu ? MBUS_DM_IMU_SIZE : 0).take());
             return;
         }
-        case Type::Goodbye:
+        case Type::Goodbye: {
+            // Its own report goes back before it hangs up: the stand-in prints it and ends the
+            // application by it (MBUS_REPORT, MBUS_STRICT) as it does in-process.
             c.clean = true;
+            detach(c, "ended");
+            uint32_t mistakes = 0;
+            const std::string report = aircraft_.report(&mistakes, c.app);
+            send(c, Type::Report, f.id,
+                 wire::Out()
+                     .i32(static_cast<int32_t>(mistakes))
+                     .bytes(report.data(), static_cast<uint32_t>(report.size()))
+                     .take());
+            flush(c);
             return;
+        }
         case Type::Error: {
             std::vector<uint8_t> why;
             in.bytes(why);
@@ -381,6 +393,14 @@ void Server::drop(Client &c, const char *how) {
         line("a connection without Hello %s", how);
         return;
     }
+    detach(c, how);
+}
+
+void Server::detach(Client &c, const char *how) {
+    if (c.detached) {
+        return;
+    }
+    c.detached = true;
     line("app %u (%s) %s%s", c.app, c.name.c_str(), how, c.clean ? "" : "; the aircraft flies on");
     aircraft_.detach(c.app, c.clean);
     if (watcher_ != nullptr) {

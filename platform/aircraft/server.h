@@ -73,6 +73,7 @@ private:
         std::set<uint16_t> handlers;  // set << 8 | id
         bool gone = false;
         bool clean = false;
+        bool detached = false;  // the aircraft was told it went (its Goodbye, or its socket closed)
     };
 
     void accept_all();
@@ -85,6 +86,7 @@ private:
     // Tells the application why (when it can still hear it) and cuts it.
     void cut(Client &c, const std::string &why);
     void drop(Client &c, const char *how);
+    void detach(Client &c, const char *how);
     void reap();
     void line(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
 

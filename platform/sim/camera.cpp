@@ -43,6 +43,11 @@ public:
     int result_at(const Req &r) const override {
         return is(r, kZoom) || is(r, kPing) ? 1 : 0;  // zoom and ping: byte 1
     }
+    const char *refusal(uint8_t byte) const override {
+        return byte == kWrongMode ? "wrong mode: recording video, or not in the mode the command needs"
+               : byte == kBusy    ? "busy: a photo is being taken (0.4 s) or a video recorded"
+                                  : nullptr;
+    }
 
 protected:
     bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
@@ -77,7 +82,12 @@ private:
         if (!allowed(t, kSwitch, out)) {
             return;
         }
-        mode_ = r.in.getu(at(row("camera.switch_mode", Dir::Request), "mode")) == kVideo ? kVideo : kPhoto;
+        const uint32_t mode = r.in.getu(at(row("camera.switch_mode", Dir::Request), "mode"));
+        if (mode != kPhoto && mode != kVideo) {
+            ignores(t, r.app, "camera", "work mode " + std::to_string(mode), "0 (photo) and 1 (video)");
+            return;
+        }
+        mode_ = static_cast<uint8_t>(mode);
         say("t=%.1f s: camera in %s mode\n", t, mode_ == kVideo ? "video" : "photo");
     }
     void take_photo(double t, const Req &, Buffer &out) {
@@ -86,6 +96,8 @@ private:
         }
         if (mode_ != kPhoto || busy(t)) {
             out.u8(0, mode_ != kPhoto ? kWrongMode : kBusy);
+            say("t=%.1f s: camera refuses the photo: %s\n", t,
+                mode_ != kPhoto ? "not in photo mode" : "busy with the last one (0.4 s a photo)");
             return;
         }
         busy_until_ = t + kPhotoS;
@@ -95,6 +107,7 @@ private:
     void take_video(double t, const Req &r, Buffer &out) {
         if (mode_ != kVideo) {
             out.u8(0, kWrongMode);
+            say("t=%.1f s: camera refuses the video: not in video mode\n", t);
             return;
         }
         const bool start = r.in.getu(at(row("camera.take_video", Dir::Request), "start")) == 1;

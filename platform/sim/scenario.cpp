@@ -10,6 +10,7 @@
 #include "link_messages.h"
 #include "mbus.h"
 #include "replay.h"
+#include "rules.h"
 
 namespace sim {
 
@@ -239,8 +240,66 @@ void numbers_of(const toml::node &node, const char *table, const NumberKey (&key
 constexpr NumberKey kBattery[] = {{"start", 0, 100, &Scenario::battery_start},
                                   {"drain", 0, 100, &Scenario::battery_drain},
                                   {"low_at", 0, 86400, &Scenario::low_battery_at},
-                                  {"low", 0, 100, &Scenario::battery_low}};
+                                  {"low", 0, 100, &Scenario::battery_low},
+                                  {"critical", 0, 100, &Scenario::battery_critical}};
+constexpr NumberKey kLimits[] = {{"horizontal_speed", 0.1, 50, &Scenario::max_horizontal},
+                                 {"climb_speed", 0.1, 20, &Scenario::max_climb},
+                                 {"descent_speed", 0.1, 20, &Scenario::max_descent},
+                                 {"yaw_rate", 1, 1000, &Scenario::max_yaw_rate},
+                                 {"steering_hold", 0.05, 60, &Scenario::steering_hold},
+                                 {"gimbal_pitch_min", -180, 0, &Scenario::gimbal_min_pitch},
+                                 {"gimbal_pitch_max", 0, 180, &Scenario::gimbal_max_pitch},
+                                 {"gimbal_roll_min", -180, 0, &Scenario::gimbal_min_roll},
+                                 {"gimbal_roll_max", 0, 180, &Scenario::gimbal_max_roll},
+                                 {"gimbal_yaw_min", -360, 0, &Scenario::gimbal_min_yaw},
+                                 {"gimbal_yaw_max", 0, 360, &Scenario::gimbal_max_yaw}};
 constexpr NumberKey kWind[] = {{"north", -30, 30, &Scenario::wind_north}, {"east", -30, 30, &Scenario::wind_east}};
+
+const toml::table &table_of(const toml::node &node, const char *table, const char *keys) {
+    const toml::table *t = node.as_table();
+    if (t == nullptr) {
+        throw Bad{line_of(node), std::string(table) + " must be a table ([" + table + "]) of " + keys};
+    }
+    return *t;
+}
+
+// [failsafe]: how long the flight controller waits for a controller gone, and what it does then.
+void failsafe_of(const toml::node &node, Scenario &out) {
+    for (const auto &[key, value] : table_of(node, "failsafe", "grace, action")) {
+        const std::string k(key.str());
+        if (k == "grace") {
+            out.failsafe_grace = number(value, "grace", 0, 600);
+        } else if (k == "action") {
+            const std::string a = need<std::string>(value, "action", "a text");
+            if (a != "land" && a != "return") {
+                throw Bad{line_of(value), "action \"" + a + "\" is not one of land, return"};
+            }
+            out.failsafe_return = a == "return";
+        } else {
+            throw Bad{line_of(value), "unknown key \"" + k + "\" in [failsafe] (known: grace, action)"};
+        }
+    }
+}
+
+// [referee]: the rules waived.
+void referee_of(const toml::node &node, Scenario &out) {
+    for (const auto &[key, value] : table_of(node, "referee", "allow")) {
+        if (key.str() != "allow") {
+            throw Bad{line_of(value), "unknown key \"" + std::string(key.str()) + "\" in [referee] (known: allow)"};
+        }
+        const toml::array *list = value.as_array();
+        if (list == nullptr) {
+            throw Bad{line_of(value), "allow must be a list of rule names, such as [\"ended-in-the-air\"]"};
+        }
+        for (const toml::node &r : *list) {
+            const std::string name = need<std::string>(r, "allow", "a list of rule names");
+            if (!known_rule(name)) {
+                throw Bad{line_of(r), "allow: unknown rule \"" + name + "\" (" + known_rules() + ")"};
+            }
+            out.allow.push_back(name);
+        }
+    }
+}
 
 // A capture named by the scenario, from the scenario's folder unless absolute.
 std::string beside(const std::string &scenario, const std::string &file) {
@@ -281,6 +340,12 @@ bool load_scenario(const std::string &path, Scenario &out, std::string &error) {
                 numbers_of(node, "battery", kBattery, out);
             } else if (k == "wind") {
                 numbers_of(node, "wind", kWind, out);
+            } else if (k == "limits") {
+                numbers_of(node, "limits", kLimits, out);
+            } else if (k == "failsafe") {
+                failsafe_of(node, out);
+            } else if (k == "referee") {
+                referee_of(node, out);
             } else if (k == "replay") {
                 out.replay = beside(path, need<std::string>(node, "replay", "a capture file name"));
                 replay_line = line_of(node);
@@ -288,8 +353,10 @@ bool load_scenario(const std::string &path, Scenario &out, std::string &error) {
                     throw Bad{line_of(node), "replay must name a capture file"};
                 }
             } else {
-                throw Bad{line_of(node),
-                          "unknown key \"" + k + "\" (known: speed, replay, [battery], [wind], [[event]])"};
+                throw Bad{
+                    line_of(node),
+                    "unknown key \"" + k +
+                        "\" (known: speed, replay, [battery], [wind], [limits], [failsafe], [referee], [[event]])"};
             }
         }
         std::string why;
