@@ -59,7 +59,8 @@ std::string Referee::report(uint32_t app) const {
             if (i.mistake != mistakes_first || !mine(i, app)) {
                 continue;
             }
-            std::snprintf(line, sizeof line, "  %-7s t=%.1f s: ", i.mistake ? "MISTAKE" : "note", i.t);
+            const char *label = !i.mistake ? "note" : waived(i) ? "waived" : "MISTAKE";
+            std::snprintf(line, sizeof line, "  %-7s t=%.1f s: ", label, i.t);
             out += line;
             if (many) {
                 out += who(i.app) + ": ";
@@ -68,7 +69,7 @@ std::string Referee::report(uint32_t app) const {
             if (i.count > 1) {
                 out += " (" + std::to_string(i.count) + " times)";
             }
-            out += " [" + i.rule + (i.mistake && waived(i) ? ", waived]" : "]");
+            out += " [" + i.rule + "]";
             out += i.todo.empty() ? "\n" : "\n      -> " + i.todo + "\n";
         }
     }
