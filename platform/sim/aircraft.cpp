@@ -340,8 +340,9 @@ public:
             const char *name = row != nullptr ? row->name : "an unknown push";
             const char *reg = registration_for(name);
             const std::string fn = reg != nullptr ? std::string(reg) + "()" : "its handler";
-            const AppId who = asker(out.items[i]);
-            if (i < out.asked.size() && out.asked[i]) {
+            bool asked = i < out.asked.size() && out.asked[i];
+            const AppId who = asker(out.items[i], &asked);
+            if (asked) {
                 referee_.mistake(
                     who, t, "stream-without-handler",
                     std::string(name) + " pushed with no handler registered, though the application asked for it",
@@ -401,13 +402,19 @@ private:
     }
 
     // The application a push is charged to: the one that asked the module for its streams, else the
-    // one alone on the aircraft (0, the aircraft itself, when that is not known).
-    AppId asker(const Pushed &p) const {
+    // one alone on the aircraft, else the one that sent the last request (0, the aircraft itself,
+    // when none is attached). A stream asked for by an application that has gone is nobody's
+    // mistake now: *asked is cleared.
+    AppId asker(const Pushed &p, bool *asked) const {
         for (size_t i = 0; i < models_.size(); ++i) {
             for (const Model::Stream &s : models_[i]->streams) {
-                if (s.msg->set == p.set && s.msg->id == p.id && asker_[i] != 0 && apps_.count(asker_[i]) != 0) {
+                if (s.msg->set != p.set || s.msg->id != p.id || asker_[i] == 0) {
+                    continue;
+                }
+                if (apps_.count(asker_[i]) != 0) {
                     return asker_[i];
                 }
+                *asked = false;
             }
         }
         const bool alone = apps_.size() == 1;
