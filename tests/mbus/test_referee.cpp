@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "aircraft.h"
+#include "rules.h"
 #include "link_messages.h"
 
 namespace {
@@ -484,6 +487,15 @@ TEST(Report, WaivedRulesStayMarkedAndJsonAndJunitCarryEveryItem) {
     const std::string xml = craft->report(nullptr, sim::Aircraft::kEveryApp, sim::Aircraft::Format::Junit);
     EXPECT_TRUE(has(xml, "tests=\"3\" failures=\"1\"")) << xml;
     EXPECT_TRUE(has(xml, "<testcase classname=\"pilot 1\" name=\"steering-without-control\">\n      <failure ")) << xml;
+}
+
+TEST(Report, TheReadmeListsEveryRuleWithItsMeaning) {
+    std::ifstream in(CW_README);
+    const std::string readme((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ASSERT_FALSE(readme.empty()) << CW_README;
+    for (const sim::RefereeRule &r : sim::kRefereeRules) {
+        EXPECT_TRUE(has(readme, std::string("| `") + r.name + "` | " + r.meaning + " |\n")) << r.name;
+    }
 }
 
 }  // namespace
