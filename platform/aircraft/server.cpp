@@ -35,6 +35,22 @@ bool make_address(const std::string &path, sockaddr_un &a, std::string &error) {
     return true;
 }
 
+// A report as long as a frame carries: its first lines (mistakes come first), then how many were
+// left out, which the aircraft's own report holds.
+std::string fitted(const std::string &report) {
+    constexpr size_t kRoom = wire::kMaxBytes - 80;
+    if (report.size() <= wire::kMaxBytes) {
+        return report;
+    }
+    const size_t cut = report.rfind('\n', kRoom) + 1;  // the heading's line fits
+    size_t left = 0;
+    for (size_t i = cut; i < report.size(); ++i) {
+        left += report[i] == '\n' ? 1 : 0;
+    }
+    return report.substr(0, cut) + "  ... " + std::to_string(left) +
+           " more line(s) in cirrow-aircraft's report at its stop\n";
+}
+
 }  // namespace
 
 uint64_t monotonic_us() {
@@ -283,7 +299,7 @@ void Server::handle(Client &c, const wire::Frame &f) {
             c.clean = true;
             detach(c, "ended");
             uint32_t mistakes = 0;
-            const std::string report = aircraft_.report(&mistakes, c.app);
+            const std::string report = fitted(aircraft_.report(&mistakes, c.app));
             send(c, Type::Report, f.id,
                  wire::Out()
                      .i32(static_cast<int32_t>(mistakes))

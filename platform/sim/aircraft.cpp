@@ -270,7 +270,7 @@ public:
                              "check the command's set/id and receiver; the application got " + got(req, kNeverUs));
             return 0;
         }
-        if (const uint8_t byte = refusal(m, r, out); byte != 0 && f.answer != Answer::Refuse) {
+        if (const uint8_t byte = refused_byte(m, r, out); byte != 0 && f.answer != Answer::Refuse) {
             ++refused_;
             const char *why = m.refusal(byte);
             referee_.note(app, t, "refused",
@@ -390,7 +390,7 @@ private:
 
     // The result byte of a refusal in a model's answer (0: none): the answer's result field, or the
     // answer's only byte.
-    static uint8_t refusal(const Model &m, const Req &r, const Buffer &out) {
+    static uint8_t refused_byte(const Model &m, const Req &r, const Buffer &out) {
         const int at = m.result_at(r);
         if (at < 0) {
             return 0;

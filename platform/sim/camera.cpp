@@ -43,11 +43,6 @@ public:
     int result_at(const Req &r) const override {
         return is(r, kZoom) || is(r, kPing) ? 1 : 0;  // zoom and ping: byte 1
     }
-    const char *refusal(uint8_t byte) const override {
-        return byte == kWrongMode ? "wrong mode: recording video, or not in the mode the command needs"
-               : byte == kBusy    ? "busy: a photo is being taken (0.4 s) or a video recorded"
-                                  : nullptr;
-    }
 
 protected:
     bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
@@ -84,7 +79,7 @@ private:
         }
         const uint32_t mode = r.in.getu(at(row("camera.switch_mode", Dir::Request), "mode"));
         if (mode != kPhoto && mode != kVideo) {
-            ignores(t, r.app, "camera", "work mode " + std::to_string(mode), "0 (photo) and 1 (video)");
+            ignores(t, r.app, "camera", "work mode " + std::to_string(mode), envelope::kCameraModes);
             return;
         }
         mode_ = static_cast<uint8_t>(mode);

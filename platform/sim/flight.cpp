@@ -75,7 +75,6 @@ constexpr double kCaliS = 3.0;  // one IMU calibration step
 // The flight modes and sub-modes the flight controller knows (flight.submode_set), and the
 // obstacle-avoidance switch's on value.
 constexpr uint32_t kMaxMode = 9, kMaxSubmode = 15, kOaOn = 255;
-constexpr const char *kModesAccepted = "modes 0 to 9, sub-modes 0 to 15";
 
 // A steering value the link carried as a float that is not a number: no speed at all.
 double finite(double v) { return std::isfinite(v) ? v : 0; }
@@ -184,9 +183,6 @@ protected:
 
     bool streaming() const override { return subscribed_; }
     const char *subscription() const override { return "cw_flight_reset_and_subscribe()"; }
-    const char *refusal(uint8_t byte) const override {
-        return byte == 1 ? "control is held by another application" : byte == 2 ? "no such parameter" : nullptr;
-    }
 
     bool flowing(const Stream &) const override { return subscribed_; }
 
@@ -301,10 +297,10 @@ private:
     void bound() {
         Pose &p = *pose;
         if (phase_ == kAir) {
-            p.height = std::min(p.height, limit(kHeightName, 120));
+            p.height = std::min(p.height, limit(kHeightName, envelope::kHeight));
         }
         const double r = std::hypot(p.north, p.east);
-        const double max_r = limit(kRadiusName, 500);
+        const double max_r = limit(kRadiusName, envelope::kRadius);
         if (!unlimited_ && value(kRadiusOnName) != 0 && r > max_r) {
             p.north *= max_r / r;
             p.east *= max_r / r;
@@ -394,7 +390,7 @@ private:
         }
         stop();
         if (o == kTakeOffOrder) {
-            target_ = std::min(kTakeOffHeight, limit(kHeightName, 120));
+            target_ = std::min(kTakeOffHeight, limit(kHeightName, envelope::kHeight));
         }
         if (rule.next != phase_) {
             enter(rule.next, t);
@@ -447,8 +443,7 @@ private:
         } else if (mode == kReleaseControl && holder_ == r.app) {
             holder_ = 0;
         } else if (mode != kReleaseControl) {
-            ignores(t, r.app, "flight controller", "control mode " + std::to_string(mode),
-                    "1 (take control) and 2 (release)");
+            ignores(t, r.app, "flight controller", "control mode " + std::to_string(mode), envelope::kControlModes);
         }
     }
     void submode(double t, const Req &r, Buffer &out) {
@@ -457,7 +452,7 @@ private:
         out.u8(0, 0);
         if (mode > kMaxMode || sub > kMaxSubmode) {
             ignores(t, r.app, "flight controller", "mode " + std::to_string(mode) + ", sub-mode " + std::to_string(sub),
-                    kModesAccepted);
+                    envelope::kFlightModes);
             return;
         }
         mode_ = static_cast<uint8_t>(mode);
@@ -471,13 +466,14 @@ private:
         } else if (f == kLand || f == kTestLand) {
             order(t, kLandOrder, r);
         } else {
-            ignores(t, r.app, "flight controller", "function " + std::to_string(f), "1 (take off), 6 and 31 (land)");
+            ignores(t, r.app, "flight controller", "function " + std::to_string(f), envelope::kFunctions);
         }
     }
     void switch_oa(double t, const Req &r, Buffer &) {
         const uint32_t v = r.in.getu(at(row("flight.switch_oa", Dir::Request), "on_off"));
         if (v != 0 && v != kOaOn) {
-            ignores(t, r.app, "flight controller", "obstacle avoidance " + std::to_string(v), "0 (off) and 255 (on)");
+            ignores(t, r.app, "flight controller", "obstacle avoidance " + std::to_string(v),
+                    envelope::kObstacleAvoidance);
             return;
         }
         oa_ = v != 0;

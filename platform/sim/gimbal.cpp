@@ -54,9 +54,6 @@ public:
     }
     bool streaming() const override { return subscribed_; }
     const char *subscription() const override { return "cw_v1_gimbal_subscribe_info()"; }
-    const char *refusal(uint8_t byte) const override {
-        return byte == kBusy ? "busy: a water-wave detection is under way" : nullptr;
-    }
     bool serves(uint16_t receiver) const override { return receiver == kGimbal; }
 
 protected:
@@ -115,7 +112,7 @@ private:
         }
         const uint32_t mode = r.in.getu(at(row("gimbal.mode_control", Dir::Request), "mode"));
         if (mode > kMaxMode) {
-            ignores(t, r.app, "gimbal", "mode " + std::to_string(mode), "modes 0 to 3");
+            ignores(t, r.app, "gimbal", "mode " + std::to_string(mode), envelope::kGimbalModes);
             return;
         }
         mode_ = static_cast<uint8_t>(mode);

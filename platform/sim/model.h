@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "aircraft.h"
+#include "envelope.h"
 #include "layouts.h"
 #include "referee.h"
 
@@ -100,15 +101,17 @@ struct Conditions {
     double battery_start = 96;   // percent
     double battery_drain = 3;    // percent per minute in the air (twice that in the climb)
     double low_battery_at = -1;  // seconds on the aircraft's clock the charge falls to battery_low; < 0 never
-    double battery_low = 15;
-    double battery_critical = 10;          // percent: the flight controller lands by itself
-    double wind_north = 0, wind_east = 0;  // m/s drift while in the air
+    double battery_low = envelope::kBatteryLow;
+    double battery_critical = envelope::kBatteryCritical;  // percent: the flight controller lands itself
+    double wind_north = 0, wind_east = 0;                  // m/s drift while in the air
     // The envelope: steering beyond it is flown at the limit (m/s, degrees per second).
-    double max_horizontal = 10, max_climb = 4, max_descent = 3, max_yaw_rate = 150;
-    double steering_hold = 0.5;                                              // seconds a steering command holds
-    double gimbal_min[3] = {-90, -45, -320}, gimbal_max[3] = {30, 45, 320};  // degrees: pitch, roll, yaw
-    double failsafe_grace = 3;     // seconds, once the controlling application is gone in the air
-    bool failsafe_return = false;  // fly home before landing
+    double max_horizontal = envelope::kHorizontalSpeed, max_climb = envelope::kClimbSpeed;
+    double max_descent = envelope::kDescentSpeed, max_yaw_rate = envelope::kYawRate;
+    double steering_hold = envelope::kSteeringHold;  // seconds a steering command holds
+    double gimbal_min[3] = {envelope::kGimbalMin[0], envelope::kGimbalMin[1], envelope::kGimbalMin[2]};  // degrees
+    double gimbal_max[3] = {envelope::kGimbalMax[0], envelope::kGimbalMax[1], envelope::kGimbalMax[2]};
+    double failsafe_grace = envelope::kFailsafeGrace;  // seconds, once the controlling application is gone
+    bool failsafe_return = false;                      // fly home before landing
 };
 
 // Whether a request is the table row's command.
@@ -169,7 +172,7 @@ public:
     virtual bool streaming() const { return true; }
     virtual const char *subscription() const { return nullptr; }
     // What a refusal's result byte means (null: the module gives no reason).
-    virtual const char *refusal(uint8_t) const { return nullptr; }
+    const char *refusal(uint8_t byte) const { return envelope::result_meaning(name_, byte); }
 
     std::vector<Stream> streams;
     Referee *referee = nullptr;  // set by the aircraft before the first request

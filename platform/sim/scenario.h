@@ -62,6 +62,8 @@
 #include <string>
 #include <vector>
 
+#include "envelope.h"
+
 namespace sim {
 
 enum class Answer : uint8_t { Normal, Refuse, Late, Short, Silent };
@@ -87,23 +89,24 @@ struct Scenario {
     double speed = 1.0;
     std::vector<Event> events;  // in time order
 
-    double battery_start = 96;     // percent at the start
-    double battery_drain = 3;      // percent per minute of flight
-    double low_battery_at = -1;    // seconds on the aircraft's clock; < 0: never
-    double battery_low = 15;       // percent the charge falls to at low_battery_at
-    double wind_north = 0;         // m/s, a steady drift while in the air
-    double wind_east = 0;          // m/s
-    double battery_critical = 10;  // percent: the flight controller lands by itself
-    std::string replay;            // a capture to replay (path as opened), empty: none
+    double battery_start = 96;                             // percent at the start
+    double battery_drain = 3;                              // percent per minute of flight
+    double low_battery_at = -1;                            // seconds on the aircraft's clock; < 0: never
+    double battery_low = envelope::kBatteryLow;            // percent the charge falls to at low_battery_at
+    double wind_north = 0;                                 // m/s, a steady drift while in the air
+    double wind_east = 0;                                  // m/s
+    double battery_critical = envelope::kBatteryCritical;  // percent: the flight controller lands itself
+    std::string replay;                                    // a capture to replay (path as opened), empty: none
 
     // The envelope (m/s, degrees per second, seconds, degrees).
-    double max_horizontal = 10, max_climb = 4, max_descent = 3, max_yaw_rate = 150;
-    double steering_hold = 0.5;
-    double gimbal_min_pitch = -90, gimbal_max_pitch = 30;
-    double gimbal_min_roll = -45, gimbal_max_roll = 45;
-    double gimbal_min_yaw = -320, gimbal_max_yaw = 320;
+    double max_horizontal = envelope::kHorizontalSpeed, max_climb = envelope::kClimbSpeed;
+    double max_descent = envelope::kDescentSpeed, max_yaw_rate = envelope::kYawRate;
+    double steering_hold = envelope::kSteeringHold;
+    double gimbal_min_pitch = envelope::kGimbalMin[0], gimbal_max_pitch = envelope::kGimbalMax[0];
+    double gimbal_min_roll = envelope::kGimbalMin[1], gimbal_max_roll = envelope::kGimbalMax[1];
+    double gimbal_min_yaw = envelope::kGimbalMin[2], gimbal_max_yaw = envelope::kGimbalMax[2];
     // The failsafe once the application holding control is gone in the air.
-    double failsafe_grace = 3;
+    double failsafe_grace = envelope::kFailsafeGrace;
     bool failsafe_return = false;    // fly home before landing
     std::vector<std::string> allow;  // the referee's waived rules
 };

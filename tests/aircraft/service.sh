@@ -7,7 +7,9 @@
 # says so, a new application attaches), http (the live page after the quick shot: its state, and
 # the page itself in headless Chromium, its screenshot kept as aircraft.png in the artifacts),
 # referee (<referee_app> in place of browser_test.sh: two applications judged each on its own, one
-# refused control; --strict through the aircraft; the failsafe landing; the JSON and JUnit reports).
+# refused control; --strict through the aircraft; the failsafe landing; the JSON and JUnit reports),
+# every (<scenarios dir> <examples dir> in place of browser_test.sh and the artifacts: every demo
+# and example through cirrow-aircraft --strict under each shipped scenario, each with no mistake).
 set -uo pipefail
 case=$1 aircraft=$2 demos=$3 tools=$4 sim=$5 browser_test=${6:-} artifacts=${7:-}
 work=$(mktemp -d /tmp/cw-aircraft-XXXXXX)
@@ -122,7 +124,7 @@ referee)
     start --speed 2 --strict --report "$work/report.json" --junit "$work/report.xml"
     MBUS_QUIET=1 "$sim" --aircraft "$sock" --strict -- "$demos/demo_flight" >"$work/flight.out" 2>&1 &
     flight=$!
-    for _ in $(seq 100); do grep -q "flight controller in the air" "$work/aircraft.log" && break; sleep 0.05; done
+    for _ in $(seq 300); do grep -q "flight controller in the air" "$work/aircraft.log" && break; sleep 0.05; done
     MBUS_QUIET=1 "$sim" --aircraft "$sock" --strict -- "$demos/demo_quick_shot" >"$work/quick.out" 2>&1; code=$?
     check "the quick shot, refused control, ends with its own code, not 3 ($code)" test "$code" -ne 3
     check "the refused application gets its own report, without the other's flight" \
@@ -134,13 +136,25 @@ referee)
     MBUS_QUIET=1 "$sim" --aircraft "$sock" --strict -- "$referee_app" airborne >"$work/airborne.out" 2>&1; code=$?
     check "an application ending in the air exits 3 under --strict through the aircraft ($code)" test "$code" -eq 3
     check "its report names the mistake and the rule" has "$work/airborne.out" "MISTAKE t=.* ended with the aircraft in the air \[ended-in-the-air\]"
-    for _ in $(seq 120); do grep -q "on the ground" <(sed -n '/failsafe: lands by itself/,$p' "$work/aircraft.log") && break; sleep 0.05; done
+    for _ in $(seq 300); do grep -q "on the ground" <(sed -n '/failsafe: lands by itself/,$p' "$work/aircraft.log") && break; sleep 0.05; done
     check "the flight controller lands by itself after the grace" has "$work/aircraft.log" "failsafe: lands by itself"
     stop 3
     check "the aircraft's report names each application" has "$work/aircraft.log" "MISTAKE t=.*: referee_app [0-9]*: the application ended with the aircraft in the air"
     check "the JSON report reads" python3 -c "import json,sys; r=json.load(open(sys.argv[1])); assert r['mistakes'] == 2, r['mistakes']; assert [a['mistakes'] for a in r['applications']] == [0, 0, 2], r" "$work/report.json"
     check "the JUnit report reads as JUnit" python3 "$(dirname "$0")/check_junit.py" "$work/report.xml" 3 2
     [ $failed -eq 0 ] || cat "$work/aircraft.log"
+    ;;
+every)
+    scenarios=$browser_test examples=$artifacts
+    for scenario in "" camera_refuses fault rough_day; do
+        start --speed 4 --strict ${scenario:+--scenario "$scenarios/$scenario.toml"}
+        for app in "$demos"/demo_{quick_shot,panorama,flight,marker,self_test,fault} "$examples"/{first_flight,hello_link,link_tour}; do
+            MBUS_QUIET=1 "$sim" --aircraft "$sock" --strict -- "$app" >"$work/app.out" 2>&1; code=$?
+            check "$(basename "$app") ${scenario:-without a scenario}: no mistake, not exit 3 ($code)" test "$code" -ne 3
+            check "$(basename "$app") ${scenario:-without a scenario}: its own report" has "$work/app.out" "flight report for $(basename "$app") [0-9]*: 0 mistake(s)"
+        done
+        stop
+    done
     ;;
 *)
     echo "service.sh: unknown case $case" >&2
