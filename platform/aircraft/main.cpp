@@ -87,6 +87,7 @@ public:
     Live(view::Flight &flight, const sim::Aircraft &plane) : flight_(flight), plane_(plane) {}
     void attached(sim::AppId app, const std::string &name) override {
         apps_[app] = name;
+        seen_.push_back(app);
         update_apps();
     }
     void detached(sim::AppId app, const std::string &, bool) override {
@@ -107,7 +108,7 @@ public:
         flight_.add({t, p.set, p.id, cw::link::Dir::Push, cw::link::kAnyReceiver, p.bytes.data(),
                      static_cast<uint32_t>(p.bytes.size())});
         if (t >= next_report_) {
-            flight_.set_report(plane_.report(nullptr));
+            flight_.set_report(reports());
             next_report_ = t + 1.0;
         }
     }
@@ -119,11 +120,20 @@ private:
             names.push_back(name);
         }
         flight_.set_apps(std::move(names));
-        flight_.set_report(plane_.report(nullptr));
+        flight_.set_report(reports());
+    }
+    // A report per application that came, each its own.
+    std::string reports() const {
+        std::string all;
+        for (const sim::AppId app : seen_) {
+            all += plane_.report(nullptr, app);
+        }
+        return seen_.empty() ? plane_.report(nullptr) : all;
     }
     view::Flight &flight_;
     const sim::Aircraft &plane_;
     std::map<sim::AppId, std::string> apps_;
+    std::vector<sim::AppId> seen_;  // every application that attached, in order
     double next_report_ = 0;
 };
 #endif
