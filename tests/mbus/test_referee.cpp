@@ -13,8 +13,8 @@
 #include <gtest/gtest.h>
 
 #include "aircraft.h"
-#include "rules.h"
 #include "link_messages.h"
+#include "rules.h"
 
 namespace {
 
