@@ -176,12 +176,17 @@ std::string Referee::junit(uint32_t app) const {
             if (i.app == a && i.mistake && std::find(rules.begin(), rules.end(), i.rule) == rules.end()) {
                 rules.push_back(i.rule);
             } else if (i.app == a && !i.mistake) {
-                notes += "note t=" + std::to_string(i.t) + " s: " + i.what + " [" + i.rule + "]\n";
+                char t[32];
+                std::snprintf(t, sizeof t, "note t=%.1f s: ", i.t);
+                notes += t + i.what + " [" + i.rule + "]\n";
             }
         }
         std::string cases;
         size_t fails = 0;
-        const std::string cls = xml_text(who(a));
+        // The program's name, without its process id, so that a CI server follows the cases from run
+        // to run; the whole name is the suite's property.
+        const std::string name = who(a);
+        const std::string cls = xml_text(name.substr(0, name.find(' ')));
         for (const std::string &rule : rules) {
             cases += "    <testcase classname=\"" + cls + "\" name=\"" + xml_text(rule) + "\">\n";
             for (const Item &i : items_) {
@@ -208,7 +213,9 @@ std::string Referee::junit(uint32_t app) const {
         tests += rules.size() + 1;
         failures += fails;
         suites += "  <testsuite name=\"" + cls + "\" tests=\"" + std::to_string(rules.size() + 1) + "\" failures=\"" +
-                  std::to_string(fails) + "\" errors=\"0\" skipped=\"0\">\n" + cases + "  </testsuite>\n";
+                  std::to_string(fails) + "\" errors=\"0\" skipped=\"0\">\n    <properties>\n      <property " +
+                  "name=\"application\" value=\"" + xml_text(name) + "\"/>\n    </properties>\n" + cases +
+                  "  </testsuite>\n";
     }
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\"cirrow flight report\" tests=\"" +
            std::to_string(tests) + "\" failures=\"" + std::to_string(failures) + "\" errors=\"0\">\n" + suites +

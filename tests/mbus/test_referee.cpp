@@ -486,7 +486,8 @@ TEST(Report, WaivedRulesStayMarkedAndJsonAndJunitCarryEveryItem) {
     EXPECT_TRUE(has(json, "\"rule\": \"take-off-without-control\", \"kind\": \"mistake\", \"waived\": true")) << json;
     const std::string xml = craft->report(nullptr, sim::Aircraft::kEveryApp, sim::Aircraft::Format::Junit);
     EXPECT_TRUE(has(xml, "tests=\"3\" failures=\"1\"")) << xml;
-    EXPECT_TRUE(has(xml, "<testcase classname=\"pilot 1\" name=\"steering-without-control\">\n      <failure ")) << xml;
+    EXPECT_TRUE(has(xml, "<testcase classname=\"pilot\" name=\"steering-without-control\">\n      <failure ")) << xml;
+    EXPECT_TRUE(has(xml, "<property name=\"application\" value=\"pilot 1\"/>")) << xml;
 }
 
 TEST(Report, TheReadmeListsEveryRuleWithItsMeaning) {
