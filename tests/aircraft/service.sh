@@ -94,6 +94,9 @@ killed)
     check "the aircraft is still flying" kill -0 "$pid"
     app "$tools/aircraft_monitor" 2 >"$work/monitor.out" 2>&1
     check "a new application attaches mid-flight and reads the caches" has "$work/monitor.out" "monitor: flight state"
+    # Its controller gone, the flight controller lands by itself after the grace (3 s) and the descent.
+    for _ in $(seq 200); do sed -n '/failsafe: lands by itself/,$p' "$work/aircraft.log" | grep -q "on the ground" && break; sleep 0.05; done
+    check "the flight controller landed by itself" has "$work/aircraft.log" "failsafe: lands by itself"
     stop
     check "the report says the application vanished" has "$work/aircraft.log" "demo_flight .* vanished (crashed or was killed)"
     ;;
