@@ -19,5 +19,6 @@ scripts/check_install.sh --aircraft "$build"
 
 # The ARM demos against the aircraft on the desk.
 [ -f "$host/CMakeCache.txt" ] || cmake --preset "${CW_PRESET:-default}" -B "$host" >/dev/null  # the main job's configuration
-cmake --build "$host" -j "$(nproc)" --target cirrow-aircraft
-scripts/fly_arm.sh "$host/platform/aircraft/cirrow-aircraft" "$build/platform/sim/demos"
+cmake --build "$host" -j "$(nproc)" --target cirrow-aircraft cirrow-sim
+scripts/fly_arm.sh "$host/platform/aircraft/cirrow-aircraft" "$build/platform/sim/demos" \
+    "$build/tests/mbus/referee_app" "$host/platform/sim/cirrow-sim"

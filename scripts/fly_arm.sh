@@ -2,11 +2,13 @@
 # Flies the quick-shot and flight demos built for ARM, under qemu-arm, against a native
 # cirrow-aircraft flying a scenario (a rough day: late gimbal answers, a slower state stream, a
 # silent battery), one after the other; checks each demo's outcome and the link trace written on
-# the application's side and on the aircraft's.
-#   scripts/fly_arm.sh <cirrow-aircraft> <ARM build's demo directory>
+# the application's side and on the aircraft's. Then the referee through the aircraft: the ARM
+# referee application ending in the air exits 3 under cirrow-sim --aircraft --strict, a clean one 0,
+# each with its own report.
+#   scripts/fly_arm.sh <cirrow-aircraft> <ARM build's demo directory> [<ARM referee_app> <cirrow-sim>]
 set -euo pipefail
 cd "$(dirname "$0")/.."
-aircraft=$1 demos=$2
+aircraft=$1 demos=$2 referee_app=${3:-} sim=${4:-}
 work=$(mktemp -d /tmp/cw-fly-arm-XXXXXX)
 sock=$work/aircraft.sock
 pid=
@@ -25,6 +27,19 @@ for demo in quick_shot flight; do
         qemu-arm -L /usr/arm-linux-gnueabihf "$demos/demo_$demo" >"$work/$demo.out" 2>&1 ||
         fail "demo_$demo failed"
 done
+if [ -n "$referee_app" ]; then
+    for mistake in clean airborne; do
+        echo "fly_arm: referee_app $mistake (ARM, qemu-arm) under cirrow-sim --aircraft --strict"
+        code=0
+        MBUS_QUIET=1 timeout 120 "$sim" --aircraft "$sock" --strict -- \
+            qemu-arm -L /usr/arm-linux-gnueabihf "$referee_app" "$mistake" >"$work/referee_$mistake.out" 2>&1 || code=$?
+        want=0
+        [ "$mistake" = airborne ] && want=3
+        [ "$code" -eq "$want" ] || fail "referee_app $mistake exited $code, not $want"
+    done
+    has "$work/referee_clean.out" "flight report for [a-z_-]* [0-9]*: 0 mistake(s)"
+    has "$work/referee_airborne.out" "ended with the aircraft in the air \[ended-in-the-air\]"
+fi
 kill -TERM "$pid"
 wait "$pid" || fail "the aircraft did not stop cleanly"
 pid=
@@ -37,4 +52,4 @@ has "$work/aircraft.trace" "$box"
 has "$work/aircraft.trace" "PUSH 3/91    <-        flight.fc_state"
 has "$work/aircraft.log" "gimbal answers late to one command"
 has "$work/aircraft.log" "(demo_flight .*) ended"
-echo "fly_arm: both ARM demos flew against cirrow-aircraft; outcome and trace checked"
+echo "fly_arm: both ARM demos flew against cirrow-aircraft; outcome and trace checked${referee_app:+; the ARM referee application exits 3 under --strict for its own mistake}"

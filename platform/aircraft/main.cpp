@@ -12,10 +12,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "link_trace.h"
+#include "referee.h"
+#include "rules.h"
 #include "server.h"
 #ifdef CW_AIRCRAFT_VIEW
 #include "live.h"
@@ -43,10 +46,16 @@ const char *const kUsage =
     "  --http ADDR:PORT  serve the live page of the flight there (a loopback address: the page shows\n"
     "                    everything the aircraft does)\n"
     "  --http-public     let --http take an address other machines reach\n"
+    "  --strict          exit with code 3 at the stop when an application's report held a mistake\n"
+    "  --allow RULES     waive the referee's rules (comma-separated names; the README lists them)\n"
+    "  --report FILE     at the stop, write the referee's report as JSON to FILE\n"
+    "  --junit FILE      at the stop, write the referee's report as JUnit XML to FILE\n"
     "  --help            this text\n"
     "\n"
     "The link trace: MBUS_TRACE=<file> (or - for stderr), MBUS_PCAP=<file>, MBUS_TRACE_SUMMARY=1, as in\n"
     "an application. SIGINT or SIGTERM stops it: the socket is removed and the referee's report printed.\n";
+
+constexpr int kStrictExit = 3;  // --strict: an application's report held a mistake
 
 aircraft::Server *g_server = nullptr;
 
@@ -84,6 +93,10 @@ public:
     Live(view::Flight &flight, const sim::Aircraft &plane) : flight_(flight), plane_(plane) {}
     void attached(sim::AppId app, const std::string &name) override {
         apps_[app] = name;
+        seen_.push_back(app);
+        if (seen_.size() > kShownApps) {
+            seen_.erase(seen_.begin());
+        }
         update_apps();
     }
     void detached(sim::AppId app, const std::string &, bool) override {
@@ -105,7 +118,7 @@ public:
         flight_.add({t, p.set, p.id, cw::link::Dir::Push, cw::link::kAnyReceiver, p.bytes.data(),
                      static_cast<uint32_t>(p.bytes.size())});
         if (t >= next_report_) {
-            flight_.set_report(plane_.report(nullptr));
+            flight_.set_report(reports());
             next_report_ = t + 1.0;
         }
     }
@@ -118,9 +131,19 @@ private:
         }
         flight_.set_apps(std::move(names));
     }
+    // A report per application that came (the last kShownApps of them), each its own.
+    std::string reports() const {
+        std::string all;
+        for (const sim::AppId app : seen_) {
+            all += plane_.report(nullptr, app);
+        }
+        return seen_.empty() ? plane_.report(nullptr) : all;
+    }
     view::Flight &flight_;
     const sim::Aircraft &plane_;
     std::map<sim::AppId, std::string> apps_;
+    static constexpr size_t kShownApps = 64;
+    std::vector<sim::AppId> seen_;  // the last applications that attached, in order
     double next_report_ = 0;
 };
 #endif
@@ -162,8 +185,12 @@ struct Options {
     std::string pid_file;
     std::string log;
     std::string http;
+    std::string allow;
+    std::string json;
+    std::string junit;
     bool detach = false;
     bool http_public = false;
+    bool strict = false;
 };
 
 // Parses the command line; returns -1 to go on, else the exit code.
@@ -177,6 +204,9 @@ int parse(int argc, char **argv, Options &o) {
                              : a == "--log"      ? &o.log
                              : a == "--http"     ? &o.http
                              : a == "--group"    ? &o.group
+                             : a == "--allow"    ? &o.allow
+                             : a == "--report"   ? &o.json
+                             : a == "--junit"    ? &o.junit
                                                  : nullptr;
         if (a == "--help" || a == "-h") {
             std::fputs(kUsage, stdout);
@@ -186,6 +216,8 @@ int parse(int argc, char **argv, Options &o) {
             o.detach = true;
         } else if (a == "--http-public") {
             o.http_public = true;
+        } else if (a == "--strict") {
+            o.strict = true;
         } else if (value == nullptr) {
             return fail("unknown option " + a + " (--help lists them)");
         } else if (i + 1 >= argc) {
@@ -356,9 +388,14 @@ int main(int argc, char **argv) {
         return fail("--http " + o.http + ": this cirrow-aircraft was built without the live page");
     }
 #endif
+    std::set<std::string> allowed;
+    if (!sim::parse_rules(o.allow, allowed, error)) {
+        return fail("--allow " + o.allow + ": " + error + " (" + sim::known_rules() + ")");
+    }
     const double speed = scenario.speed;
     sim::set_diagnostics(aircraft_line);
-    std::unique_ptr<sim::Aircraft> plane = sim::Aircraft::create(std::move(scenario));
+    std::unique_ptr<sim::Aircraft> plane = sim::Aircraft::create(std::move(scenario), true);
+    plane->allow(allowed);
     Trace trace;
     Watchers watchers;
     watchers.add(&trace);
@@ -425,8 +462,15 @@ int main(int argc, char **argv) {
         stderr,
         "cirrow-aircraft: stopped after %.1f s on the aircraft's clock; the referee's report (%u mistake(s)):\n%s",
         plane->now(), mistakes, report.c_str());
+    int code = o.strict && mistakes > 0 ? kStrictExit : 0;
+    for (const auto &[file, format] :
+         {std::pair{&o.json, sim::Aircraft::Format::Json}, {&o.junit, sim::Aircraft::Format::Junit}}) {
+        if (!file->empty() && !sim::write_report(*file, plane->report(nullptr, sim::Aircraft::kEveryApp, format))) {
+            code = fail(*file + ": cannot write the referee's report: " + std::strerror(errno));
+        }
+    }
     if (!o.pid_file.empty()) {
         remove_pid_file(o.pid_file);
     }
-    return 0;
+    return code;
 }

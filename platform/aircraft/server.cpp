@@ -37,6 +37,22 @@ bool make_address(const std::string &path, sockaddr_un &a, std::string &error) {
     return true;
 }
 
+// A report as long as a frame carries: its first lines (mistakes come first), then how many were
+// left out, which the aircraft's own report holds.
+std::string fitted(const std::string &report) {
+    constexpr size_t kRoom = wire::kMaxBytes - 80;
+    if (report.size() <= wire::kMaxBytes) {
+        return report;
+    }
+    const size_t cut = report.rfind('\n', kRoom) + 1;  // the heading's line fits
+    size_t left = 0;
+    for (size_t i = cut; i < report.size(); ++i) {
+        left += report[i] == '\n' ? 1 : 0;
+    }
+    return report.substr(0, cut) + "  ... " + std::to_string(left) +
+           " more line(s) in cirrow-aircraft's report at its stop\n";
+}
+
 }  // namespace
 
 uint64_t monotonic_us() {
@@ -449,9 +465,21 @@ void Server::handle(Client &c, const wire::Frame &f) {
                  wire::Out().i32(imu ? 0 : MBUS_ERR_NO_DATA).bytes(imu_.data(), imu ? MBUS_DM_IMU_SIZE : 0).take());
             return;
         }
-        case Type::Goodbye:
+        case Type::Goodbye: {
+            // Its own report goes back before it hangs up: the stand-in prints it and ends the
+            // application by it (MBUS_REPORT, MBUS_STRICT) as it does in-process.
             c.clean = true;
+            detach(c, "ended");
+            uint32_t mistakes = 0;
+            const std::string report = fitted(aircraft_.report(&mistakes, c.app));
+            send(c, Type::Report, f.id,
+                 wire::Out()
+                     .i32(static_cast<int32_t>(mistakes))
+                     .bytes(report.data(), static_cast<uint32_t>(report.size()))
+                     .take());
+            flush(c);
             return;
+        }
         case Type::Error: {
             std::vector<uint8_t> why;
             in.bytes(why);
@@ -572,6 +600,14 @@ void Server::drop(Client &c, const char *how) {
         }
         return;
     }
+    detach(c, how);
+}
+
+void Server::detach(Client &c, const char *how) {
+    if (c.detached) {
+        return;
+    }
+    c.detached = true;
     line("app %u (%s) %s%s", c.app, c.name.c_str(), how, c.clean ? "" : "; the aircraft flies on");
     if (std::strncmp(how, "cut: ", 5) == 0) {
         aircraft_.cut(c.app, how + 5);

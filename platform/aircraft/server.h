@@ -101,6 +101,7 @@ private:
         bool gone = false;
         bool clean = false;
         bool backlog = false;       // whole frames left for the next turn
+        bool detached = false;      // the aircraft was told it went (its Goodbye, or its socket closed)
         Clock::time_point since;    // connected
         Clock::time_point partial;  // a frame started (epoch: none)
         Clock::time_point stuck;    // its output reached read_stop and stays (epoch: it is not)
@@ -122,6 +123,7 @@ private:
     // Tells the application why (when it can still hear it) and cuts it.
     void cut(Client &c, const std::string &why);
     void drop(Client &c, const char *how);
+    void detach(Client &c, const char *how);
     void reap();
     void line(const char *fmt, ...) __attribute__((format(printf, 2, 3)));
 

@@ -22,8 +22,16 @@
 
 namespace {
 
-constexpr int kWelcomeMs = 5000;          // how long the aircraft may take to welcome this application
-constexpr uint32_t kUntimedUs = 1000000;  // the wait for an answer to a request sent without a timeout
+constexpr int kWelcomeMs = 5000;             // how long the aircraft may take to welcome this application
+constexpr uint32_t kUntimedUs = 1000000;     // the wait for an answer to a request sent without a timeout
+constexpr uint32_t kReportWaitUs = 2000000;  // the wait for the aircraft's report at exit
+constexpr int kStrictExit = 3;               // MBUS_STRICT: the report holds a mistake
+
+// A 0-or-1 switch from the environment (the in-process stand-in checks its value when loaded).
+bool on(const char *name) {
+    const char *v = std::getenv(name);
+    return v != nullptr && std::strcmp(v, "1") == 0;
+}
 
 struct Pending {
     bool done = false;
@@ -133,7 +141,7 @@ void read_loop(Remote &r, wire::Reader in) {
             }
             if (f.type == wire::Type::Push) {
                 pushed(f);
-            } else if (f.type == wire::Type::Answer || f.type == wire::Type::DmData) {
+            } else if (f.type == wire::Type::Answer || f.type == wire::Type::DmData || f.type == wire::Type::Report) {
                 answered(r, f);
             } else if (f.type == wire::Type::Error) {
                 lose(r, "the aircraft hung up: " + wire::error_text(f.body));
@@ -195,15 +203,36 @@ void handler(void *, uint8_t cmd_set, uint8_t cmd_id, bool on) {
 
 // At exit: the aircraft hears this application ended, and the reader thread finishes the push it
 // is delivering and stops (unless a handler called exit, on the reader thread itself).
+// The aircraft answers with this application's own flight report: printed with MBUS_REPORT=1, and
+// with MBUS_STRICT=1 a report holding a mistake ends the process with exit code 3, as in-process.
 void goodbye() {
     Remote &r = *g_remote;
-    write_all(r, wire::Type::Goodbye, 0, {});
+    Pending p;
+    bool timed_out = false;
+    const bool on_reader = r.reader.get_id() == std::this_thread::get_id();
+    bool reported = false;
+    if (on_reader) {
+        write_all(r, wire::Type::Goodbye, 0, {});  // nobody reads the report: a handler called exit
+    } else {
+        reported = ask(wire::Type::Goodbye, {}, kReportWaitUs, p, &timed_out);
+    }
     r.ending.store(true);
     shutdown(r.fd, SHUT_RDWR);
-    if (r.reader.get_id() == std::this_thread::get_id()) {
+    if (on_reader) {
         r.reader.detach();
     } else if (r.reader.joinable()) {
         r.reader.join();
+    }
+    if (!reported) {
+        return;
+    }
+    if (on("MBUS_REPORT")) {
+        std::fflush(stdout);
+        std::fwrite(p.bytes.data(), 1, p.bytes.size(), stderr);
+    }
+    if (on("MBUS_STRICT") && p.result > 0) {
+        std::fflush(nullptr);
+        _exit(kStrictExit);
     }
 }
 

@@ -93,8 +93,20 @@ Conditions conditions_of(const Scenario &s) {
     c.battery_drain = s.battery_drain;
     c.low_battery_at = s.low_battery_at;
     c.battery_low = s.battery_low;
+    c.battery_critical = s.battery_critical;
     c.wind_north = s.wind_north;
     c.wind_east = s.wind_east;
+    c.max_horizontal = s.max_horizontal;
+    c.max_climb = s.max_climb;
+    c.max_descent = s.max_descent;
+    c.max_yaw_rate = s.max_yaw_rate;
+    c.steering_hold = s.steering_hold;
+    const double lo[3] = {s.gimbal_min_pitch, s.gimbal_min_roll, s.gimbal_min_yaw};
+    const double hi[3] = {s.gimbal_max_pitch, s.gimbal_max_roll, s.gimbal_max_yaw};
+    std::copy(lo, lo + 3, c.gimbal_min);
+    std::copy(hi, hi + 3, c.gimbal_max);
+    c.failsafe_grace = s.failsafe_grace;
+    c.failsafe_return = s.failsafe_return;
     return c;
 }
 
@@ -126,14 +138,17 @@ std::string got(const mbus_ctl_request_t &r, uint32_t delay_us) {
 
 class Core final : public Aircraft {
 public:
-    explicit Core(Scenario s) : scenario_(std::move(s)), start_(std::chrono::steady_clock::now()) {
+    Core(Scenario s, bool shared) : scenario_(std::move(s)), start_(std::chrono::steady_clock::now()) {
         const Conditions day = conditions_of(scenario_);
         pose_.battery = day.battery_start;
+        referee_.shared(shared);
+        referee_.allow({scenario_.allow.begin(), scenario_.allow.end()});
         for (Model *m : build_models(day)) {
             m->referee = &referee_;
             m->pose = &pose_;
             models_.emplace_back(m);
             faults_.emplace_back();
+            asker_.push_back(0);
         }
 #ifdef CW_SIM_SCENARIOS
         std::string why;
@@ -153,6 +168,7 @@ public:
     void attach(AppId app, const std::string &name) override {
         std::lock_guard<std::mutex> lock(mu_);
         apps_[app] = name;
+        referee_.name(app, name);
     }
 
     void detach(AppId app, bool clean) override { gone(app, clean, nullptr); }
@@ -163,14 +179,14 @@ public:
         std::lock_guard<std::mutex> lock(mu_);
         const double t = now_locked();
         if (cut != nullptr) {
-            referee_.mistake(t, "application " + apps_[app] + " was cut by the aircraft: " + *cut,
+            referee_.mistake(app, t, "cut", "application " + apps_[app] + " was cut by the aircraft: " + *cut,
                              "keep to the link: well-formed frames, and read what the aircraft sends");
         } else if (!clean) {
-            referee_.mistake(t, "application " + apps_[app] + " vanished (crashed or was killed)",
+            referee_.mistake(app, t, "vanished", "application " + apps_[app] + " vanished (crashed or was killed)",
                              "end the application cleanly: land, release control, then return from main");
         }
         for (auto &m : models_) {
-            m->ended(t, app);
+            m->ended(t, app, clean);
         }
         handlers_.erase(app);
         apps_.erase(app);
@@ -200,7 +216,8 @@ public:
         }
         if (i == models_.size()) {
             referee_.mistake(
-                t, command_name(req) + " sent to receiver " + hex4(req.receiver) + ", where no module listens",
+                app, t, "no-module",
+                command_name(req) + " sent to receiver " + hex4(req.receiver) + ", where no module listens",
                 "check the receiver: the link answered " + std::to_string(MBUS_ERR_NO_PEER));
             return MBUS_ERR_NO_PEER;
         }
@@ -220,7 +237,7 @@ public:
             case Answer::Silent:
                 ++unanswered_;
                 *delay_us = kNeverUs;
-                referee_.note(t, what + " left unanswered by the scenario",
+                referee_.note(app, t, "scenario-fault", what + " left unanswered by the scenario",
                               "the application got " + got(req, kNeverUs));
                 return 0;
             case Answer::Refuse:
@@ -228,34 +245,49 @@ public:
                 if (const int at = m.result_at(r); at >= 0) {
                     out.u8(static_cast<size_t>(at), f.byte);
                 }
-                referee_.note(t, what + " refused by the scenario (result byte " + std::to_string(f.byte) + ")",
+                referee_.note(app, t, "scenario-fault",
+                              what + " refused by the scenario (result byte " + std::to_string(f.byte) + ")",
                               "the application got result 0 and the refusal in the answer's result byte");
                 return 0;
             case Answer::Late:
                 ++late_;
                 *delay_us = f.delay_ms != 0 ? f.delay_ms * 1000 : kNeverUs;
-                referee_.note(t, what + " delayed by the scenario", "the application got " + got(req, *delay_us));
+                referee_.note(app, t, "scenario-fault", what + " delayed by the scenario",
+                              "the application got " + got(req, *delay_us));
                 break;
             case Answer::Short:
                 ++cut_;
-                referee_.note(t, what + " cut short to " + std::to_string(f.length) + " byte(s) by the scenario",
+                referee_.note(app, t, "scenario-fault",
+                              what + " cut short to " + std::to_string(f.length) + " byte(s) by the scenario",
                               "the application got the first " + std::to_string(f.length) + " byte(s) of the answer");
                 break;
             case Answer::Normal:
                 break;
         }
-        if (!m.answer(t, r, out)) {
+        const bool streamed = m.streaming();
+        const bool answered = m.answer(t, r, out);
+        asker_[i] = !streamed && m.streaming() ? app : asker_[i];  // who asked for its streams
+        last_ = app;
+        if (!answered) {
             *delay_us = kNeverUs;
             if (resp_len > 0) {
                 std::memcpy(resp, before.data(), resp_len);
             }
             say("t=%.1f s: %s does not serve %s (receiver %s): no answer\n", t, m.name(), command_name(req).c_str(),
                 hex4(req.receiver).c_str());
-            referee_.mistake(t,
+            referee_.mistake(app, t, "unserved-command",
                              std::string(m.name()) + " does not serve " + command_name(req) + " (receiver " +
                                  hex4(req.receiver) + ")",
                              "check the command's set/id and receiver; the application got " + got(req, kNeverUs));
             return 0;
+        }
+        if (const uint8_t byte = refused_byte(m, r, out); byte != 0 && f.answer != Answer::Refuse) {
+            ++refused_;
+            const char *why = m.refusal(byte);
+            referee_.note(app, t, "refused",
+                          what + " refused (result byte " + std::to_string(byte) + (why != nullptr ? ": " : "") +
+                              (why != nullptr ? why : "") + ")",
+                          "check the answer's result byte and try again when the module can do it");
         }
         if (f.answer == Answer::Short && f.length < resp_len) {
             std::memcpy(resp + f.length, before.data() + f.length, resp_len - f.length);
@@ -290,6 +322,9 @@ public:
         std::lock_guard<std::mutex> lock(mu_);
         const double t = now_locked();
         apply_events(t);
+        if (pose_.airborne) {
+            unsubscribed(t);
+        }
         for (size_t i = 0; i < models_.size(); ++i) {
             const size_t before = out.items.size();
             models_[i]->tick(t, out);
@@ -316,12 +351,15 @@ public:
             const char *name = row != nullptr ? row->name : "an unknown push";
             const char *reg = registration_for(name);
             const std::string fn = reg != nullptr ? std::string(reg) + "()" : "its handler";
-            if (i < out.asked.size() && out.asked[i]) {
+            bool asked = i < out.asked.size() && out.asked[i];
+            const AppId who = asker(out.items[i], &asked);
+            if (asked) {
                 referee_.mistake(
-                    t, std::string(name) + " pushed with no handler registered, though the application asked for it",
+                    who, t, "stream-without-handler",
+                    std::string(name) + " pushed with no handler registered, though the application asked for it",
                     "register " + fn + " before subscribing or starting the mission");
             } else {
-                referee_.note(t, std::string(name) + " dropped: no handler",
+                referee_.note(who, t, "stream-dropped", std::string(name) + " dropped: no handler",
                               "nothing to do unless the application reads it: then register " + fn);
             }
         }
@@ -335,17 +373,88 @@ public:
         return now_locked();
     }
 
-    std::string report(uint32_t *mistakes) const override {
+    std::string report(uint32_t *mistakes, AppId app, Format format) const override {
         std::lock_guard<std::mutex> lock(mu_);
         if (mistakes != nullptr) {
-            *mistakes = referee_.mistakes();
+            *mistakes = referee_.mistakes(app);
         }
-        return referee_.report();
+        switch (format) {
+            case Format::Json:
+                return referee_.json(app);
+            case Format::Junit:
+                return referee_.junit(app);
+            case Format::Text:
+                break;
+        }
+        return referee_.report(app);
+    }
+
+    void allow(const std::set<std::string> &rules) override {
+        std::lock_guard<std::mutex> lock(mu_);
+        referee_.allow(rules);
     }
 
 private:
     double now_locked() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count() * scenario_.speed;
+    }
+
+    // The result byte of a refusal in a model's answer (0: none): the answer's result field, or the
+    // answer's only byte.
+    static uint8_t refused_byte(const Model &m, const Req &r, const Buffer &out) {
+        const int at = m.result_at(r);
+        if (at < 0) {
+            return 0;
+        }
+        const trace::Message *row = trace::find(r.set, r.id, trace::Dir::Answer, r.receiver);
+        const trace::Field *result = row != nullptr ? trace::field(*row, "result") : nullptr;
+        const bool is_result = row == nullptr || (result != nullptr && result->offset == static_cast<size_t>(at));
+        return is_result ? out.get8(static_cast<size_t>(at)) : 0;
+    }
+
+    // The application a push is charged to: the one that asked the module for its streams, else the
+    // one alone on the aircraft, else the one that sent the last request (0, the aircraft itself,
+    // when none is attached). A stream asked for by an application that has gone is nobody's
+    // mistake now: *asked is cleared.
+    AppId asker(const Pushed &p, bool *asked) const {
+        for (size_t i = 0; i < models_.size(); ++i) {
+            for (const Model::Stream &s : models_[i]->streams) {
+                if (s.msg->set != p.set || s.msg->id != p.id || asker_[i] == 0) {
+                    continue;
+                }
+                if (apps_.count(asker_[i]) != 0) {
+                    return asker_[i];
+                }
+                *asked = false;
+            }
+        }
+        const bool alone = apps_.size() == 1;
+        return alone ? apps_.begin()->first : apps_.count(last_) != 0 ? last_ : 0;
+    }
+
+    // In the air: an application that registered a handler for a module's stream it never asked
+    // for reads nothing, whatever it flies by.
+    void unsubscribed(double t) {
+        for (const auto &[app, keys] : handlers_) {
+            for (const auto &m : models_) {
+                if (m->streaming()) {
+                    continue;
+                }
+                for (const Model::Stream &s : m->streams) {
+                    if (keys.count(static_cast<uint16_t>(s.msg->set << 8 | s.msg->id)) == 0) {
+                        continue;
+                    }
+                    const char *how = m->subscription();
+                    referee_.mistake(app, t, "registered-not-subscribed",
+                                     std::string("the aircraft flies but ") + s.msg->name +
+                                         " never streams: its handler is registered, the stream not subscribed",
+                                     std::string("subscribe with ") +
+                                         (how != nullptr ? how : "the module's subscription") +
+                                         " before relying on its data");
+                    break;
+                }
+            }
+        }
     }
 
     bool taken(const Pushed &p) const {
@@ -395,12 +504,16 @@ private:
 #endif
     std::map<AppId, std::string> apps_;
     std::map<AppId, std::set<uint16_t>> handlers_;  // set << 8 | id
+    std::vector<AppId> asker_;  // beside each model: the application that last asked for its streams
+    AppId last_ = 0;            // the application that sent the last request (a mission's pushes)
     uint32_t requests_ = 0, refused_ = 0, late_ = 0, cut_ = 0, unanswered_ = 0;
     uint32_t taken_ = 0, dropped_ = 0, markers_ = 0;
 };
 
 }  // namespace
 
-std::unique_ptr<Aircraft> Aircraft::create(Scenario scenario) { return std::make_unique<Core>(std::move(scenario)); }
+std::unique_ptr<Aircraft> Aircraft::create(Scenario scenario, bool shared) {
+    return std::make_unique<Core>(std::move(scenario), shared);
+}
 
 }  // namespace sim

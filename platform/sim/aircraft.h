@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,8 @@ inline constexpr uint32_t kNeverUs = 0xFFFFFFFFu;
 class Aircraft {
 public:
     // The aircraft flying the scenario, its clock started now.
-    static std::unique_ptr<Aircraft> create(Scenario scenario);
+    // `shared`: applications share it (cirrow-aircraft), so its reports name them.
+    static std::unique_ptr<Aircraft> create(Scenario scenario, bool shared = false);
     virtual ~Aircraft() = default;
 
     // An application came (its name as it gave it: its program name and pid) or went. `clean` is
@@ -67,9 +69,14 @@ public:
     // Seconds on the aircraft's clock.
     virtual double now() const = 0;
 
-    // The referee's flight report so far: one line per item, mistakes first. `mistakes` (may be
-    // null) receives how many of its items are mistakes.
-    virtual std::string report(uint32_t *mistakes) const = 0;
+    // The referee's flight report so far, of one application or of all (kEveryApp): one line per
+    // item, mistakes first, or the same as JSON or JUnit XML. `mistakes` (may be null) receives how
+    // many of its items are mistakes not waived.
+    enum class Format : uint8_t { Text, Json, Junit };
+    static constexpr AppId kEveryApp = 0xFFFFFFFFu;
+    virtual std::string report(uint32_t *mistakes, AppId app = kEveryApp, Format format = Format::Text) const = 0;
+    // Waives the referee's rules from now on (their items stay in the report, marked).
+    virtual void allow(const std::set<std::string> &rules) = 0;
 };
 
 // Where the aircraft's own lines go (what its modules do, the scenario's changes): a host that

@@ -77,7 +77,12 @@ private:
         if (!allowed(t, kSwitch, out)) {
             return;
         }
-        mode_ = r.in.getu(at(row("camera.switch_mode", Dir::Request), "mode")) == kVideo ? kVideo : kPhoto;
+        const uint32_t mode = r.in.getu(at(row("camera.switch_mode", Dir::Request), "mode"));
+        if (mode != kPhoto && mode != kVideo) {
+            ignores(t, r.app, "camera", "work mode " + std::to_string(mode), envelope::kCameraModes);
+            return;
+        }
+        mode_ = static_cast<uint8_t>(mode);
         say("t=%.1f s: camera in %s mode\n", t, mode_ == kVideo ? "video" : "photo");
     }
     void take_photo(double t, const Req &, Buffer &out) {
@@ -86,6 +91,8 @@ private:
         }
         if (mode_ != kPhoto || busy(t)) {
             out.u8(0, mode_ != kPhoto ? kWrongMode : kBusy);
+            say("t=%.1f s: camera refuses the photo: %s\n", t,
+                mode_ != kPhoto ? "not in photo mode" : "busy with the last one (0.4 s a photo)");
             return;
         }
         busy_until_ = t + kPhotoS;
@@ -95,6 +102,7 @@ private:
     void take_video(double t, const Req &r, Buffer &out) {
         if (mode_ != kVideo) {
             out.u8(0, kWrongMode);
+            say("t=%.1f s: camera refuses the video: not in video mode\n", t);
             return;
         }
         const bool start = r.in.getu(at(row("camera.take_video", Dir::Request), "start")) == 1;

@@ -1,6 +1,7 @@
 // cirrow-sim: runs an application against the virtual aircraft of the host stand-in.
 //
-//   cirrow-sim [--speed X] [--strict] [scenario.toml] -- ./my_app [args...]
+//   cirrow-sim [--speed X] [--strict] [--allow RULES] [--report F.json] [--junit F.xml] [scenario.toml]
+//              -- ./my_app [args...]
 //   cirrow-sim --check scenario.toml
 //   cirrow-sim --aircraft <socket> -- ./my_app [args...]   (attach to a running cirrow-aircraft)
 //
@@ -16,9 +17,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <string>
 
 #include "input_file.h"
+#include "rules.h"
 #ifdef CW_SIM_SCENARIOS
 #include "scenario.h"
 #endif
@@ -36,6 +39,10 @@ constexpr const char *kHelp =
     "options:\n"
     "  --speed X        the aircraft's clock against the wall clock, 0.01 to 100 (default 1)\n"
     "  --strict         exit with code 3 when the flight report holds a mistake (notes never count)\n"
+    "  --allow RULES    waive the referee's rules (comma-separated; the README lists them): their\n"
+    "                   items stay in the report, marked, and never fail --strict\n"
+    "  --report FILE    write the flight report as JSON to FILE when the application ends\n"
+    "  --junit FILE     write the flight report as JUnit XML to FILE when the application ends\n"
     "  --aircraft SOCKET attach to a running cirrow-aircraft instead of flying one in the application\n"
     "                   (its scenario and speed are the aircraft's: give them to cirrow-aircraft)\n"
     "  --check FILE     check a scenario and exit: 0 when it is good, 2 with each problem as\n"
@@ -57,7 +64,9 @@ constexpr const char *kHelp =
     "  MBUS_TRACE_SUMMARY=1  counts per message at exit (cirrow-sim's default)\n"
     "  MBUS_REPORT=1         the aircraft's flight report at exit (cirrow-sim's default)\n"
     "  MBUS_AIRCRAFT=SOCKET  attach to cirrow-aircraft on that socket (set by --aircraft)\n"
-    "  MBUS_STRICT=1         exit with code 3 when the report holds a mistake (set by --strict)\n";
+    "  MBUS_STRICT=1         exit with code 3 when the report holds a mistake (set by --strict)\n"
+    "  MBUS_ALLOW=RULES      the referee's rules waived (set by --allow)\n"
+    "  MBUS_REPORT_JSON=FILE, MBUS_JUNIT=FILE  the report as JSON, as JUnit XML (set by --report, --junit)\n";
 
 int usage(const std::string &problem) {
     std::fprintf(stderr, "cirrow-sim: %s\n%s", problem.c_str(), kHelp);
@@ -92,6 +101,14 @@ bool speed_ok(const char *text) {
     return *text != '\0' && *end == '\0' && std::isfinite(v) && v >= 0.01 && v <= 100;
 }
 
+// The variable a referee option sets (--allow, --report, --junit), or null.
+const char *referee_option(const std::string &arg) {
+    return arg == "--allow"    ? "MBUS_ALLOW"
+           : arg == "--report" ? "MBUS_REPORT_JSON"
+           : arg == "--junit"  ? "MBUS_JUNIT"
+                               : nullptr;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -103,6 +120,7 @@ int main(int argc, char **argv) {
     const char *aircraft = nullptr;  // attach to cirrow-aircraft instead of flying one in the app
     const char *scenario = nullptr;
     const char *speed = nullptr;
+    bool referee_set = false;  // --allow, --report or --junit given
     for (int i = 1; i < dash; ++i) {
         const std::string arg = argv[i];
         const bool has_value = i + 1 < dash;
@@ -133,6 +151,20 @@ int main(int argc, char **argv) {
             aircraft = argv[++i];
         } else if (arg == "--strict") {
             setenv("MBUS_STRICT", "1", 1);
+        } else if (const char *env = referee_option(arg); env != nullptr) {
+            if (!has_value) {
+                return usage(arg + (dash < argc ? " needs a value before --" : " needs a value"));
+            }
+            const std::string value = argv[++i];
+            std::string why;
+            std::set<std::string> rules;
+            if (arg == "--allow" && !sim::parse_rules(value, rules, why)) {
+                std::fprintf(stderr, "cirrow-sim: --allow %s: %s (%s)\n", value.c_str(), why.c_str(),
+                             sim::known_rules().c_str());
+                return 2;
+            }
+            setenv(env, value.c_str(), 1);
+            referee_set = true;
         } else if (arg[0] == '-') {
             return usage("unknown option " + arg);
         } else if (scenario != nullptr) {
@@ -155,6 +187,10 @@ int main(int argc, char **argv) {
         return usage(std::string(scenario != nullptr ? scenario : "--speed") +
                      " does not apply with --aircraft: cirrow-aircraft flies its own scenario and speed (give them "
                      "to it)");
+    }
+    if (aircraft != nullptr && referee_set) {
+        return usage(
+            "--aircraft: cirrow-aircraft's referee judges the flight: give --allow, --report and --junit to it");
     }
     if (scenario != nullptr) {
         if (!check(scenario)) {

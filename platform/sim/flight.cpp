@@ -72,6 +72,12 @@ constexpr double kTakeOffHeight = 1.2;  // metres
 constexpr double kClimbRate = 1.0;      // metres per second
 constexpr double kDescentRate = 0.8;
 constexpr double kCaliS = 3.0;  // one IMU calibration step
+// The flight modes and sub-modes the flight controller knows (flight.submode_set), and the
+// obstacle-avoidance switch's on value.
+constexpr uint32_t kMaxMode = 9, kMaxSubmode = 15, kOaOn = 255;
+
+// A steering value the link carried as a float that is not a number: no speed at all.
+double finite(double v) { return std::isfinite(v) ? v : 0; }
 
 struct Param {
     const char *name;
@@ -119,10 +125,20 @@ protected:
                 }
                 break;
             case kAir:
+                hold(t);
+                if (returning_) {
+                    home(dt);
+                }
                 p.north += vel_[0] * dt;
                 p.east += vel_[1] * dt;
                 p.height += vel_[2] * dt;
                 p.turn(yaw_rate_ * dt);
+                if (p.height <= 0) {
+                    p.height = 0;  // steered down to the ground: it lands there
+                    stop();
+                    tell(t, "touches the ground");
+                    enter(kGround, t);
+                }
                 break;
             case kDescend:
                 p.height = std::max(p.height - kDescentRate * dt, 0.0);
@@ -140,19 +156,33 @@ protected:
             bound();
         }
         drain(t, dt);
+        failsafe(t);
     }
 
-    void ended(double t, AppId app) override {
-        if (pose->airborne || phase_ == kSpinUp) {
-            referee->mistake(t, std::string("the application ended with the aircraft ") + kPhaseNames[phase_],
+    // Only the application that flies the aircraft (holds control, or held it last with nobody
+    // holding it since) is charged with leaving it in the air; the flight controller then waits the
+    // grace period and lands by itself.
+    void ended(double t, AppId app, bool) override {
+        const bool flier = holder_ == app || (holder_ == 0 && flier_ == app);
+        if (flier && (pose->airborne || phase_ == kSpinUp)) {
+            referee->mistake(app, t, "ended-in-the-air",
+                             std::string("the application ended with the aircraft ") + kPhaseNames[phase_],
                              "land (cw_flight_land) and wait for the flight state to show the ground before ending");
+            if (failsafe_at_ < 0) {
+                failsafe_at_ = t + day_.failsafe_grace;
+                say("t=%.1f s: flight controller lost the application flying it: failsafe in %.1f s\n", t,
+                    day_.failsafe_grace);
+            }
         }
         if (holder_ == app) {
             holder_ = 0;
-            referee->mistake(t, "the application ended with control held",
+            referee->mistake(app, t, "ended-with-control", "the application ended with control held",
                              "release it with cw_flight_release_control() once landed");
         }
     }
+
+    bool streaming() const override { return subscribed_; }
+    const char *subscription() const override { return "cw_flight_reset_and_subscribe()"; }
 
     bool flowing(const Stream &) const override { return subscribed_; }
 
@@ -202,6 +232,58 @@ private:
         return v;
     }
 
+    void stop() { vel_[0] = vel_[1] = vel_[2] = yaw_rate_ = 0; }
+
+    // A steering command holds for the hold time: when no new one comes, the aircraft brakes to a
+    // hover.
+    void hold(double t) {
+        const bool moving = vel_[0] != 0 || vel_[1] != 0 || vel_[2] != 0 || yaw_rate_ != 0;
+        if (moving && !returning_ && t - steered_at_ > day_.steering_hold) {
+            stop();
+            say("t=%.1f s: flight controller brakes to a hover: no steering for %.1f s\n", t, day_.steering_hold);
+        }
+    }
+
+    // Returning home: straight back at the horizontal limit, then down.
+    void home(double dt) {
+        const Pose &p = *pose;
+        const double d = std::hypot(p.north, p.east);
+        const double v = std::min(day_.max_horizontal, dt > 0 ? d / dt : 0);
+        vel_[0] = d > 0 ? -p.north / d * v : 0;
+        vel_[1] = d > 0 ? -p.east / d * v : 0;
+        if (d < 0.05) {
+            stop();
+            returning_ = false;
+            enter(kDescend, last_);
+        }
+    }
+
+    // The application flying the aircraft went: after the grace period (unless another took
+    // control) the flight controller lands by itself, or flies home first.
+    void failsafe(double t) {
+        if (failsafe_at_ < 0 || t < failsafe_at_) {
+            return;
+        }
+        if (holder_ != 0 || !(phase_ == kAir || phase_ == kClimb || phase_ == kSpinUp)) {
+            failsafe_at_ = holder_ != 0 || phase_ == kGround || phase_ == kDescend ? -1 : failsafe_at_;
+            return;  // another application flies it, or it is landing; a climb ends in the air first
+        }
+        failsafe_at_ = -1;
+        stop();
+        if (phase_ == kSpinUp) {
+            say("t=%.1f s: flight controller failsafe: stops its motors\n", t);
+            enter(kGround, t);
+        } else if (day_.failsafe_return && phase_ == kAir) {
+            say("t=%.1f s: flight controller failsafe: returns home, then lands\n", t);
+            returning_ = true;
+        } else if (phase_ == kAir) {
+            say("t=%.1f s: flight controller failsafe: lands by itself\n", t);
+            enter(kDescend, t);
+        } else {
+            failsafe_at_ = t;  // still climbing: once in the air
+        }
+    }
+
     void enter(Phase p, double t) {
         phase_ = p;
         since_ = t;
@@ -215,10 +297,10 @@ private:
     void bound() {
         Pose &p = *pose;
         if (phase_ == kAir) {
-            p.height = std::clamp(p.height, 0.3, limit(kHeightName, 120));
+            p.height = std::min(p.height, limit(kHeightName, envelope::kHeight));
         }
         const double r = std::hypot(p.north, p.east);
-        const double max_r = limit(kRadiusName, 500);
+        const double max_r = limit(kRadiusName, envelope::kRadius);
         if (!unlimited_ && value(kRadiusOnName) != 0 && r > max_r) {
             p.north *= max_r / r;
             p.east *= max_r / r;
@@ -230,10 +312,51 @@ private:
     void drain(double t, double dt) {
         const double rate = phase_ == kGround ? 0 : phase_ == kClimb ? 2 : 1;
         pose->battery = std::max(0.0, pose->battery - rate * day_.battery_drain / 60 * dt);
-        if (day_.low_battery_at >= 0 && t >= day_.low_battery_at && !low_) {
+        const bool drop = day_.low_battery_at >= 0 && t >= day_.low_battery_at;
+        if ((drop || pose->battery <= day_.battery_low) && !low_) {
             low_ = true;
             pose->battery = std::min(pose->battery, day_.battery_low);
             say("t=%.1f s: battery low, %.0f %%\n", t, pose->battery);
+        }
+        if (pose->battery <= day_.battery_critical && (phase_ == kAir || phase_ == kClimb) && !critical_) {
+            critical_ = true;
+            stop();
+            returning_ = false;
+            say("t=%.1f s: battery critical, %.0f %%: flight controller lands by itself\n", t, pose->battery);
+            enter(kDescend, t);
+        }
+    }
+
+    // Steering as the envelope lets it fly: each value beyond its limit is flown at the limit, with
+    // the flight controller's line and a mistake; below the low battery level, climbing or flying
+    // away from home is one too.
+    void envelope(double t, AppId app) {
+        char what[160];
+        const double h = std::hypot(vel_[0], vel_[1]);
+        if (h > day_.max_horizontal) {
+            std::snprintf(what, sizeof what, "the horizontal speed %.1f m/s to %.1f m/s", h, day_.max_horizontal);
+            limits(t, app, "flight controller", "steering-beyond-envelope", what);
+            vel_[0] *= day_.max_horizontal / h;
+            vel_[1] *= day_.max_horizontal / h;
+        }
+        const double v = std::clamp(vel_[2], -day_.max_descent, day_.max_climb);
+        if (v != vel_[2]) {
+            std::snprintf(what, sizeof what, "the %s speed %.1f m/s to %.1f m/s", v > 0 ? "climb" : "descent",
+                          std::fabs(vel_[2]), std::fabs(v));
+            limits(t, app, "flight controller", "steering-beyond-envelope", what);
+            vel_[2] = v;
+        }
+        const double y = std::clamp(yaw_rate_, -day_.max_yaw_rate, day_.max_yaw_rate);
+        if (y != yaw_rate_) {
+            std::snprintf(what, sizeof what, "the yaw rate %.0f deg/s to %.0f deg/s", std::fabs(yaw_rate_),
+                          std::fabs(y));
+            limits(t, app, "flight controller", "steering-beyond-envelope", what);
+            yaw_rate_ = y;
+        }
+        const Pose &p = *pose;
+        if (low_ && (vel_[2] > 0 || p.north * vel_[0] + p.east * vel_[1] > 0)) {
+            referee->mistake(app, t, "flew-on-low-battery", "climbing or flying away from home with the battery low",
+                             "watch the battery in the flight data and fly home and land below the low level");
         }
     }
 
@@ -244,7 +367,9 @@ private:
         if (o != kLandOrder && holder_ != r.app) {
             tell(t, holder_ == 0 ? "ignores the order: nobody has control"
                                  : "ignores the order: control is held by another application");
-            referee->mistake(t, std::string(kWhat[o]) + " without control: the flight controller ignored it",
+            static constexpr const char *kRule[] = {"take-off-without-control", "", "steering-without-control"};
+            referee->mistake(r.app, t, kRule[o],
+                             std::string(kWhat[o]) + " without control: the flight controller ignored it",
                              "obtain control with cw_flight_obtain_control() and check its result first");
             return;
         }
@@ -255,14 +380,17 @@ private:
         }
         if (o == kSteerOrder) {
             for (size_t i = 0; i < 3; ++i) {
-                vel_[i] = r.in.get(at(kAdvControl, "values"), i);
+                vel_[i] = finite(r.in.get(at(kAdvControl, "values"), i));
             }
-            yaw_rate_ = r.in.get(at(kAdvControl, "values"), 3);
+            yaw_rate_ = finite(r.in.get(at(kAdvControl, "values"), 3));
+            steered_at_ = t;
+            returning_ = false;
+            envelope(t, r.app);
             return;
         }
-        vel_[0] = vel_[1] = vel_[2] = yaw_rate_ = 0;
+        stop();
         if (o == kTakeOffOrder) {
-            target_ = std::min(kTakeOffHeight, limit(kHeightName, 120));
+            target_ = std::min(kTakeOffHeight, limit(kHeightName, envelope::kHeight));
         }
         if (rule.next != phase_) {
             enter(rule.next, t);
@@ -311,18 +439,24 @@ private:
             tell(t, "refuses control: another application holds it");
         } else if (mode == kTakeControl) {
             holder_ = r.app;
+            flier_ = r.app;
         } else if (mode == kReleaseControl && holder_ == r.app) {
             holder_ = 0;
         } else if (mode != kReleaseControl) {
-            say("t=%.1f s: flight controller ignores control mode %u: accepts 1 (take control) and 2 (release)\n", t,
-                mode);
+            ignores(t, r.app, "flight controller", "control mode " + std::to_string(mode), envelope::kControlModes);
         }
     }
-    void submode(double, const Req &r, Buffer &out) {
+    void submode(double t, const Req &r, Buffer &out) {
         constexpr const trace::Message &req = row("flight.submode_set", Dir::Request);
-        mode_ = static_cast<uint8_t>(r.in.getu(at(req, "mode")));
-        submode_ = static_cast<uint8_t>(r.in.getu(at(req, "submode")));
+        const uint32_t mode = r.in.getu(at(req, "mode")), sub = r.in.getu(at(req, "submode"));
         out.u8(0, 0);
+        if (mode > kMaxMode || sub > kMaxSubmode) {
+            ignores(t, r.app, "flight controller", "mode " + std::to_string(mode) + ", sub-mode " + std::to_string(sub),
+                    envelope::kFlightModes);
+            return;
+        }
+        mode_ = static_cast<uint8_t>(mode);
+        submode_ = static_cast<uint8_t>(sub);
     }
     void adv_control(double t, const Req &r, Buffer &) { order(t, kSteerOrder, r); }
     void function_control(double t, const Req &r, Buffer &) {
@@ -332,11 +466,17 @@ private:
         } else if (f == kLand || f == kTestLand) {
             order(t, kLandOrder, r);
         } else {
-            say("t=%.1f s: flight controller ignores function %u: accepts 1 (take off), 6 and 31 (land)\n", t, f);
+            ignores(t, r.app, "flight controller", "function " + std::to_string(f), envelope::kFunctions);
         }
     }
-    void switch_oa(double, const Req &r, Buffer &) {
-        oa_ = r.in.getu(at(row("flight.switch_oa", Dir::Request), "on_off")) != 0;
+    void switch_oa(double t, const Req &r, Buffer &) {
+        const uint32_t v = r.in.getu(at(row("flight.switch_oa", Dir::Request), "on_off"));
+        if (v != 0 && v != kOaOn) {
+            ignores(t, r.app, "flight controller", "obstacle avoidance " + std::to_string(v),
+                    envelope::kObstacleAvoidance);
+            return;
+        }
+        oa_ = v != 0;
     }
     void heartbeat(double, const Req &r, Buffer &) {
         flytest_ = static_cast<uint8_t>(r.in.getu(at(row("flight.heartbeat", Dir::Request), "value")));
@@ -431,6 +571,9 @@ private:
 
     Conditions day_;
     AppId holder_ = 0;  // the application holding control, 0 for none
+    AppId flier_ = 0;   // the application that took control last
+    double steered_at_ = 0, failsafe_at_ = -1;
+    bool returning_ = false, critical_ = false;
     const char *said_ = nullptr;
     bool subscribed_ = false, oa_ = false, unlimited_ = false, low_ = false;
     uint8_t mode_ = 0, submode_ = 0, flytest_ = 0, identity_ = 50;

@@ -3,6 +3,7 @@
 // information messages once subscribed.
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 #include "model.h"
 
@@ -12,8 +13,8 @@ namespace {
 
 using namespace layout;
 
-constexpr double kSlew = 900;                                                // tenths of a degree per second
-constexpr double kLimits[3][2] = {{-900, 300}, {-450, 450}, {-3200, 3200}};  // pitch, roll, yaw
+constexpr double kSlew = 900;     // tenths of a degree per second
+constexpr uint32_t kMaxMode = 3;  // the gimbal's modes: 0 to 3
 constexpr double kWaveS = 0.8;
 constexpr uint8_t kBusy = 4;
 
@@ -44,7 +45,15 @@ constexpr PhaseRule kRules[kPhases][kAsks] = {
 
 class Gimbal : public Model {
 public:
-    Gimbal() : Model("gimbal") { streams = {{&kGimbalCtrl, 10}, {&kGimbalInfo, 10}}; }
+    explicit Gimbal(const Conditions &day) : Model("gimbal") {
+        streams = {{&kGimbalCtrl, 10}, {&kGimbalInfo, 10}};
+        for (size_t i = 0; i < 3; ++i) {  // tenths of a degree
+            limits_[i][0] = day.gimbal_min[i] * 10;
+            limits_[i][1] = day.gimbal_max[i] * 10;
+        }
+    }
+    bool streaming() const override { return subscribed_; }
+    const char *subscription() const override { return "cw_v1_gimbal_subscribe_info()"; }
     bool serves(uint16_t receiver) const override { return receiver == kGimbal; }
 
 protected:
@@ -57,7 +66,7 @@ protected:
             const double want = driving_ ? target_[i] : angle_[i] + rate_[i] * dt;
             const double stepmax = kSlew * dt;
             angle_[i] =
-                std::clamp(angle_[i] + std::clamp(want - angle_[i], -stepmax, stepmax), kLimits[i][0], kLimits[i][1]);
+                std::clamp(angle_[i] + std::clamp(want - angle_[i], -stepmax, stepmax), limits_[i][0], limits_[i][1]);
         }
         if (wave_at_ > 0 && t >= wave_at_) {
             wave_at_ = 0;
@@ -101,7 +110,12 @@ private:
         if (!allowed(t, kModeAsk, out)) {
             return;
         }
-        mode_ = static_cast<uint8_t>(r.in.getu(at(row("gimbal.mode_control", Dir::Request), "mode")));
+        const uint32_t mode = r.in.getu(at(row("gimbal.mode_control", Dir::Request), "mode"));
+        if (mode > kMaxMode) {
+            ignores(t, r.app, "gimbal", "mode " + std::to_string(mode), envelope::kGimbalModes);
+            return;
+        }
+        mode_ = static_cast<uint8_t>(mode);
         say("t=%.1f s: gimbal mode %u\n", t, mode_);
     }
     void angle(double t, const Req &r, Buffer &out) {
@@ -112,8 +126,16 @@ private:
         }
         driving_ = drive;
         constexpr const trace::Field *angles[] = {&at(req, "angle0"), &at(req, "angle1"), &at(req, "angle2")};
+        static constexpr const char *kAxes[] = {"pitch", "roll", "yaw"};
         for (size_t i = 0; i < 3 && driving_; ++i) {
-            target_[i] = r.in.get(*angles[i]);
+            const double asked = r.in.get(*angles[i]);
+            target_[i] = std::clamp(asked, limits_[i][0], limits_[i][1]);
+            if (target_[i] != asked) {
+                char what[128];
+                std::snprintf(what, sizeof what, "the %s angle %.1f to %.1f degrees (accepts %.0f to %.0f)", kAxes[i],
+                              asked / 10, target_[i] / 10, limits_[i][0] / 10, limits_[i][1] / 10);
+                limits(t, r.app, "gimbal", "gimbal-beyond-envelope", what);
+            }
         }
         rate_[0] = rate_[1] = rate_[2] = 0;
         if (driving_) {
@@ -173,10 +195,11 @@ private:
     bool driving_ = false, subscribed_ = false;
     double angle_[3] = {0, 0, 0}, target_[3] = {0, 0, 0}, rate_[3] = {0, 0, 0};
     double last_ = 0, wave_at_ = 0;
+    double limits_[3][2];  // tenths of a degree: pitch, roll, yaw
 };
 
 }  // namespace
 
-Model *make_gimbal() { return new Gimbal; }
+Model *make_gimbal(const Conditions &day) { return new Gimbal(day); }
 
 }  // namespace sim

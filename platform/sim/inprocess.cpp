@@ -6,15 +6,20 @@
 //
 // At exit the flight report is printed when MBUS_REPORT=1 (the launcher sets it); with
 // MBUS_STRICT=1 (cirrow-sim --strict) a report that holds a mistake ends the process with exit
-// code 3, whatever the application returned.
+// code 3, whatever the application returned. MBUS_ALLOW waives rules (comma-separated names);
+// MBUS_REPORT_JSON and MBUS_JUNIT write the report to files as JSON and as JUnit XML.
 #include <unistd.h>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <string>
 
 #include "../mbus/aircraft_hooks.h"
 #include "aircraft.h"
+#include "referee.h"
+#include "rules.h"
 
 namespace sim {
 
@@ -25,6 +30,7 @@ constexpr int kStrictExit = 3;
 
 Aircraft *g_aircraft = nullptr;  // lives as long as the process: the delivery thread ticks it
 bool g_report = false, g_strict = false;
+const char *g_json = nullptr, *g_junit = nullptr;  // where the report goes as JSON and JUnit XML
 
 int32_t answer(void *, const mbus_ctl_request_t *req, uint8_t *resp, uint32_t resp_len, uint32_t *delay_us) {
     return g_aircraft->request(kApp, *req, resp, resp_len, delay_us);
@@ -60,6 +66,11 @@ void at_exit() {
         std::fflush(stdout);
         std::fputs(report.c_str(), stderr);
     }
+    for (const auto &[file, format] : {std::pair{g_json, Aircraft::Format::Json}, {g_junit, Aircraft::Format::Junit}}) {
+        if (file != nullptr && !write_report(file, g_aircraft->report(nullptr, Aircraft::kEveryApp, format))) {
+            std::fprintf(stderr, "mbus: %s: cannot write the flight report: %s\n", file, std::strerror(errno));
+        }
+    }
     if (g_strict && mistakes > 0) {
         std::fflush(nullptr);
         _exit(kStrictExit);
@@ -82,6 +93,12 @@ bool flag(const char *name) {
         refuse(std::string(name) + "=" + v + ": must be 0 or 1");
     }
     return true;
+}
+
+// A file the report is written to at exit, named by the environment (null: none).
+const char *file_named(const char *name) {
+    const char *v = std::getenv(name);
+    return v != nullptr && *v != '\0' ? v : nullptr;
 }
 
 std::string program_name() {
@@ -121,8 +138,17 @@ __attribute__((constructor)) void start_from_environment() {
             refuse(std::string("MBUS_SIM_SPEED=") + speed + ": must be a number from 0.01 to 100");
         }
     }
+    std::set<std::string> allowed;
+    if (const char *allow = std::getenv("MBUS_ALLOW"); allow != nullptr) {
+        if (std::string why; !parse_rules(allow, allowed, why)) {
+            refuse(std::string("MBUS_ALLOW=") + allow + ": " + why + " (" + known_rules() + ")");
+        }
+    }
+    g_json = file_named("MBUS_REPORT_JSON");
+    g_junit = file_named("MBUS_JUNIT");
     set_diagnostics(echo);
     g_aircraft = Aircraft::create(std::move(s)).release();
+    g_aircraft->allow(allowed);
     g_aircraft->attach(kApp, program_name());
     static const mbus::AircraftHooks hooks{answer, nullptr, tick, g_aircraft->period_us(), handler};
     mbus_ctl_tm_set_receiver("fly_marker_thread", marker, nullptr);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "aircraft.h"
+#include "envelope.h"
 #include "layouts.h"
 #include "referee.h"
 
@@ -100,8 +101,17 @@ struct Conditions {
     double battery_start = 96;   // percent
     double battery_drain = 3;    // percent per minute in the air (twice that in the climb)
     double low_battery_at = -1;  // seconds on the aircraft's clock the charge falls to battery_low; < 0 never
-    double battery_low = 15;
-    double wind_north = 0, wind_east = 0;  // m/s drift while in the air
+    double battery_low = envelope::kBatteryLow;
+    double battery_critical = envelope::kBatteryCritical;  // percent: the flight controller lands itself
+    double wind_north = 0, wind_east = 0;                  // m/s drift while in the air
+    // The envelope: steering beyond it is flown at the limit (m/s, degrees per second).
+    double max_horizontal = envelope::kHorizontalSpeed, max_climb = envelope::kClimbSpeed;
+    double max_descent = envelope::kDescentSpeed, max_yaw_rate = envelope::kYawRate;
+    double steering_hold = envelope::kSteeringHold;  // seconds a steering command holds
+    double gimbal_min[3] = {envelope::kGimbalMin[0], envelope::kGimbalMin[1], envelope::kGimbalMin[2]};  // degrees
+    double gimbal_max[3] = {envelope::kGimbalMax[0], envelope::kGimbalMax[1], envelope::kGimbalMax[2]};
+    double failsafe_grace = envelope::kFailsafeGrace;  // seconds, once the controlling application is gone
+    bool failsafe_return = false;                      // fly home before landing
 };
 
 // Whether a request is the table row's command.
@@ -155,7 +165,14 @@ public:
     // Moves the state machine to time t; pushes what is due.
     void tick(double t, Out &out);
     // The application went: what it left behind that it should not have (the aircraft in the air).
-    virtual void ended(double, AppId) {}
+    // `clean`: it ended rather than vanished.
+    virtual void ended(double, AppId, bool /*clean*/) {}
+    // Whether the module streams its periodic messages now (the application subscribed them), and
+    // the library's function that subscribes them (null: none).
+    virtual bool streaming() const { return true; }
+    virtual const char *subscription() const { return nullptr; }
+    // What a refusal's result byte means (null: the module gives no reason).
+    const char *refusal(uint8_t byte) const { return envelope::result_meaning(name_, byte); }
 
     std::vector<Stream> streams;
     Referee *referee = nullptr;  // set by the aircraft before the first request
@@ -180,6 +197,20 @@ protected:
             out.u8(0, rule.refused);
         }
         return rule.line == nullptr;
+    }
+    // A value outside the accepted set: ignored, with the module's line naming what it accepts and a
+    // note for the application. `who` names the module in its line ("flight controller").
+    void ignores(double t, AppId app, const char *who, const std::string &what, const char *accepts) const {
+        say("t=%.1f s: %s ignores %s: accepts %s\n", t, who, what.c_str(), accepts);
+        referee->note(app, t, "value-not-accepted", std::string(who) + " ignored " + what,
+                      std::string("it accepts ") + accepts);
+    }
+    // A value beyond the envelope: carried out at the limit, with the module's line and a mistake.
+    void limits(double t, AppId app, const char *who, const char *rule, const std::string &what) const {
+        say("t=%.1f s: %s limits %s\n", t, who, what.c_str());
+        referee->mistake(app, t, rule, std::string(who) + " limited " + what,
+                         "check the units (metres, degrees, per second) and keep within the envelope "
+                         "(docs/link_reference.md)");
     }
     virtual void version(Buffer &out) const {
         out.u8(0, 0);

@@ -117,10 +117,10 @@ private:
 Model *make_flight(const Conditions &day);
 Model *make_vision();
 Model *make_camera();
-Model *make_gimbal();
+Model *make_gimbal(const Conditions &day);
 
 std::vector<Model *> build_models(const Conditions &day) {
-    return {make_flight(day), make_vision(), make_camera(), make_gimbal(),
+    return {make_flight(day), make_vision(), make_camera(), make_gimbal(day),
             new Rc,           new Wifi,      new Battery,   new QuickTest};
 }
 

@@ -12,6 +12,7 @@
 #include "link_messages.h"
 #include "mbus.h"
 #include "replay.h"
+#include "rules.h"
 
 namespace sim {
 
@@ -86,7 +87,33 @@ const Key kKeys[] = {
     {"battery", "low_at", 0, 86400, &Scenario::low_battery_at, "number, seconds",
      "on the aircraft's clock: the charge falls to `low` (default: never)"},
     {"battery", "low", 0, 100, &Scenario::battery_low, "number, percent",
-     "the charge at `low_at` (default 15, under the applications' landing level 19)"},
+     "the charge at `low_at` (default 15, under the applications' landing level 19); the flight controller "
+     "warns at it, and climbing or flying away from home below it is a mistake"},
+    {"battery", "critical", 0, 100, &Scenario::battery_critical, "number, percent",
+     "at this charge the flight controller lands by itself (default 10)"},
+    {"limits", "horizontal_speed", 0.1, 50, &Scenario::max_horizontal, "number, m/s",
+     "steering faster (north and east together) is flown at this speed, with a line and a mistake (default 10)"},
+    {"limits", "climb_speed", 0.1, 20, &Scenario::max_climb, "number, m/s", "the same for climbing (default 4)"},
+    {"limits", "descent_speed", 0.1, 20, &Scenario::max_descent, "number, m/s", "the same for descending (default 3)"},
+    {"limits", "yaw_rate", 1, 1000, &Scenario::max_yaw_rate, "number, deg/s",
+     "the same for the yaw rate, either way (default 150)"},
+    {"limits", "steering_hold", 0.05, 60, &Scenario::steering_hold, "number, seconds",
+     "how long a steering command holds; with no new one the aircraft brakes to a hover (default 0.5)"},
+    {"limits", "gimbal_pitch_min", -180, 0, &Scenario::gimbal_min_pitch, "number, degrees",
+     "a gimbal angle beyond its axis's limits is turned to the limit, with a line and a mistake (default -90)"},
+    {"limits", "gimbal_pitch_max", 0, 180, &Scenario::gimbal_max_pitch, "number, degrees", "(default 30)"},
+    {"limits", "gimbal_roll_min", -180, 0, &Scenario::gimbal_min_roll, "number, degrees", "(default -45)"},
+    {"limits", "gimbal_roll_max", 0, 180, &Scenario::gimbal_max_roll, "number, degrees", "(default 45)"},
+    {"limits", "gimbal_yaw_min", -360, 0, &Scenario::gimbal_min_yaw, "number, degrees", "(default -320)"},
+    {"limits", "gimbal_yaw_max", 0, 360, &Scenario::gimbal_max_yaw, "number, degrees", "(default 320)"},
+    {"failsafe", "grace", 0, 600, &Scenario::failsafe_grace, "number, seconds",
+     "how long the flight controller waits, once the application holding control is gone in the air, before "
+     "it lands by itself (default 3)"},
+    {"failsafe", "action", kText, kNotNumber, nullptr, "`land` or `return`",
+     "what it does then: land where it is, or fly home first and land (default `land`)"},
+    {"referee", "allow", kText, kNotNumber, nullptr, "list of rule names",
+     "the referee's rules waived (the README lists them): their items stay in the report, marked, and never "
+     "fail `--strict`"},
     {"wind", "north", -30, 30, &Scenario::wind_north, "number, m/s", "a steady drift north in the air (default 0)"},
     {"wind", "east", -30, 30, &Scenario::wind_east, "number, m/s", "a steady drift east in the air (default 0)"},
     {"event", "time", 0, 86400, nullptr, "number, seconds",
@@ -434,6 +461,52 @@ void numbers_of(const toml::node &node, const char *table, Scenario &out, Proble
     }
 }
 
+const toml::table &table_of(const toml::node &node, const char *table, const char *keys) {
+    const toml::table *t = node.as_table();
+    if (t == nullptr) {
+        throw Bad{line_of(node), std::string(table) + " must be a table ([" + table + "]) of " + keys};
+    }
+    return *t;
+}
+
+// [failsafe]: how long the flight controller waits for a controller gone, and what it does then.
+void failsafe_of(const toml::node &node, Scenario &out) {
+    for (const auto &[key, value] : table_of(node, "failsafe", "grace, action")) {
+        const std::string k(key.str());
+        if (k == "grace") {
+            out.failsafe_grace = number(value, "failsafe", "grace");
+        } else if (k == "action") {
+            const std::string a = need<std::string>(value, "action", "a text");
+            if (a != "land" && a != "return") {
+                throw Bad{line_of(value), "action \"" + a + "\" is not one of land, return"};
+            }
+            out.failsafe_return = a == "return";
+        } else {
+            throw Bad{line_of(value), "unknown key \"" + k + "\" in [failsafe] (known: grace, action)"};
+        }
+    }
+}
+
+// [referee]: the rules waived.
+void referee_of(const toml::node &node, Scenario &out) {
+    for (const auto &[key, value] : table_of(node, "referee", "allow")) {
+        if (key.str() != "allow") {
+            throw Bad{line_of(value), "unknown key \"" + std::string(key.str()) + "\" in [referee] (known: allow)"};
+        }
+        const toml::array *list = value.as_array();
+        if (list == nullptr) {
+            throw Bad{line_of(value), "allow must be a list of rule names, such as [\"ended-in-the-air\"]"};
+        }
+        for (const toml::node &r : *list) {
+            const std::string name = need<std::string>(r, "allow", "a list of rule names");
+            if (!known_rule(name)) {
+                throw Bad{line_of(r), "allow: unknown rule \"" + name + "\" (" + known_rules() + ")"};
+            }
+            out.allow.push_back(name);
+        }
+    }
+}
+
 // A capture named by the scenario, from the scenario's folder unless absolute.
 std::string beside(const std::string &scenario, const std::string &file) {
     const size_t slash = scenario.rfind('/');
@@ -453,7 +526,8 @@ std::vector<ModuleNames> aircraft_modules() {
 std::string scenario_reference() {
     std::string md =
         "# Scenarios\n\n"
-        "A scenario (TOML) sets the battery, the wind and a flight to replay, and changes the modules' answers "
+        "A scenario (TOML) sets the battery, the wind, the envelope, the failsafe, the referee's waivers and a flight "
+        "to replay, and changes the modules' answers "
         "and pushes over time. `cirrow-sim [scenario.toml] -- app`, `cirrow-aircraft --scenario FILE` and "
         "`MBUS_SCENARIO=FILE` fly it; `cirrow-sim --check FILE` checks it alone and names every problem as "
         "`file:line: problem`, in the file's order. Every key is checked: a key that is not listed here, or one "
@@ -463,6 +537,10 @@ std::string scenario_reference() {
         {"", "## Top level"},
         {"battery", "## [battery]"},
         {"wind", "## [wind]"},
+        {"limits",
+         "## [limits]\n\nThe flight controller's and the gimbal's envelope, for a team to match its aircraft."},
+        {"failsafe", "## [failsafe]"},
+        {"referee", "## [referee]"},
         {"event", "## [[event]]\n\nAny number of them, in any order: each changes one module from its `time` on."}};
     char range[64];
     for (const auto &[section, heading] : sections) {
@@ -534,6 +612,12 @@ bool load_scenario(const std::string &path, Scenario &out, std::string &error) {
                     numbers_of(node, "battery", out, bad);
                 } else if (k == "wind") {
                     numbers_of(node, "wind", out, bad);
+                } else if (k == "limits") {
+                    numbers_of(node, "limits", out, bad);
+                } else if (k == "failsafe") {
+                    failsafe_of(node, out);
+                } else if (k == "referee") {
+                    referee_of(node, out);
                 } else if (k == "replay") {
                     out.replay = beside(path, need<std::string>(node, "replay", "a capture file name"));
                     replay_line = line_of(node);
@@ -541,8 +625,9 @@ bool load_scenario(const std::string &path, Scenario &out, std::string &error) {
                         throw Bad{line_of(node), "replay must name a capture file"};
                     }
                 } else {
-                    throw Bad{line_of(node),
-                              "unknown key \"" + k + "\" (known: speed, replay, [battery], [wind], [[event]])"};
+                    throw Bad{line_of(node), "unknown key \"" + k +
+                                                 "\" (known: speed, replay, [battery], [wind], [limits], [failsafe], "
+                                                 "[referee], [[event]])"};
                 }
             });
         }

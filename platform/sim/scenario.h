@@ -15,9 +15,29 @@
 //   low_at = 120.0               # seconds on the aircraft's clock: the charge falls to `low`
 //   low = 15.0                   # percent (default 15, under the applications' landing level 19)
 //
+//   critical = 10.0              # percent: the flight controller lands by itself (default 10)
+//
 //   [wind]
 //   north = 1.5                  # a steady drift of the aircraft in the air, m/s (default 0)
 //   east = -0.5
+//
+//   [limits]                     # the envelope: steering beyond it is flown at the limit
+//   horizontal_speed = 10.0      # m/s (default 10)
+//   climb_speed = 4.0            # m/s up (default 4)
+//   descent_speed = 3.0          # m/s down (default 3)
+//   yaw_rate = 150.0             # degrees per second (default 150)
+//   steering_hold = 0.5          # seconds a steering command holds before the aircraft brakes to
+//                                # a hover (default 0.5)
+//   gimbal_pitch_min = -90.0     # degrees (defaults: pitch -90..30, roll -45..45, yaw -320..320)
+//   gimbal_pitch_max = 30.0      # (and gimbal_roll_min/max, gimbal_yaw_min/max)
+//
+//   [failsafe]
+//   grace = 3.0                  # seconds the flight controller waits, once the application
+//                                # holding control is gone with the aircraft in the air (default 3)
+//   action = "land"              # then: land | return (fly home, then land) (default land)
+//
+//   [referee]
+//   allow = ["stream-without-handler"]   # rules waived: still reported, never a mistake
 //
 //   [[event]]
 //   time = 3.0                   # seconds on the aircraft's clock (default 0)
@@ -41,6 +61,8 @@
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "envelope.h"
 
 namespace sim {
 
@@ -67,13 +89,26 @@ struct Scenario {
     double speed = 1.0;
     std::vector<Event> events;  // in time order
 
-    double battery_start = 96;   // percent at the start
-    double battery_drain = 3;    // percent per minute of flight
-    double low_battery_at = -1;  // seconds on the aircraft's clock; < 0: never
-    double battery_low = 15;     // percent the charge falls to at low_battery_at
-    double wind_north = 0;       // m/s, a steady drift while in the air
-    double wind_east = 0;        // m/s
-    std::string replay;          // a capture to replay (path as opened), empty: none
+    double battery_start = 96;                             // percent at the start
+    double battery_drain = 3;                              // percent per minute of flight
+    double low_battery_at = -1;                            // seconds on the aircraft's clock; < 0: never
+    double battery_low = envelope::kBatteryLow;            // percent the charge falls to at low_battery_at
+    double wind_north = 0;                                 // m/s, a steady drift while in the air
+    double wind_east = 0;                                  // m/s
+    double battery_critical = envelope::kBatteryCritical;  // percent: the flight controller lands itself
+    std::string replay;                                    // a capture to replay (path as opened), empty: none
+
+    // The envelope (m/s, degrees per second, seconds, degrees).
+    double max_horizontal = envelope::kHorizontalSpeed, max_climb = envelope::kClimbSpeed;
+    double max_descent = envelope::kDescentSpeed, max_yaw_rate = envelope::kYawRate;
+    double steering_hold = envelope::kSteeringHold;
+    double gimbal_min_pitch = envelope::kGimbalMin[0], gimbal_max_pitch = envelope::kGimbalMax[0];
+    double gimbal_min_roll = envelope::kGimbalMin[1], gimbal_max_roll = envelope::kGimbalMax[1];
+    double gimbal_min_yaw = envelope::kGimbalMin[2], gimbal_max_yaw = envelope::kGimbalMax[2];
+    // The failsafe once the application holding control is gone in the air.
+    double failsafe_grace = envelope::kFailsafeGrace;
+    bool failsafe_return = false;    // fly home before landing
+    std::vector<std::string> allow;  // the referee's waived rules
 };
 
 // A command a module serves: its route and its name in the link's message table.

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "envelope.h"
 #include "link_messages.h"
 
 namespace {
@@ -174,6 +175,33 @@ void message(FILE *out, const Message &m) {
     std::fprintf(out, "\n");
 }
 
+// The virtual aircraft's envelope: its limits, the values its bytes accept, its refusals.
+void envelope(FILE *out) {
+    namespace e = sim::envelope;
+    std::fprintf(out,
+                 "\n## The envelope and the refusals\n\n"
+                 "The virtual aircraft's limits, each a default a scenario changes (its `[limits]` key, or the "
+                 "table named). A command beyond a limit is carried out at the limit, with the aircraft's "
+                 "line and a mistake in the flight report.\n\n"
+                 "| Limit | Scenario key | Default | Unit | Commands |\n|---|---|---:|---|---|\n");
+    for (const e::Limit &l : e::kLimits) {
+        std::fprintf(out, "| %s | %s | %g | %s | %s |\n", cell(l.what).c_str(),
+                     *l.key != '\0' ? ("`" + std::string(l.key) + "`").c_str() : "", l.value, l.unit, l.commands);
+    }
+    std::fprintf(out,
+                 "\nThe values a byte accepts; any other is ignored, with the aircraft's line naming them.\n\n"
+                 "| Command | Field | Accepted |\n|---|---|---|\n");
+    for (const e::Accepted &a : e::kAccepted) {
+        std::fprintf(out, "| %s | `%s` | %s |\n", a.command, a.field, a.values);
+    }
+    std::fprintf(out,
+                 "\nThe result bytes of the models' refusals (0 is success), each told to the application "
+                 "refused in its report.\n\n| Module | Byte | Commands | Meaning |\n|---|---:|---|---|\n");
+    for (const e::Result &r : e::kResults) {
+        std::fprintf(out, "| %s | %u | %s | %s |\n", r.module, r.byte, r.commands, cell(r.meaning).c_str());
+    }
+}
+
 const char *kHead = R"(# The link's messages as the virtual aircraft speaks them {#link_reference}
 
 Generated from the link's message table by `link_reference_gen` when the host tools are built;
@@ -208,6 +236,7 @@ int main(int argc, char **argv) {
     std::fputs(kHead, out);
     std::fprintf(out, "\n## Modules\n\n");
     modules(out);
+    envelope(out);
     size_t written = 0;
     for (const Module &mod : kModules) {
         std::fprintf(out, "\n## %s (`%.*s.*`)\n\n", mod.title, static_cast<int>(mod.prefix.size()), mod.prefix.data());

@@ -29,8 +29,8 @@ constexpr uint8_t kRespNull = 2;
 }  // namespace
 
 const char *type_name(Type t) {
-    static constexpr const char *kNames[] = {"?",    "Hello",   "Welcome", "Request", "Answer",  "Handler",
-                                             "Push", "Message", "DmTake",  "DmData",  "Goodbye", "Error"};
+    static constexpr const char *kNames[] = {"?",       "Hello",  "Welcome", "Request", "Answer", "Handler", "Push",
+                                             "Message", "DmTake", "DmData",  "Goodbye", "Error",  "Report"};
     const auto i = static_cast<size_t>(t);
     return i < std::size(kNames) ? kNames[i] : "?";
 }
@@ -81,7 +81,7 @@ Reader::Result Reader::next(Frame &out) {
     }
     const auto type = h[3];
     const auto len = static_cast<uint32_t>(get(h + 8, 4));
-    if (type < static_cast<uint8_t>(Type::Hello) || type > static_cast<uint8_t>(Type::Error)) {
+    if (type < static_cast<uint8_t>(Type::Hello) || type > static_cast<uint8_t>(Type::Report)) {
         return bad("unknown frame type " + std::to_string(type));
     }
     if (len > kMaxBody) {

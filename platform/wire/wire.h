@@ -46,8 +46,9 @@ enum class Type : uint8_t {
     Message,    // app: str name, bytes message
     DmTake,     // app: u32 key id, u32 key sub
     DmData,     // aircraft: i32 result, bytes item
-    Goodbye,    // app: ends cleanly (empty)
+    Goodbye,    // app: ends cleanly (empty); the aircraft answers with a Report under the same id
     Error,      // either: bytes why, a text (then the sender hangs up)
+    Report,     // aircraft: i32 mistakes (not waived), bytes the application's flight report (text)
 };
 const char *type_name(Type t);
 

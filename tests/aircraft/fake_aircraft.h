@@ -49,12 +49,13 @@ public:
     }
     uint32_t period_us() const override { return 1000; }
     double now() const override { return 0; }
-    std::string report(uint32_t *mistakes) const override {
+    std::string report(uint32_t *mistakes, sim::AppId, Format) const override {
         if (mistakes != nullptr) {
             *mistakes = 0;
         }
         return "";
     }
+    void allow(const std::set<std::string> &) override {}
 
     void push(uint8_t set, uint8_t id, std::vector<uint8_t> bytes) {
         std::lock_guard<std::mutex> lock(mu);

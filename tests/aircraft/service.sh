@@ -10,7 +10,11 @@
 # flies to its end: noread (a client that never reads is cut, the aircraft's memory bounded),
 # floods (distinct unserved receivers and distinct names: another client's answers stay prompt),
 # fdlimit (idle connections at a lowered descriptor limit), files (sockets, pid files, the
-# default directory, another user), scenario (nan, a pathological key, a FIFO), httpcaps.
+# default directory, another user), scenario (nan, a pathological key, a FIFO), httpcaps;
+# referee (<referee_app> in place of browser_test.sh: two applications judged each on its own, one
+# refused control; --strict through the aircraft; the failsafe landing; the JSON and JUnit reports),
+# every (<scenarios dir> <examples dir> in place of browser_test.sh and the artifacts: every demo
+# and example through cirrow-aircraft --strict under each shipped scenario, each with no mistake).
 set -uo pipefail
 case=$1 aircraft=$2 demos=$3 tools=$4 sim=$5 browser_test=${6:-} artifacts=${7:-}
 work=$(mktemp -d /tmp/cw-aircraft-XXXXXX)
@@ -34,12 +38,12 @@ start() {  # the aircraft in the foreground, in the background of this script
     for _ in $(seq 100); do [ -S "$sock" ] && return 0; sleep 0.05; done
     echo "FAIL: the aircraft did not listen"; cat "$work/aircraft.log"; exit 1
 }
-stop() {  # SIGTERM, then the exit code must be 0 and the socket gone
+stop() {  # SIGTERM, then the exit code must be ${1:-0} and the socket gone
     kill -TERM "$pid"
     wait "$pid"
     local code=$?
     pid=
-    check "clean stop exits 0 (got $code)" test "$code" -eq 0
+    check "clean stop exits ${1:-0} (got $code)" test "$code" -eq "${1:-0}"
     check "the socket is removed" test ! -e "$sock"
 }
 app() { MBUS_AIRCRAFT=$sock MBUS_QUIET=1 "$@"; }
@@ -108,6 +112,9 @@ killed)
     check "the aircraft is still flying" kill -0 "$pid"
     app "$tools/aircraft_monitor" 2 >"$work/monitor.out" 2>&1
     check "a new application attaches mid-flight and reads the caches" has "$work/monitor.out" "monitor: flight state"
+    # Its controller gone, the flight controller lands by itself after the grace (3 s) and the descent.
+    for _ in $(seq 200); do sed -n '/failsafe: lands by itself/,$p' "$work/aircraft.log" | grep -q "on the ground" && break; sleep 0.05; done
+    check "the flight controller landed by itself" has "$work/aircraft.log" "failsafe: lands by itself"
     stop
     check "the report says the application vanished" has "$work/aircraft.log" "demo_flight .* vanished (crashed or was killed)"
     ;;
@@ -345,6 +352,43 @@ PY
     for _ in $(seq 50); do grep -q "live page at" "$work/aircraft.log" && break; sleep 0.1; done
     check "with --http-public it warns" has "$work/aircraft.log" "WARNING: the live page is served on 0.0.0.0"
     stop
+    ;;
+referee)
+    referee_app=$browser_test
+    start --speed 2 --strict --report "$work/report.json" --junit "$work/report.xml"
+    MBUS_QUIET=1 "$sim" --aircraft "$sock" --strict -- "$demos/demo_flight" >"$work/flight.out" 2>&1 &
+    flight=$!
+    for _ in $(seq 300); do grep -q "flight controller in the air" "$work/aircraft.log" && break; sleep 0.05; done
+    MBUS_QUIET=1 "$sim" --aircraft "$sock" --strict -- "$demos/demo_quick_shot" >"$work/quick.out" 2>&1; code=$?
+    check "the quick shot, refused control, ends with its own code, not 3 ($code)" test "$code" -ne 3
+    check "the refused application gets its own report, without the other's flight" \
+        has "$work/quick.out" "flight report for demo_quick_shot [0-9]*: 0 mistake(s)"
+    check "the refusal is told to it" has "$work/quick.out" "control_enable refused (result byte 1: control is held by another application) \[refused\]"
+    wait "$flight"; code=$?
+    check "the flying application flies clean under --strict ($code)" test "$code" -eq 0
+    check "its report is its own" has "$work/flight.out" "flight report for demo_flight [0-9]*: 0 mistake(s)"
+    MBUS_QUIET=1 "$sim" --aircraft "$sock" --strict -- "$referee_app" airborne >"$work/airborne.out" 2>&1; code=$?
+    check "an application ending in the air exits 3 under --strict through the aircraft ($code)" test "$code" -eq 3
+    check "its report names the mistake and the rule" has "$work/airborne.out" "MISTAKE t=.* ended with the aircraft in the air \[ended-in-the-air\]"
+    for _ in $(seq 300); do grep -q "on the ground" <(sed -n '/failsafe: lands by itself/,$p' "$work/aircraft.log") && break; sleep 0.05; done
+    check "the flight controller lands by itself after the grace" has "$work/aircraft.log" "failsafe: lands by itself"
+    stop 3
+    check "the aircraft's report names each application" has "$work/aircraft.log" "MISTAKE t=.*: referee_app [0-9]*: the application ended with the aircraft in the air"
+    check "the JSON report reads" python3 -c "import json,sys; r=json.load(open(sys.argv[1])); assert r['mistakes'] == 2, r['mistakes']; assert [a['mistakes'] for a in r['applications']] == [0, 0, 2], r" "$work/report.json"
+    check "the JUnit report reads as JUnit" python3 "$(dirname "$0")/check_junit.py" "$work/report.xml" 3 2
+    [ $failed -eq 0 ] || cat "$work/aircraft.log"
+    ;;
+every)
+    scenarios=$browser_test examples=$artifacts
+    for scenario in "" camera_refuses fault rough_day; do
+        start --speed 4 --strict ${scenario:+--scenario "$scenarios/$scenario.toml"}
+        for app in "$demos"/demo_{quick_shot,panorama,flight,marker,self_test,fault} "$examples"/{first_flight,hello_link,link_tour}; do
+            MBUS_QUIET=1 "$sim" --aircraft "$sock" --strict -- "$app" >"$work/app.out" 2>&1; code=$?
+            check "$(basename "$app") ${scenario:-without a scenario}: no mistake, not exit 3 ($code)" test "$code" -ne 3
+            check "$(basename "$app") ${scenario:-without a scenario}: its own report" has "$work/app.out" "flight report for $(basename "$app") [0-9]*: 0 mistake(s)"
+        done
+        stop
+    done
     ;;
 *)
     echo "service.sh: unknown case $case" >&2

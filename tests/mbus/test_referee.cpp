@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,6 +14,7 @@
 
 #include "aircraft.h"
 #include "link_messages.h"
+#include "rules.h"
 
 namespace {
 
@@ -84,12 +87,30 @@ struct Pilot {
     double sensed(const char *field) const { return trace::get(*trace::field(kSensor, field), sensor.data()); }
 };
 
-std::unique_ptr<sim::Aircraft> aircraft(double speed) {
-    sim::set_diagnostics([](const char *) {});
-    sim::Scenario s;
+// The aircraft's lines, kept for the tests that look for them.
+std::string g_lines;
+
+std::unique_ptr<sim::Aircraft> aircraft(double speed, sim::Scenario s = {}) {
+    g_lines.clear();
+    sim::set_diagnostics([](const char *line) { g_lines += line; });
     s.speed = speed;
     return sim::Aircraft::create(s);
 }
+
+// The same without the flight data: only the aircraft's lines say it flies.
+#define IN_THE_AIR_BLIND(p)       \
+    ASSERT_EQ((p).control(1), 0); \
+    (p).function(kTakeOff);       \
+    (p).fly(0.5);                 \
+    ASSERT_TRUE(has(g_lines, "flight controller in the air")) << g_lines
+
+bool has(const std::string &text, const std::string &part) { return text.find(part) != std::string::npos; }
+
+// An aircraft in the air, flown by p.
+#define IN_THE_AIR(p)             \
+    ASSERT_EQ((p).control(1), 0); \
+    (p).function(kTakeOff);       \
+    ASSERT_EQ((p).fly(3, kAir), (std::vector<uint8_t>{kSpinUp, kClimb, kAir})) << g_lines
 
 TEST(Referee, LandingIsHonouredInEveryPhaseOfAFlight) {
     const struct {
@@ -134,14 +155,18 @@ TEST(Referee, SteeringMovesAndTurnsTheAircraftWithinTheHeightLimit) {
     p.function(kTakeOff);
     ASSERT_EQ(p.fly(2, kAir).back(), kAir);
     p.steer(2, 0, 4, 30);  // north 2 m/s, up 4 m/s, turning 30 degrees a second
-    p.fly(0.2);            // about one aircraft second (the sensor stream lags by up to a push)
+    p.fly(0.09);           // within the steering's hold time, sent again
+    p.steer(2, 0, 4, 30);
+    p.fly(0.11);  // about one aircraft second (the sensor stream lags by up to a push)
     EXPECT_GT(p.sensed("north"), 0.8);
     EXPECT_NEAR(p.sensed("east"), 0, 0.01);
     EXPECT_NEAR(p.sensed("yaw"), 15 * p.sensed("north"), 1);  // 30 degrees for every 2 m
     EXPECT_LE(p.sensed("height_cm"), 300);                    // the limit, not 1.2 m + 4 m
     EXPECT_GE(p.sensed("height_cm"), 290);
     p.steer(0, 0, 0, -60);
-    p.fly(0.2);
+    p.fly(0.09);
+    p.steer(0, 0, 0, -60);
+    p.fly(0.11);
     EXPECT_GT(p.sensed("yaw"), 270);  // turned back past north
     EXPECT_LT(p.sensed("yaw"), 360);
 }
@@ -260,6 +285,217 @@ TEST(Referee, TheGimbalHoldsStillWhileItLooksForWaterWaves) {
     p.fly(1.2);
     for (const auto &s : done) {
         EXPECT_EQ(p.send(4, s.id, s.payload, gimbal), s.result) << "command " << int(s.id) << " after the detection";
+    }
+}
+
+TEST(Envelope, SteeringBeyondTheLimitsIsFlownAtThemWithAMistake) {
+    const struct {
+        float n, e, up, yaw;
+        const char *line;
+    } cases[] = {
+        {0, 0, 50, 0, "limits the climb speed 50.0 m/s to 4.0 m/s"},
+        {30, 40, 0, 0, "limits the horizontal speed 50.0 m/s to 10.0 m/s"},
+        {0, 0, 0, -500, "limits the yaw rate 500 deg/s to 150 deg/s"},
+        {0, 0, -50, 0, "limits the descent speed 50.0 m/s to 3.0 m/s"},
+    };
+    for (const auto &c : cases) {
+        auto craft = aircraft(5);
+        Pilot p(*craft, 1);
+        IN_THE_AIR(p);
+        p.steer(c.n, c.e, c.up, c.yaw);
+        p.fly(0.06);  // 0.3 s on the aircraft's clock
+        EXPECT_TRUE(has(g_lines, c.line)) << g_lines;
+        if (c.up > 0) {
+            EXPECT_LT(p.sensed("height_cm"), 120 + 4 * 40);  // at most 4 m/s for 0.3 s and a push's lag
+        } else if (c.n > 0) {
+            EXPECT_LT(std::hypot(p.sensed("north"), p.sensed("east")), 10 * 0.4);
+        }
+        uint32_t mistakes = 0;
+        const std::string report = craft->report(&mistakes);
+        EXPECT_EQ(mistakes, 1u) << report;
+        EXPECT_TRUE(has(report, "[steering-beyond-envelope]\n      -> check the units")) << report;
+    }
+}
+
+TEST(Envelope, SteeringDownToTheGroundLandsThere) {
+    auto craft = aircraft(10);
+    Pilot p(*craft, 1);
+    IN_THE_AIR(p);
+    for (int i = 0; i < 20 && (p.state.empty() || p.state[0] != kGround); ++i) {
+        p.steer(0, 0, -3, 0);  // 3 m/s down, sent at a rate
+        p.fly(0.03);
+    }
+    p.fly(0.05);
+    ASSERT_FALSE(p.state.empty());
+    EXPECT_EQ(p.state[0], kGround) << g_lines;
+    EXPECT_EQ(p.sensed("height_cm"), 0);
+    EXPECT_TRUE(has(g_lines, "flight controller touches the ground")) << g_lines;
+    EXPECT_EQ(p.control(2), 0);
+    craft->detach(1, true);
+    uint32_t mistakes = 1;
+    EXPECT_EQ((craft->report(&mistakes), mistakes), 0u) << craft->report(nullptr);
+}
+
+TEST(Envelope, ValuesOutsideTheAcceptedSetsAreIgnoredAndNamed) {
+    auto craft = aircraft(5);
+    Pilot p(*craft, 1);
+    const uint16_t gimbal = trace::kGimbal;
+    p.send(3, 141, {99, 77});                                           // flight mode and sub-mode
+    p.send(3, 26, {7});                                                 // obstacle avoidance
+    p.send(4, 68, {9}, gimbal);                                         // gimbal mode
+    p.send(4, 10, {0x30, 0xF8, 0, 0, 0, 0, 0, 0, 0x80, 0, 0}, gimbal);  // pitch -200 degrees
+    p.fly(0.1);
+    for (const char *line : {"flight controller ignores mode 99, sub-mode 77: accepts modes 0 to 9, sub-modes 0 to 15",
+                             "flight controller ignores obstacle avoidance 7: accepts 0 (off) and 255 (on)",
+                             "gimbal ignores mode 9: accepts modes 0 to 3",
+                             "gimbal limits the pitch angle -200.0 to -90.0 degrees (accepts -90 to 30)",
+                             "gimbal turns to -90.0, 0.0, 0.0 degrees"}) {
+        EXPECT_TRUE(has(g_lines, line)) << line << "\n" << g_lines;
+    }
+    ASSERT_FALSE(p.state.empty());
+    EXPECT_EQ(p.state[13], 0) << "the flight mode stays";
+    uint32_t mistakes = 0;
+    const std::string report = craft->report(&mistakes);
+    EXPECT_EQ(mistakes, 1u) << report;  // the angle; the ignored values are notes
+    EXPECT_TRUE(has(report, "[gimbal-beyond-envelope]")) << report;
+    EXPECT_TRUE(
+        has(report, "note    t=0.0 s: gimbal ignored mode 9 [value-not-accepted]\n      -> it accepts modes 0 to 3"))
+        << report;
+}
+
+TEST(Failsafe, OneSteeringCommandStopsAfterTheHoldTime) {
+    auto craft = aircraft(10);
+    Pilot p(*craft, 1);
+    IN_THE_AIR(p);
+    p.steer(3, 0, 0, 0);
+    p.fly(0.3);                                // 3 s on the aircraft's clock
+    EXPECT_NEAR(p.sensed("north"), 1.5, 0.4);  // 3 m/s for the 0.5 s it holds, not 9 m
+    EXPECT_TRUE(has(g_lines, "flight controller brakes to a hover: no steering for 0.5 s")) << g_lines;
+}
+
+TEST(Failsafe, TheControllerGoneInTheAirTheAircraftLandsAfterTheGrace) {
+    for (const bool clean : {true, false}) {
+        auto craft = aircraft(10);
+        Pilot p(*craft, 1), watcher(*craft, 2);
+        IN_THE_AIR(p);
+        const double gone = craft->now();
+        craft->detach(1, clean);
+        const std::vector<uint8_t> after = watcher.fly(1.0, kGround);  // grace 3 s, descent 1.5 s
+        EXPECT_EQ(after.back(), kGround) << g_lines;
+        EXPECT_LT(craft->now() - gone, 3 + 1.5 + 1.5);
+        EXPECT_TRUE(has(g_lines, "failsafe in 3.0 s")) << g_lines;
+        EXPECT_TRUE(has(g_lines, "flight controller failsafe: lands by itself")) << g_lines;
+        uint32_t mine = 0, theirs = 1;
+        const std::string report = craft->report(&mine, 1);
+        craft->report(&theirs, 2);
+        EXPECT_TRUE(has(report, "[ended-in-the-air]")) << report;
+        EXPECT_EQ(has(report, "[vanished]"), !clean) << report;
+        EXPECT_EQ(theirs, 0u) << craft->report(nullptr, 2);
+    }
+}
+
+TEST(Failsafe, ReturnHomeFliesBackBeforeLanding) {
+    sim::Scenario s;
+    s.failsafe_grace = 0.5;
+    s.failsafe_return = true;
+    auto craft = aircraft(10, s);
+    Pilot p(*craft, 1), watcher(*craft, 2);
+    IN_THE_AIR(p);
+    for (int i = 0; i < 10; ++i) {
+        p.steer(5, 0, 0, 0);
+        p.fly(0.03);
+    }
+    craft->detach(1, true);
+    EXPECT_EQ(watcher.fly(1.5, kGround).back(), kGround) << g_lines;
+    EXPECT_TRUE(has(g_lines, "failsafe: returns home, then lands")) << g_lines;
+    EXPECT_NEAR(watcher.sensed("north"), 0, 0.2);
+}
+
+TEST(Failsafe, TheFlightControllerLandsAtTheCriticalBattery) {
+    sim::Scenario s;
+    s.battery_start = 14;  // low from the start
+    s.battery_drain = 60;  // percent a minute: 1 % a second in the air, twice that in the climb
+    auto craft = aircraft(5, s);
+    Pilot p(*craft, 1);
+    IN_THE_AIR(p);
+    p.steer(0, 0, 1, 0);  // climbing below the low level
+    EXPECT_EQ(p.fly(3, kGround).back(), kGround) << g_lines;
+    EXPECT_TRUE(has(g_lines, "battery low, 14 %")) << g_lines;
+    EXPECT_TRUE(has(g_lines, "battery critical, 10 %: flight controller lands by itself")) << g_lines;
+    const std::string report = craft->report(nullptr);
+    EXPECT_TRUE(has(report, "[flew-on-low-battery]")) << report;
+}
+
+TEST(PerApplication, ARefusedApplicationIsNotChargedWithTheOthersFlight) {
+    sim::Scenario s;
+    s.speed = 5;
+    auto craft = aircraft(5);
+    craft = sim::Aircraft::create(s, true);  // shared, as cirrow-aircraft flies it
+    Pilot square(*craft, 1), quick(*craft, 2);
+    IN_THE_AIR(square);
+    EXPECT_EQ(quick.control(1), 1);  // refused: held by the square application
+    craft->detach(2, true);          // it ends early, the aircraft in the air
+    uint32_t mistakes = 1;
+    const std::string refused = craft->report(&mistakes, 2);
+    EXPECT_EQ(mistakes, 0u) << refused;
+    EXPECT_TRUE(has(refused, "flight report for pilot 2: 0 mistake(s)")) << refused;
+    EXPECT_TRUE(has(refused,
+                    "flight flight.control_enable refused (result byte 1: control is held by another "
+                    "application) [refused]"))
+        << refused;
+    square.function(kLand);
+    EXPECT_EQ(square.fly(1, kGround).back(), kGround) << g_lines;
+    square.control(2);
+    square.send(3, 142, std::vector<uint8_t>(26, 0));  // steering without control: its own mistake
+    craft->detach(1, true);
+    const std::string own = craft->report(&mistakes, 1);
+    EXPECT_EQ(mistakes, 1u) << own;
+    EXPECT_FALSE(has(own, "control_enable refused")) << own;
+    const std::string all = craft->report(nullptr);
+    EXPECT_TRUE(has(all, "MISTAKE t=")) << all;
+    EXPECT_TRUE(has(all, ": pilot 1: steering without control")) << all;
+}
+
+TEST(PerApplication, HandlersWithoutTheSubscriptionAreNamedAsTheCause) {
+    auto craft = aircraft(5);
+    sim::Aircraft &c = *craft;
+    Pilot p(c, 1);
+    p.send(3, 21, {});  // the subscription reset, never made again: the handlers read nothing
+    IN_THE_AIR_BLIND(p);
+    uint32_t mistakes = 0;
+    const std::string report = c.report(&mistakes, 1);
+    EXPECT_EQ(mistakes, 1u) << report;
+    EXPECT_TRUE(has(report, "the aircraft flies but flight.motor_state never streams")) << report;
+    EXPECT_TRUE(has(report, "[registered-not-subscribed]\n      -> subscribe with cw_flight_reset_and_subscribe()"))
+        << report;
+}
+
+TEST(Report, WaivedRulesStayMarkedAndJsonAndJunitCarryEveryItem) {
+    auto craft = aircraft(5);
+    Pilot p(*craft, 1);
+    p.function(kTakeOff);  // without control
+    p.steer(1, 0, 0, 0);   // the same
+    craft->allow({"take-off-without-control"});
+    uint32_t mistakes = 0;
+    const std::string text = craft->report(&mistakes);
+    EXPECT_EQ(mistakes, 1u) << text;
+    EXPECT_TRUE(has(text, "flight report: 1 mistake(s), 0 note(s), 1 waived")) << text;
+    EXPECT_TRUE(has(text, "  waived  t=0.0 s: take-off without control")) << text;
+    const std::string json = craft->report(nullptr, sim::Aircraft::kEveryApp, sim::Aircraft::Format::Json);
+    EXPECT_TRUE(has(json, "{\"mistakes\": 1, \"applications\": [")) << json;
+    EXPECT_TRUE(has(json, "\"rule\": \"take-off-without-control\", \"kind\": \"mistake\", \"waived\": true")) << json;
+    const std::string xml = craft->report(nullptr, sim::Aircraft::kEveryApp, sim::Aircraft::Format::Junit);
+    EXPECT_TRUE(has(xml, "tests=\"3\" failures=\"1\"")) << xml;
+    EXPECT_TRUE(has(xml, "<testcase classname=\"pilot\" name=\"steering-without-control\">\n      <failure ")) << xml;
+    EXPECT_TRUE(has(xml, "<property name=\"application\" value=\"pilot 1\"/>")) << xml;
+}
+
+TEST(Report, TheReadmeListsEveryRuleWithItsMeaning) {
+    std::ifstream in(CW_README);
+    const std::string readme((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ASSERT_FALSE(readme.empty()) << CW_README;
+    for (const sim::RefereeRule &r : sim::kRefereeRules) {
+        EXPECT_TRUE(has(readme, std::string("| `") + r.name + "` | " + r.meaning + " |\n")) << r.name;
     }
 }
 

@@ -77,6 +77,19 @@ low = 12
 [wind]
 north = 1.5
 east = -0.5
+[limits]
+horizontal_speed = 6
+climb_speed = 2
+descent_speed = 1.5
+yaw_rate = 90
+steering_hold = 1
+gimbal_pitch_min = -60
+gimbal_yaw_max = 90
+[failsafe]
+grace = 5
+action = "return"
+[referee]
+allow = ["stream-without-handler", "ended-in-the-air"]
 [[event]]
 time = 3
 module = "camera"
@@ -100,6 +113,17 @@ push = "flight.fc_state"
     EXPECT_EQ(s.battery_low, 12);
     EXPECT_EQ(s.wind_north, 1.5);
     EXPECT_EQ(s.wind_east, -0.5);
+    EXPECT_EQ(s.max_horizontal, 6);
+    EXPECT_EQ(s.max_climb, 2);
+    EXPECT_EQ(s.max_descent, 1.5);
+    EXPECT_EQ(s.max_yaw_rate, 90);
+    EXPECT_EQ(s.steering_hold, 1);
+    EXPECT_EQ(s.gimbal_min_pitch, -60);
+    EXPECT_EQ(s.gimbal_max_yaw, 90);
+    EXPECT_EQ(s.gimbal_max_pitch, 30);  // the default
+    EXPECT_EQ(s.failsafe_grace, 5);
+    EXPECT_TRUE(s.failsafe_return);
+    EXPECT_EQ(s.allow, (std::vector<std::string>{"stream-without-handler", "ended-in-the-air"}));
     ASSERT_EQ(s.events.size(), 2u);
     EXPECT_EQ(s.events[0].module, "flight");  // in time order
     EXPECT_EQ(s.events[1].set, 2);
@@ -127,11 +151,22 @@ TEST(Scenario, NamesTheLineAndWhatIsKnown) {
          "4: byte applies to answer = \"refuse\" only"},
         {"[[event]]\nmodule = \"camera\"\nrate = 1\ncommand = \"2/1\"\n", "4: command applies to an answer only"},
         {"[battery]\nstart = 120\n", "2: start = 120 is outside 0..100"},
-        {"[battery]\nlevel = 50\n", "2: unknown key \"level\" in [battery] (known: start, drain, low_at, low)"},
-        {"battery = 50\n", "1: battery must be a table ([battery]) of start, drain, low_at, low"},
+        {"[battery]\nlevel = 50\n",
+         "2: unknown key \"level\" in [battery] (known: start, drain, low_at, low, critical)"},
+        {"battery = 50\n", "1: battery must be a table ([battery]) of start, drain, low_at, low, critical"},
         {"[wind]\nnorth = \"strong\"\n", "2: north must be a number"},
         {"[wind]\neast = 31\n", "2: east = 31 is outside -30..30"},
-        {"wind_speed = 3\n", "1: unknown key \"wind_speed\" (known: speed, replay, [battery], [wind], [[event]])"},
+        {"wind_speed = 3\n",
+         "1: unknown key \"wind_speed\" (known: speed, replay, [battery], [wind], [limits], [failsafe], [referee], "
+         "[[event]])"},
+        {"[limits]\nhorizontal_speed = 0\n", "2: horizontal_speed = 0 is outside 0.1..50"},
+        {"[limits]\ngimbal_pitch_min = 10\n", "2: gimbal_pitch_min = 10 is outside -180..0"},
+        {"[failsafe]\naction = \"hover\"\n", "2: action \"hover\" is not one of land, return"},
+        {"[failsafe]\nwait = 3\n", "2: unknown key \"wait\" in [failsafe] (known: grace, action)"},
+        {"[referee]\nallow = [\"ended-in-the-air\", \"flying-high\"]\n",
+         "2: allow: unknown rule \"flying-high\" (known: take-off-without-control "},
+        {"[referee]\nallow = \"ended-in-the-air\"\n", "2: allow must be a list of rule names"},
+        {"[referee]\nwaive = []\n", "2: unknown key \"waive\" in [referee] (known: allow)"},
         {"\n[battery\n", "2: not valid TOML: "},
         {"replay = \"missing.pcap\"\n", "1: "},
         // Numbers that are not, and files made to break a parser: refused before toml++ sees them.

@@ -46,6 +46,16 @@ static inline int demo_ok(const char *what, int32_t result) {
     return result == 0;
 }
 
+/* Steers for `seconds`: the flight controller holds a steering command for half a second only, as
+ * on the aircraft, so it is sent again ten times a second. Returns 1 when every send succeeded. */
+static inline int demo_steer(const char *what, const FlightAttitudeCmd *cmd, double seconds) {
+    int ok = demo_ok(what, cw_flight_attitude_control(cmd));
+    for (double until = demo_now() + seconds; ok && demo_now() < until; demo_sleep(0.1)) {
+        ok = cw_flight_attitude_control(cmd) == 0;
+    }
+    return ok;
+}
+
 static inline FcState demo_fc(void) {
     FcState s;
     cw_flight_get_fc_state(&s);

@@ -21,8 +21,7 @@ int main(void) {
     ok = ok && memcmp(&found, &shared, sizeof found) == 0;
     demo_say("marker position shared: %.1f m north, %.1f m east\n", north, east);
     FlightAttitudeCmd toward = {1, 0, {north / 2, east / 2, 0, 0, 0, 0}};
-    ok = ok && demo_ok("fly towards the marker", cw_flight_attitude_control(&toward));
-    demo_sleep(1.0);
+    ok = ok && demo_steer("fly towards the marker", &toward, 1.0);
     FlightAttitudeCmd hold = {1, 0, {0, 0, 0, 0, 0, 0}};
     ok = ok && demo_ok("hold over the marker", cw_flight_attitude_control(&hold));
     FcState s = demo_fc();
