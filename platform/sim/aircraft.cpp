@@ -149,6 +149,7 @@ public:
             models_.emplace_back(m);
             faults_.emplace_back();
             asker_.push_back(0);
+            quiet_since_.push_back(-1);
         }
 #ifdef CW_SIM_SCENARIOS
         std::string why;
@@ -433,11 +434,17 @@ private:
     }
 
     // In the air: an application that registered a handler for a module's stream it never asked
-    // for reads nothing, whatever it flies by.
+    // for reads nothing, whatever it flies by. A stream that stops for a moment (an application
+    // subscribing again resets the subscription, then adds to it) is not that: it must stay off
+    // for kQuietGrace of the aircraft's time.
     void unsubscribed(double t) {
+        for (size_t i = 0; i < models_.size(); ++i) {
+            quiet_since_[i] = models_[i]->streaming() ? -1 : quiet_since_[i] < 0 ? t : quiet_since_[i];
+        }
         for (const auto &[app, keys] : handlers_) {
-            for (const auto &m : models_) {
-                if (m->streaming()) {
+            for (size_t i = 0; i < models_.size(); ++i) {
+                const auto &m = models_[i];
+                if (quiet_since_[i] < 0 || t - quiet_since_[i] < kQuietGrace) {
                     continue;
                 }
                 for (const Model::Stream &s : m->streams) {
@@ -504,8 +511,10 @@ private:
 #endif
     std::map<AppId, std::string> apps_;
     std::map<AppId, std::set<uint16_t>> handlers_;  // set << 8 | id
-    std::vector<AppId> asker_;  // beside each model: the application that last asked for its streams
-    AppId last_ = 0;            // the application that sent the last request (a mission's pushes)
+    std::vector<AppId> asker_;                  // beside each model: the application that last asked for its streams
+    std::vector<double> quiet_since_;           // beside each model: since when it streams nothing (-1: it streams)
+    static constexpr double kQuietGrace = 1.0;  // s
+    AppId last_ = 0;                            // the application that sent the last request (a mission's pushes)
     uint32_t requests_ = 0, refused_ = 0, late_ = 0, cut_ = 0, unanswered_ = 0;
     uint32_t taken_ = 0, dropped_ = 0, markers_ = 0;
 };

@@ -216,7 +216,7 @@ TEST(Scenario, ReaderTakesEveryKeyOfTheReference) {
             ++keys;
         }
     }
-    EXPECT_EQ(keys, 17);
+    EXPECT_EQ(keys, 32);
 }
 
 TEST(Scenario, ReportsEveryProblemInTheFilesOrder) {
