@@ -287,6 +287,8 @@ int main(int argc, char **argv) {
     view::Server page;
 #endif
     aircraft::Server server(*plane, &watchers, say);
+    server.set_clock_rate(speed);
+    cw::trace::set_clock_rate(speed);  // the aircraft's trace and capture in the aircraft's time
     if (!server.listen(o.socket, error)) {
         return fail(error);
     }

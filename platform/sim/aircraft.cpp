@@ -324,6 +324,11 @@ public:
         return now_locked();
     }
 
+    void drift(const std::string &why, const std::string &todo) override {
+        std::lock_guard<std::mutex> lock(mu_);
+        referee_.note(now_locked(), "the application's time may have drifted: " + why, todo);
+    }
+
     std::string report(uint32_t *mistakes) const override {
         std::lock_guard<std::mutex> lock(mu_);
         if (mistakes != nullptr) {

@@ -254,6 +254,8 @@ private:
             return;
         }
         if (o == kSteerOrder) {
+            Out moved;
+            step(t, moved);  // the old velocities up to the order, however late the next tick comes
             for (size_t i = 0; i < 3; ++i) {
                 vel_[i] = r.in.get(at(kAdvControl, "values"), i);
             }

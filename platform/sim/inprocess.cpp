@@ -7,7 +7,9 @@
 // At exit the flight report is printed when MBUS_REPORT=1 (the launcher sets it); with
 // MBUS_STRICT=1 (cirrow-sim --strict) a report that holds a mistake ends the process with exit
 // code 3, whatever the application returned.
+#include <dlfcn.h>
 #include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -52,7 +54,26 @@ void echo(const char *line) {
     }
 }
 
+// The rate of the application's clocks when cirrow-sim preloaded the aircraft's clock into it
+// (libmbus_clock.so), else 1: its clock and sleep calls are the C library's.
+double clock_rate() {
+    using Rate = double (*)();
+    const auto rate = reinterpret_cast<Rate>(dlsym(RTLD_DEFAULT, "mbus_clock_rate"));
+    return rate != nullptr ? rate() : 1;
+}
+
+// Timers the aircraft's clock does not scale, when the application used them.
+void report_unscaled() {
+    using Unscaled = const char *(*)();
+    const auto unscaled = reinterpret_cast<Unscaled>(dlsym(RTLD_DEFAULT, "mbus_clock_unscaled"));
+    if (const char *used = unscaled != nullptr ? unscaled() : ""; *used != '\0') {
+        g_aircraft->drift(std::string("it used ") + used + ", which run on the wall clock",
+                          "time it with clock_gettime() and sleeps or timed waits: they follow the aircraft's clock");
+    }
+}
+
 void at_exit() {
+    report_unscaled();
     g_aircraft->detach(kApp, true);
     uint32_t mistakes = 0;
     const std::string report = g_aircraft->report(&mistakes);
@@ -121,9 +142,19 @@ __attribute__((constructor)) void start_from_environment() {
             refuse(std::string("MBUS_SIM_SPEED=") + speed + ": must be a number from 0.01 to 100");
         }
     }
+    // The aircraft's clock runs at s.speed against the process's clocks, which already run at the
+    // preloaded rate: at the same rate the aircraft's and the application's clocks are one.
+    const double rate = clock_rate(), speed_asked = s.speed;
+    s.speed /= rate;
     set_diagnostics(echo);
     g_aircraft = Aircraft::create(std::move(s)).release();
     g_aircraft->attach(kApp, program_name());
+    if (speed_asked != rate) {
+        char why[160];
+        std::snprintf(why, sizeof why, "its clocks ran at %.2f times the wall clock's pace, the aircraft's at %.2f",
+                      rate, speed_asked);
+        g_aircraft->drift(why, "run it with cirrow-sim, which makes its clocks follow the aircraft's");
+    }
     static const mbus::AircraftHooks hooks{answer, nullptr, tick, g_aircraft->period_us(), handler};
     mbus_ctl_tm_set_receiver("fly_marker_thread", marker, nullptr);
     std::atexit(at_exit);  // before the delivery thread starts: it runs once that thread has stopped
