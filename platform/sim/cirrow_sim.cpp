@@ -5,9 +5,10 @@
 //   cirrow-sim --aircraft <socket> -- ./my_app [args...]   (attach to a running cirrow-aircraft)
 //
 // It checks the scenario, sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED; MBUS_ECHO=readable,
-// MBUS_TRACE_SUMMARY=1 and MBUS_REPORT=1 unless they are set) and replaces itself with the
-// application, which must be linked with the stand-in (-lmbus). The stand-in prints the aircraft's
-// flight report when the application ends. With --strict (MBUS_STRICT=1) a report that holds a
+// MBUS_TRACE_SUMMARY=1 and MBUS_REPORT=1 unless they are set; at a speed other than 1, or attached,
+// LD_PRELOAD=libmbus_clock.so and MBUS_CLOCK_RATE) and replaces itself with the application,
+// which must be linked with the stand-in (-lmbus). The stand-in prints the aircraft's flight report
+// when the application ends. With --strict (MBUS_STRICT=1) a report that holds a
 // mistake makes the run exit with code 3; otherwise the exit code is the application's.
 #include <limits.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
 /* A square flown by the application's own clock, as flight applications time their manoeuvres:
  * after take-off, climb for 3 s at 1 m/s; then four times fly 3 s at 1 m/s along the heading and
- * turn for 1 s at 90 degrees a second. Steering is sent ten times a second; after each leg and each
+ * turn for 2 s at 45 degrees a second. Steering is sent ten times a second; after each leg and each
  * turn the aircraft hovers a second and the application prints where it is (the corner) and its
  * heading, from the flight controller's sensor state. Flown at any speed of the aircraft, the
  * corners must be the same. Exits 0 when the flight went as planned. */
@@ -89,7 +89,7 @@ int main(void) {
         const double h = heading * 3.14159265358979323846 / 180;
         ok = steer((float)cos(h), (float)sin(h), 0, 0, 3);
         where("corner", leg, &heading);
-        ok = ok && steer(0, 0, 0, 90, 1);
+        ok = ok && steer(0, 0, 0, 45, 2);
         where("turned", leg, &heading);
     }
     ok = check("land", cw_flight_land()) && wait_for(ON_GROUND, 15) && ok;
