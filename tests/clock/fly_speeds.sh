@@ -23,7 +23,7 @@ for speed in 1 4 10; do
     grep -q "flight report: 0 mistake" "$work/$speed.out" || fail "speed $speed: the report holds a mistake"
     ! grep -q "time may have drifted" "$work/$speed.out" || fail "speed $speed: the application's time drifted"
 done
-outcome() { grep -E "(complete|FAILED|finished)$" "$1" | tail -1; }
+outcome() { grep -E "(complete|FAILED|finished)$" "$1" | tail -1 | sed 's/^\[[ 0-9.]* s\] //'; }
 for speed in 4 10; do
     cmp -s "$work/1.code" "$work/$speed.code" || fail "speed $speed: exit $(cat "$work/$speed.code"), at speed 1 $(cat "$work/1.code")"
     [ "$(outcome "$work/1.out")" = "$(outcome "$work/$speed.out")" ] ||
