@@ -111,13 +111,20 @@ static int scaled_clock(clockid_t c) {
     return c >= 0 && c < kClocks && c != CLOCK_PROCESS_CPUTIME_ID && c != CLOCK_THREAD_CPUTIME_ID;
 }
 
-/* A Scale at `rate` whose clocks go on from where `from` has them now (or from the real ones). */
+/* Every Scale there has been: the rate is set when the library loads and again at most a few
+ * times (the aircraft's Welcome), and a reader may still hold an earlier one. */
+enum { kScales = 8 };
+static Scale g_scales[kScales];
+static atomic_int g_scales_used;
+
+/* A Scale at `rate` whose clocks go on from where `from` has them now (or from the real ones); null
+ * when every Scale is used. */
 static const Scale *make_scale(double rate, const Scale *from) {
-    Scale *s = calloc(1, sizeof *s);
-    if (s == NULL) {
-        fputs("mbus: the aircraft's clock: out of memory\n", stderr);
-        _exit(2);
+    const int i = atomic_fetch_add(&g_scales_used, 1);
+    if (i >= kScales) {
+        return NULL;
     }
+    Scale *s = &g_scales[i];
     s->rate = rate;
     for (clockid_t c = 0; c < kClocks; ++c) {
         struct timespec ts = {0, 0};
@@ -182,8 +189,9 @@ EXPORT double mbus_clock_rate(void) {
 
 EXPORT void mbus_clock_set_rate(double rate) {
     pthread_once(&g_once, init);
-    if (rate >= 0.01 && rate <= 100) {
-        atomic_store(&g_scale, make_scale(rate, atomic_load(&g_scale))); /* the old one is never freed */
+    const Scale *s = rate >= 0.01 && rate <= 100 ? make_scale(rate, atomic_load(&g_scale)) : NULL;
+    if (s != NULL) {
+        atomic_store(&g_scale, s);
     }
 }
 
