@@ -4,7 +4,6 @@
 // messages to the aircraft's threads and data-manager takes are forwarded; pushes arrive on a
 // reader thread, which hands them to their handlers as the delivery thread does in-process.
 // Scripts, peers and faults installed through the control API still come first, as in-process.
-#include <dlfcn.h>
 #include <errno.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -18,6 +17,7 @@
 #include <cstring>
 #include <map>
 
+#include "clock.h"
 #include "host.h"
 #include "wire.h"
 
@@ -213,9 +213,7 @@ void goodbye() {
 // aircraft's and this says so. Returns the boot origin that makes the boot clock read the
 // aircraft's time since it booted (unsigned arithmetic: it may wrap).
 uint64_t follow_aircraft_clock(const char *path, double rate, uint64_t boot) {
-    using SetRate = void (*)(double);
-    const auto set_rate = reinterpret_cast<SetRate>(dlsym(RTLD_DEFAULT, "mbus_clock_set_rate"));
-    if (set_rate == nullptr) {
+    if (!mbus::clock::loaded()) {
         if (rate != 1) {
             mbus::note(
                 "mbus: MBUS_AIRCRAFT=%s: the aircraft flies at speed %.2f, this application's clocks at the wall "
@@ -224,7 +222,7 @@ uint64_t follow_aircraft_clock(const char *path, double rate, uint64_t boot) {
         }
         return boot;
     }
-    set_rate(rate);
+    mbus::clock::set_rate(rate);
     timespec ts{};
     clock_gettime(CLOCK_MONOTONIC, &ts);
     const uint64_t now = static_cast<uint64_t>(ts.tv_sec) * 1000000u + static_cast<uint64_t>(ts.tv_nsec) / 1000u;

@@ -7,15 +7,14 @@
 // At exit the flight report is printed when MBUS_REPORT=1 (the launcher sets it); with
 // MBUS_STRICT=1 (cirrow-sim --strict) a report that holds a mistake ends the process with exit
 // code 3, whatever the application returned.
-#include <dlfcn.h>
 #include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
 #include "../mbus/aircraft_hooks.h"
+#include "../mbus/clock.h"
 #include "aircraft.h"
 
 namespace sim {
@@ -54,19 +53,9 @@ void echo(const char *line) {
     }
 }
 
-// The rate of the application's clocks when cirrow-sim preloaded the aircraft's clock into it
-// (libmbus_clock.so), else 1: its clock and sleep calls are the C library's.
-double clock_rate() {
-    using Rate = double (*)();
-    const auto rate = reinterpret_cast<Rate>(dlsym(RTLD_DEFAULT, "mbus_clock_rate"));
-    return rate != nullptr ? rate() : 1;
-}
-
 // Timers the aircraft's clock does not scale, when the application used them.
 void report_unscaled() {
-    using Unscaled = const char *(*)();
-    const auto unscaled = reinterpret_cast<Unscaled>(dlsym(RTLD_DEFAULT, "mbus_clock_unscaled"));
-    if (const char *used = unscaled != nullptr ? unscaled() : ""; *used != '\0') {
+    if (const char *used = mbus::clock::unscaled(); *used != '\0') {
         g_aircraft->drift(std::string("it used ") + used + ", which run on the wall clock",
                           "time it with clock_gettime() and sleeps or timed waits: they follow the aircraft's clock");
     }
@@ -144,7 +133,7 @@ __attribute__((constructor)) void start_from_environment() {
     }
     // The aircraft's clock runs at s.speed against the process's clocks, which already run at the
     // preloaded rate: at the same rate the aircraft's and the application's clocks are one.
-    const double rate = clock_rate(), speed_asked = s.speed;
+    const double rate = mbus::clock::rate(), speed_asked = s.speed;
     s.speed /= rate;
     set_diagnostics(echo);
     g_aircraft = Aircraft::create(std::move(s)).release();
