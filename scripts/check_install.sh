@@ -88,6 +88,12 @@ grep -q '^take control: 0$' "$tmp/app.out" || fail "the README example: $(cat "$
 "$prefix/bin/cirrow-sim" -- "$tmp/app" > "$tmp/app_sim.out" 2> "$tmp/app_sim.err" ||
     fail "the README example failed under the installed cirrow-sim"
 grep -q '^link summary: 2 requests (0 failed)' "$tmp/app_sim.err" || fail "cirrow-sim printed no link summary"
+# At another speed the installed launcher preloads the installed aircraft's clock.
+"$prefix/bin/cirrow-sim" --speed 4 -- "$tmp/app" > /dev/null 2> "$tmp/app_speed.err" ||
+    fail "the README example failed under the installed cirrow-sim at speed 4"
+if grep -E 'not found|time may have drifted' "$tmp/app_speed.err"; then
+    fail "the installed cirrow-sim did not preload the installed libmbus_clock.so"
+fi
 # The host tools beside the stand-in: trace header, dissector, scenario examples, the references.
 for f in include/cirrow-platform/mbus_trace.h share/cirrow/cirrow.lua share/cirrow/scenarios/fault.toml \
          share/doc/cirrow/link_reference.md share/doc/cirrow/scenarios.md; do

@@ -4,7 +4,9 @@
 # silent battery), one after the other; checks each demo's outcome and the link trace written on
 # the application's side and on the aircraft's. Then the referee through the aircraft: the ARM
 # referee application ending in the air exits 3 under cirrow-sim --aircraft --strict, a clean one 0,
-# each with its own report.
+# each with its own report. Then flies the ARM square (tests/clock/square.c), timed by its own
+# clock, against an aircraft at speed 1 and at speed 4, the ARM build's libmbus_clock.so preloaded
+# in the ARM process, and checks that it passes the same corners.
 #   scripts/fly_arm.sh <cirrow-aircraft> <ARM build's demo directory> [<ARM referee_app> <cirrow-sim>]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -53,3 +55,22 @@ has "$work/aircraft.trace" "PUSH 3/91    <-        flight.fc_state"
 has "$work/aircraft.log" "gimbal answers late to one command"
 has "$work/aircraft.log" "(demo_flight .*) ended"
 echo "fly_arm: both ARM demos flew against cirrow-aircraft; outcome and trace checked${referee_app:+; the ARM referee application exits 3 under --strict for its own mistake}"
+
+arm=$(cd "$demos/../../.." && pwd)
+for speed in 1 4; do
+    echo "fly_arm: the square (ARM, qemu-arm) against cirrow-aircraft at speed $speed"
+    rm -f "$sock"
+    "$aircraft" --socket "$sock" --speed "$speed" 2>"$work/aircraft-$speed.log" &
+    pid=$!
+    for _ in $(seq 100); do [ -S "$sock" ] && break; sleep 0.05; done
+    start=$SECONDS
+    MBUS_AIRCRAFT=$sock MBUS_QUIET=0 timeout 120 qemu-arm -L /usr/arm-linux-gnueabihf \
+        -E LD_PRELOAD="$arm/platform/mbus/libmbus_clock.so" "$arm/tests/clock/square" >"$work/square-$speed.out" 2>&1 ||
+        fail "the square failed at speed $speed"
+    echo "fly_arm: the square at speed $speed took $((SECONDS - start)) s"
+    kill -TERM "$pid"
+    wait "$pid" || fail "the aircraft at speed $speed did not stop cleanly"
+    pid=
+done
+tests/clock/same_corners.sh "$work/square-1.out" "$work/square-4.out" || fail "the ARM square's corners differ"
+echo "fly_arm: the ARM square passed the same corners at speeds 1 and 4"

@@ -412,6 +412,8 @@ int main(int argc, char **argv) {
         }
         server.allow_group(g->gr_gid);
     }
+    server.set_clock_rate(speed);
+    cw::trace::set_clock_rate(speed);  // the aircraft's trace and capture in the aircraft's time
     if (!server.listen(o.socket, error)) {
         return fail(error);
     }

@@ -421,7 +421,7 @@ void Server::handle(Client &c, const wire::Frame &f) {
             if (watcher_ != nullptr) {
                 watcher_->attached(c.app, c.name);
             }
-            send(c, Type::Welcome, 0, wire::Out().u32(c.app).u64(boot_us_).take());
+            send(c, Type::Welcome, 0, wire::Out().u32(c.app).u64(boot_us_).u32(wire::rate_code(rate_)).take());
             return;
         }
         case Type::Request:

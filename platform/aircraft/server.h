@@ -80,6 +80,8 @@ public:
     void adopt(int fd);
     // Async-signal-safe: run() returns soon after.
     void stop();
+    // The aircraft's clock against the wall clock, told to each application in its Welcome.
+    void set_clock_rate(double speed) { rate_ = speed; }
 
     // Counters for the benches and tests (read after run() returned, or from run()'s thread).
     size_t apps() const { return clients_.size(); }
@@ -146,6 +148,7 @@ private:
     std::chrono::steady_clock::time_point next_tick_ = std::chrono::steady_clock::now();
     std::vector<pollfd> fds_;
     uint64_t boot_us_ = 0;
+    double rate_ = 1;
     uint64_t pushes_written_ = 0;
     std::array<uint8_t, MBUS_DM_IMU_SIZE> imu_{};
 };

@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +18,7 @@
 #include <cstring>
 #include <map>
 
+#include "clock.h"
 #include "host.h"
 #include "wire.h"
 
@@ -236,6 +238,27 @@ void goodbye() {
     }
 }
 
+// The application's clocks follow the aircraft's from here on, when cirrow-sim preloaded the
+// aircraft's clock (libmbus_clock.so); otherwise, at a speed other than 1, its time drifts from the
+// aircraft's and this says so. Returns the boot origin that makes the boot clock read the
+// aircraft's time since it booted (unsigned arithmetic: it may wrap).
+uint64_t follow_aircraft_clock(const char *path, double rate, uint64_t boot) {
+    if (!mbus::clock::loaded()) {
+        if (rate != 1) {
+            mbus::note(
+                "mbus: MBUS_AIRCRAFT=%s: the aircraft flies at speed %.2f, this application's clocks at the wall "
+                "clock's: its time may drift from the aircraft's (run it with cirrow-sim --aircraft)\n",
+                path, rate);
+        }
+        return boot;
+    }
+    mbus::clock::set_rate(rate);
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    const uint64_t now = static_cast<uint64_t>(ts.tv_sec) * 1000000u + static_cast<uint64_t>(ts.tv_nsec) / 1000u;
+    return now - static_cast<uint64_t>(static_cast<double>(now - boot) * rate);
+}
+
 // Reads the aircraft's Welcome (or the reason it refuses this application) before main runs.
 wire::Frame welcome(Remote &r, wire::Reader &in) {
     uint8_t buf[4096];
@@ -294,18 +317,20 @@ __attribute__((constructor)) void attach_from_environment() {
     wire::Reader in;
     const wire::Frame f = welcome(*r, in);
     wire::In body(f.body);
-    uint32_t app = 0;
+    uint32_t app = 0, rate = wire::rate_code(1);
     uint64_t boot = 0;
     if (f.type == wire::Type::Error) {
         mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft refused this application: %s", path,
                      wire::error_text(f.body).c_str());
     }
-    if (f.type != wire::Type::Welcome || !body.u32(app) || !body.u64(boot) || !body.done()) {
+    // An aircraft that gives no clock rate flies at the wall clock's.
+    if (f.type != wire::Type::Welcome || !body.u32(app) || !body.u64(boot) ||
+        !(body.done() || (body.u32(rate) && body.done()))) {
         mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft answered with a %s frame instead of a Welcome", path,
                      wire::type_name(f.type));
     }
     g_remote = r;
-    mbus::st().boot_origin.store(boot);
+    mbus::st().boot_origin.store(follow_aircraft_clock(path, wire::rate_value(rate), boot));
     r->reader = std::thread(read_loop, std::ref(*r), std::move(in));
     for (const char *t : wire::kThreads) {
         mbus_ctl_tm_set_receiver(t, to_thread, const_cast<char *>(t));

@@ -374,6 +374,12 @@ public:
         return now_locked();
     }
 
+    void drift(const std::string &why, const std::string &todo) override {
+        std::lock_guard<std::mutex> lock(mu_);
+        const AppId app = apps_.size() == 1 ? apps_.begin()->first : last_;
+        referee_.note(app, now_locked(), "time-drift", "the application's time may have drifted: " + why, todo);
+    }
+
     std::string report(uint32_t *mistakes, AppId app, Format format) const override {
         std::lock_guard<std::mutex> lock(mu_);
         if (mistakes != nullptr) {

@@ -77,6 +77,9 @@ public:
     virtual std::string report(uint32_t *mistakes, AppId app = kEveryApp, Format format = Format::Text) const = 0;
     // Waives the referee's rules from now on (their items stay in the report, marked).
     virtual void allow(const std::set<std::string> &rules) = 0;
+    // The application's clock may not have followed the aircraft's (why): the report says so. An
+    // aircraft without a report (a stand-in for tests) need not say it.
+    virtual void drift(const std::string &, const std::string &) {}
 };
 
 // Where the aircraft's own lines go (what its modules do, the scenario's changes): a host that

@@ -6,10 +6,12 @@
 //   cirrow-sim --aircraft <socket> -- ./my_app [args...]   (attach to a running cirrow-aircraft)
 //
 // It checks the scenario, sets MBUS_SIM=1 (and MBUS_SCENARIO, MBUS_SIM_SPEED; MBUS_ECHO=readable,
-// MBUS_TRACE_SUMMARY=1 and MBUS_REPORT=1 unless they are set) and replaces itself with the
-// application, which must be linked with the stand-in (-lmbus). The stand-in prints the aircraft's
-// flight report when the application ends. With --strict (MBUS_STRICT=1) a report that holds a
+// MBUS_TRACE_SUMMARY=1 and MBUS_REPORT=1 unless they are set; at a speed other than 1, or attached,
+// LD_PRELOAD=libmbus_clock.so and MBUS_CLOCK_RATE) and replaces itself with the application,
+// which must be linked with the stand-in (-lmbus). The stand-in prints the aircraft's flight report
+// when the application ends. With --strict (MBUS_STRICT=1) a report that holds a
 // mistake makes the run exit with code 3; otherwise the exit code is the application's.
+#include <limits.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -49,10 +51,19 @@ constexpr const char *kHelp =
     "                   file:line: problem, in the file's order\n"
     "  -h, --help       this text\n"
     "\n"
+    "At a speed other than 1 the application's clocks follow the aircraft's (attached: at its speed):\n"
+    "cirrow-sim preloads libmbus_clock.so, which scales clock_gettime (real-time, monotonic and boot-time\n"
+    "clocks), gettimeofday, time, nanosleep, clock_nanosleep, usleep, sleep, pthread_cond_timedwait,\n"
+    "pthread_cond_clockwait, sem_timedwait, sem_clockwait, poll, ppoll, select, pselect, epoll_wait and\n"
+    "epoll_pwait. Not scaled: timerfd_settime, timer_settime, setitimer and alarm (the report says the\n"
+    "application's time may have drifted when it uses them), direct system calls, CPU-time clocks and a\n"
+    "thread that spins on a clock. At speed 1 nothing is preloaded: every call is the C library's.\n"
+    "\n"
     "environment (read by the stand-in in the application's process):\n"
     "  MBUS_SIM=1            fly the virtual aircraft (set by cirrow-sim)\n"
     "  MBUS_SCENARIO=FILE    the scenario (set by cirrow-sim from its argument)\n"
     "  MBUS_SIM_SPEED=X      the aircraft's clock against the wall clock (set by --speed)\n"
+    "  MBUS_CLOCK_RATE=X     libmbus_clock.so's rate (set with the preload, to the speed)\n"
     "  MBUS_ECHO=MODE        raw: the library's lines as written; readable: indented under the\n"
     "                        application's output (cirrow-sim's default)\n"
     "  MBUS_QUIET=1          record only, print nothing (0 or unset: print)\n"
@@ -73,9 +84,10 @@ int usage(const std::string &problem) {
     return 2;
 }
 
-// Checks a scenario as the stand-in will read it: true when it is good, else every problem on
-// stderr. A file that cannot be read is named the same way from --check and from the launcher.
-bool check(const char *path) {
+// Checks a scenario as the stand-in will read it: true when it is good (its speed in *speed), else
+// every problem on stderr. A file that cannot be read is named the same way from --check and from
+// the launcher.
+bool check(const char *path, double *speed = nullptr) {
     if (const std::string problem = sim::input_file_problem(path); !problem.empty()) {
         std::fprintf(stderr, "cirrow-sim: %s\n", problem.c_str());
         return false;
@@ -87,8 +99,12 @@ bool check(const char *path) {
         std::fprintf(stderr, "%s\n", error.c_str());
         return false;
     }
+    if (speed != nullptr) {
+        *speed = s.speed;
+    }
     return true;
 #else
+    (void)speed;
     std::fprintf(stderr, "cirrow-sim: %s: this build reads no scenarios (toml++ headers were missing)\n", path);
     return false;
 #endif
@@ -109,6 +125,59 @@ const char *referee_option(const std::string &arg) {
                                : nullptr;
 }
 
+// The aircraft's clock for the application (libmbus_clock.so): installed beside cirrow-sim's
+// prefix, else where this build made it; "" when neither is there.
+std::string clock_library() {
+    char exe[PATH_MAX] = {0};
+    const ssize_t n = readlink("/proc/self/exe", exe, sizeof exe - 1);
+    std::string path = n > 0 ? std::string(exe, static_cast<size_t>(n)) : "";
+    path = path.substr(0, path.rfind('/') + 1) + "../" CW_CLOCK_INSTALLED;
+    for (const std::string &p : {path, std::string(CW_CLOCK_BUILT)}) {
+        if (access(p.c_str(), R_OK) == 0) {
+            return p;
+        }
+    }
+    return "";
+}
+
+// At a speed other than 1 (or attached to cirrow-aircraft, whose speed its Welcome gives), the
+// application's clocks and sleeps follow the aircraft's: the clock library is preloaded into it
+// (MBUS_CLOCK_RATE=speed; attached, the stand-in sets the rate). At speed 1 nothing is preloaded.
+void follow_aircraft_clock(double speed, bool attached) {
+    unsetenv("MBUS_CLOCK_RATE");
+    if (!attached && speed == 1) {
+        return;
+    }
+    const std::string lib = clock_library();
+    if (lib.empty()) {
+        std::fprintf(stderr, "cirrow-sim: %s not found: the application's clocks stay on the wall clock\n",
+                     CW_CLOCK_INSTALLED);
+        return;
+    }
+    const char *preload = std::getenv("LD_PRELOAD");
+    setenv("LD_PRELOAD", (preload != nullptr && *preload != '\0' ? lib + ":" + preload : lib).c_str(), 1);
+    // An application built with AddressSanitizer accepts a library loaded ahead of its runtime.
+    const char *asan = std::getenv("ASAN_OPTIONS");
+    setenv("ASAN_OPTIONS", (std::string(asan != nullptr ? asan : "") + ":verify_asan_link_order=0").c_str(), 1);
+    if (!attached) {
+        char rate[32];
+        std::snprintf(rate, sizeof rate, "%.17g", speed);
+        setenv("MBUS_CLOCK_RATE", rate, 1);
+    }
+}
+
+// The speed the stand-in will fly at: --speed (MBUS_SIM_SPEED), else the scenario's; 1 when
+// MBUS_SIM_SPEED is not a number (the stand-in then stops with the reason).
+double flight_speed(double scenario_speed) {
+    const char *v = std::getenv("MBUS_SIM_SPEED");
+    if (v == nullptr || *v == '\0') {
+        return scenario_speed;
+    }
+    char *end = nullptr;
+    const double speed = std::strtod(v, &end);
+    return *end == '\0' && speed >= 0.01 && speed <= 100 ? speed : 1;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -120,6 +189,7 @@ int main(int argc, char **argv) {
     const char *aircraft = nullptr;  // attach to cirrow-aircraft instead of flying one in the app
     const char *scenario = nullptr;
     const char *speed = nullptr;
+    double scenario_speed = 1;
     bool referee_set = false;  // --allow, --report or --junit given
     for (int i = 1; i < dash; ++i) {
         const std::string arg = argv[i];
@@ -193,7 +263,7 @@ int main(int argc, char **argv) {
             "--aircraft: cirrow-aircraft's referee judges the flight: give --allow, --report and --junit to it");
     }
     if (scenario != nullptr) {
-        if (!check(scenario)) {
+        if (!check(scenario, &scenario_speed)) {
             return 2;
         }
         char *full = realpath(scenario, nullptr);
@@ -205,6 +275,7 @@ int main(int argc, char **argv) {
     setenv("MBUS_ECHO", "readable", 0);  // the run as a person follows it, unless chosen otherwise
     setenv("MBUS_TRACE_SUMMARY", "1", 0);
     setenv("MBUS_REPORT", "1", 0);
+    follow_aircraft_clock(flight_speed(scenario_speed), aircraft != nullptr);
     execvp(argv[i + 1], argv + i + 1);
     std::fprintf(stderr, "cirrow-sim: cannot run %s: %s\n", argv[i + 1], std::strerror(errno));
     return 127;

@@ -379,6 +379,8 @@ private:
             return;
         }
         if (o == kSteerOrder) {
+            Out moved;
+            step(t, moved);  // the old velocities up to the order, however late the next tick comes
             for (size_t i = 0; i < 3; ++i) {
                 vel_[i] = finite(r.in.get(at(kAdvControl, "values"), i));
             }

@@ -17,6 +17,7 @@
 #include <string>
 
 #include "../mbus/aircraft_hooks.h"
+#include "../mbus/clock.h"
 #include "aircraft.h"
 #include "referee.h"
 #include "rules.h"
@@ -58,7 +59,16 @@ void echo(const char *line) {
     }
 }
 
+// Timers the aircraft's clock does not scale, when the application used them.
+void report_unscaled() {
+    if (const char *used = mbus::clock::unscaled(); *used != '\0') {
+        g_aircraft->drift(std::string("it used ") + used + ", which run on the wall clock",
+                          "time it with clock_gettime() and sleeps or timed waits: they follow the aircraft's clock");
+    }
+}
+
 void at_exit() {
+    report_unscaled();
     g_aircraft->detach(kApp, true);
     uint32_t mistakes = 0;
     const std::string report = g_aircraft->report(&mistakes);
@@ -146,10 +156,20 @@ __attribute__((constructor)) void start_from_environment() {
     }
     g_json = file_named("MBUS_REPORT_JSON");
     g_junit = file_named("MBUS_JUNIT");
+    // The aircraft's clock runs at s.speed against the process's clocks, which already run at the
+    // preloaded rate: at the same rate the aircraft's and the application's clocks are one.
+    const double rate = mbus::clock::rate(), speed_asked = s.speed;
+    s.speed /= rate;
     set_diagnostics(echo);
     g_aircraft = Aircraft::create(std::move(s)).release();
     g_aircraft->allow(allowed);
     g_aircraft->attach(kApp, program_name());
+    if (speed_asked != rate) {
+        char why[160];
+        std::snprintf(why, sizeof why, "its clocks ran at %.2f times the wall clock's pace, the aircraft's at %.2f",
+                      rate, speed_asked);
+        g_aircraft->drift(why, "run it with cirrow-sim, which makes its clocks follow the aircraft's");
+    }
     static const mbus::AircraftHooks hooks{answer, nullptr, tick, g_aircraft->period_us(), handler};
     mbus_ctl_tm_set_receiver("fly_marker_thread", marker, nullptr);
     std::atexit(at_exit);  // before the delivery thread starts: it runs once that thread has stopped

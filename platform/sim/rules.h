@@ -46,6 +46,9 @@ inline constexpr RefereeRule kRefereeRules[] = {
      "a command the module refused (control held by another application, camera busy, ...) (note)"},
     {"stream-dropped",
      "a stream the application did not ask for, pushed with no handler (note)"},
+    {"time-drift",
+     "the application's clock may not have followed the aircraft's: a timer the stand-in does not scale, or a "
+     "speed other than 1 without the aircraft's clock preloaded (note)"},
     {"scenario-fault",
      "an answer the scenario refused, delayed, cut short or left out (note)"},
 };

@@ -3,8 +3,8 @@
 //   speed = 2.0                  # the aircraft's clock against the wall clock (default 1)
 //   replay = "flight.pcap"       # pushes recorded in a capture (the link trace's MBUS_PCAP), sent
 //                                # again at their recorded times from the capture's first record,
-//                                # at the wall-clock pace they were recorded at (replay a capture at
-//                                # the speed it was taken at); the modules whose pushes it holds
+//                                # on the aircraft's clock (a capture taken by cirrow-sim at any
+//                                # speed holds the aircraft's time); the modules whose pushes it holds
 //                                # push nothing of their own; requests are answered as ever. A
 //                                # relative path is from the scenario's folder.
 //

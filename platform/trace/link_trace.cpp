@@ -174,10 +174,26 @@ std::string decode(const Message *m, const uint8_t *p, size_t len) {
 
 namespace {
 
-uint64_t now_us(clockid_t clock) {
+uint64_t clock_us(clockid_t clock) {
     timespec ts{};
     clock_gettime(clock, &ts);
     return static_cast<uint64_t>(ts.tv_sec) * 1000000u + static_cast<uint64_t>(ts.tv_nsec) / 1000u;
+}
+
+// The time stamps' rate and where it was set, on the two clocks they read (set before tracing).
+struct Rate {
+    double rate = 1;
+    uint64_t since[2] = {0, 0};  // realtime, monotonic
+};
+Rate g_rate;
+
+uint64_t now_us(clockid_t clock) {
+    const uint64_t us = clock_us(clock);
+    if (g_rate.rate == 1) {
+        return us;
+    }
+    const uint64_t since = g_rate.since[clock == CLOCK_MONOTONIC ? 1 : 0];
+    return since + static_cast<uint64_t>(static_cast<double>(us - since) * g_rate.rate);
 }
 
 // One text line: time, sequence number, kind, set/id, receiver, name, details.
@@ -360,6 +376,12 @@ std::string summary() {
     append(out, "link summary: %" PRIu64 " requests (%" PRIu64 " failed), %" PRIu64 " pushes (%" PRIu64 " dropped)\n",
            totals[0][0], totals[0][1], totals[1][0], totals[1][1]);
     return out + body;
+}
+
+void set_clock_rate(double rate) {
+    g_rate.since[0] = clock_us(CLOCK_REALTIME);
+    g_rate.since[1] = clock_us(CLOCK_MONOTONIC);
+    g_rate.rate = rate;
 }
 
 }  // namespace cw::trace

@@ -32,6 +32,11 @@ std::string decode(const Message *m, const uint8_t *p, size_t len);
 // The summary so far: one line per message seen, with counts and failures.
 std::string summary();
 
+// The trace's and capture's time stamps run `rate` times as fast as this process's clocks from
+// now on, so that they are the aircraft's time where the process's clocks are the wall clock's
+// (cirrow-aircraft flying at a speed other than 1).
+void set_clock_rate(double rate);
+
 // Each capture record starts with this header (little-endian), the message's bytes follow.
 inline constexpr size_t kPcapHeaderLen = 20;
 inline constexpr uint32_t kLinktypeUser0 = 147;

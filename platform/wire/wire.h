@@ -13,6 +13,7 @@
 //   aircraft -> application  Answer, Push, DmData, Error
 #pragma once
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -37,7 +38,8 @@ inline constexpr const char *kThreads[] = {"fly_marker_thread"};
 
 enum class Type : uint8_t {
     Hello = 1,  // app: str name (its program and pid)
-    Welcome,    // aircraft: u32 app id, u64 the aircraft's boot time on the host's monotonic clock (us)
+    Welcome,    // aircraft: u32 app id, u64 the aircraft's boot time on the host's monotonic clock (us),
+                // u32 the aircraft's clock rate in millionths (the application's clocks follow it)
     Request,    // app: u8 set, u8 id, u16 receiver, u32 payload_len, u32 resp_len, u32 timeout,
                 //      u8 flags (1 payload null, 2 resp null), bytes payload, bytes resp
     Answer,     // aircraft: i32 result, u32 delay_us, bytes resp
@@ -51,6 +53,10 @@ enum class Type : uint8_t {
     Report,     // aircraft: i32 mistakes (not waived), bytes the application's flight report (text)
 };
 const char *type_name(Type t);
+
+// The aircraft's clock rate in a Welcome: millionths of the wall clock's (speeds 0.01 to 100).
+inline uint32_t rate_code(double rate) { return static_cast<uint32_t>(std::lround(rate * 1e6)); }
+inline double rate_value(uint32_t code) { return code / 1e6; }
 
 struct Frame {
     Type type{};
