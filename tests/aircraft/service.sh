@@ -60,6 +60,15 @@ quick_shot_landed() {
 }
 rss_kib() { awk "/^$1:/ {print \$2}" "/proc/$pid/status"; }
 lacks() { ! grep -q -- "$2" "$1" || { echo "--- $1 has: $2"; grep -- "$2" "$1" | head -3; return 1; }; }
+start_with_page() {  # the aircraft at speed 2 with its live page on loopback ($port); skipped without it
+    start --speed 2 --http 127.0.0.1:0
+    if grep -q "without the live page" "$work/aircraft.log"; then
+        echo "built without the live page: skipped"
+        exit 77
+    fi
+    for _ in $(seq 50); do grep -q "live page at" "$work/aircraft.log" && break; sleep 0.1; done
+    port=$(sed -n 's|.*live page at http://127.0.0.1:\([0-9]*\)/.*|\1|p' "$work/aircraft.log")
+}
 
 case $case in
 service)
@@ -119,13 +128,7 @@ killed)
     check "the report says the application vanished" has "$work/aircraft.log" "demo_flight .* vanished (crashed or was killed)"
     ;;
 http)
-    start --speed 2 --http 127.0.0.1:0
-    if grep -q "without the live page" "$work/aircraft.log"; then
-        echo "built without the live page: skipped"
-        exit 77
-    fi
-    for _ in $(seq 50); do grep -q "live page at" "$work/aircraft.log" && break; sleep 0.1; done
-    port=$(sed -n 's|.*live page at http://127.0.0.1:\([0-9]*\)/.*|\1|p' "$work/aircraft.log")
+    start_with_page
     app "$demos/demo_quick_shot" >"$work/quick_shot.out" 2>&1
     exec 3<>"/dev/tcp/127.0.0.1/$port"
     printf 'GET /api/state?since=0 HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n' >&3
@@ -296,13 +299,7 @@ scenario)
     check "and named" has "$work/app.out" "MBUS_SIM_SPEED=inf: must be a number"
     ;;
 httpcaps)
-    start --speed 2 --http 127.0.0.1:0
-    if grep -q "without the live page" "$work/aircraft.log"; then
-        echo "built without the live page: skipped"
-        exit 77
-    fi
-    for _ in $(seq 50); do grep -q "live page at" "$work/aircraft.log" && break; sleep 0.1; done
-    port=$(sed -n 's|.*live page at http://127.0.0.1:\([0-9]*\)/.*|\1|p' "$work/aircraft.log")
+    start_with_page
     quick_shot
     # 500 idle connections and 20 slow senders (a header byte every 0.2 s), then the page: answered
     # within 5 s (before: 100 idle connections kept it unanswered for a minute).
