@@ -5,7 +5,7 @@
 # the application's side and on the aircraft's. Then the referee through the aircraft: the ARM
 # referee application ending in the air exits 3 under cirrow-sim --aircraft --strict, a clean one 0,
 # each with its own report. Then flies the ARM square (tests/clock/square.c), timed by its own
-# clock, against an aircraft at speed 1 and at speed 4, the ARM build's libmbus_clock.so preloaded
+# clock, against an aircraft at speeds 1, 4 and 10, the ARM build's libmbus_clock.so preloaded
 # in the ARM process, and checks that it passes the same corners.
 #   scripts/fly_arm.sh <cirrow-aircraft> <ARM build's demo directory> [<ARM referee_app> <cirrow-sim>]
 set -euo pipefail
@@ -57,7 +57,7 @@ has "$work/aircraft.log" "(demo_flight .*) ended"
 echo "fly_arm: both ARM demos flew against cirrow-aircraft; outcome and trace checked${referee_app:+; the ARM referee application exits 3 under --strict for its own mistake}"
 
 arm=$(cd "$demos/../../.." && pwd)
-for speed in 1 4; do
+for speed in 1 4 10; do
     echo "fly_arm: the square (ARM, qemu-arm) against cirrow-aircraft at speed $speed"
     rm -f "$sock"
     "$aircraft" --socket "$sock" --speed "$speed" 2>"$work/aircraft-$speed.log" &
@@ -72,5 +72,8 @@ for speed in 1 4; do
     wait "$pid" || fail "the aircraft at speed $speed did not stop cleanly"
     pid=
 done
-tests/clock/same_corners.sh "$work/square-1.out" "$work/square-4.out" || fail "the ARM square's corners differ"
-echo "fly_arm: the ARM square passed the same corners at speeds 1 and 4"
+for speed in 4 10; do
+    tests/clock/same_corners.sh "$work/square-1.out" "$work/square-$speed.out" ||
+        fail "the ARM square's corners differ at speed $speed"
+done
+echo "fly_arm: the ARM square passed the same corners at speeds 1, 4 and 10"
