@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "address.h"
 #include "link_trace.h"
 #include "referee.h"
 #include "rules.h"
@@ -234,6 +235,9 @@ int parse(int argc, char **argv, Options &o) {
     }
     if (o.http_public && o.http.empty()) {
         return fail("--http-public is for --http");
+    }
+    if (const std::string problem = o.http.empty() ? "" : view::address_problem(o.http); !problem.empty()) {
+        return fail("--http " + problem);
     }
     if (o.socket.empty()) {
         std::string error;

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "address.h"
 #include "input_file.h"
 #include "link_capture.h"
 #include "live.h"
@@ -37,18 +38,6 @@ int usage_error(const std::string &what) {
 }
 
 // "" when `address` is HOST:PORT with a port from 0 to 65535, else what is wrong with it.
-std::string address_problem(const std::string &address) {
-    const size_t colon = address.rfind(':');
-    const std::string port = colon == std::string::npos ? "" : address.substr(colon + 1);
-    if (colon == 0 || port.empty() || port.size() > 9 || port.find_first_not_of("0123456789") != std::string::npos) {
-        return "--http " + address + ": expected HOST:PORT, the port a number from 0 to 65535";
-    }
-    if (std::stol(port) > 65535) {
-        return "--http " + address + ": port " + port + " is out of range (0 to 65535)";
-    }
-    return "";
-}
-
 int fail(const std::string &what) {
     std::fprintf(stderr, "cirrow-plot: %s\n", what.c_str());
     return 1;
@@ -177,8 +166,8 @@ int main(int argc, char **argv) {
         return usage_error("--title applies to -o only (the live page has its own)");
     }
     if (!http.empty()) {
-        if (const std::string problem = address_problem(http); !problem.empty()) {
-            return usage_error(problem);
+        if (const std::string problem = view::address_problem(http); !problem.empty()) {
+            return usage_error("--http " + problem);
         }
     }
     if (const std::string problem = sim::input_file_problem(capture); !problem.empty()) {

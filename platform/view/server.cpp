@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "address.h"
 #include "live.h"
 #include "page.h"
 
@@ -55,8 +56,9 @@ bool Server::start(const std::string &host_port, Flight &flight, std::string &er
     stop();
     std::string host;
     int port = 0;
-    if (!parse_address(host_port, host, port)) {
-        error = "HTTP address " + host_port + ": expected host:port, such as 127.0.0.1:8080";
+    if (const std::string problem = address_problem(host_port);
+        !problem.empty() || !parse_address(host_port, host, port)) {
+        error = "HTTP address " + (problem.empty() ? host_port + ": expected HOST:PORT" : problem);
         return false;
     }
     auto impl = std::make_unique<Impl>();

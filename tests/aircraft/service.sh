@@ -76,6 +76,9 @@ service)
     "$aircraft" --bogus 2>"$work/err"; code=$?
     check "an unknown option exits 2 ($code)" test "$code" -eq 2
     check "an unknown option is named" has "$work/err" "unknown option --bogus"
+    "$aircraft" --socket "$sock" --http 127.0.0.1:99999 2>"$work/err"; code=$?
+    check "a port out of range exits 2 ($code)" test "$code" -eq 2
+    check "and is named" has "$work/err" "--http 127.0.0.1:99999: port 99999 is out of range (0 to 65535)"
     "$aircraft" --speed fast 2>"$work/err"
     check "a bad speed is named" has "$work/err" "--speed fast: must be a number"
     start
