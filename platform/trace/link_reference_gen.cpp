@@ -185,8 +185,10 @@ void envelope(FILE *out) {
                  "line and a mistake in the flight report.\n\n"
                  "| Limit | Scenario key | Default | Unit | Commands |\n|---|---|---:|---|---|\n");
     for (const e::Limit &l : e::kLimits) {
-        std::fprintf(out, "| %s | %s | %g | %s | %s |\n", cell(l.what).c_str(),
-                     *l.key != '\0' ? ("`" + std::string(l.key) + "`").c_str() : "", l.value, l.unit, l.commands);
+        // The key in backticks, built with append (g++ 12's -Wrestrict misjudges literal + string at -O2).
+        const std::string key = *l.key != '\0' ? std::string("`").append(l.key).append("`") : std::string();
+        std::fprintf(out, "| %s | %s | %g | %s | %s |\n", cell(l.what).c_str(), key.c_str(), l.value, l.unit,
+                     l.commands);
     }
     std::fprintf(out,
                  "\nThe values a byte accepts; any other is ignored, with the aircraft's line naming them.\n\n"
