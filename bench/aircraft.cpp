@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -55,7 +57,8 @@ public:
     }
     uint32_t period_us() const override { return kTickUs; }
     double now() const override { return 0; }
-    std::string report(uint32_t *) const override { return ""; }
+    std::string report(uint32_t *, sim::AppId, Format) const override { return ""; }
+    void allow(const std::set<std::string> &) override {}
 
 private:
     uint32_t rate_;
