@@ -87,7 +87,7 @@ MBUS_SIM=1 "$tmp/app" > "$tmp/app.out" || fail "the README example failed with M
 grep -q '^take control: 0$' "$tmp/app.out" || fail "the README example: $(cat "$tmp/app.out")"
 "$prefix/bin/cirrow-sim" -- "$tmp/app" > "$tmp/app_sim.out" 2> "$tmp/app_sim.err" ||
     fail "the README example failed under the installed cirrow-sim"
-grep -q '^link summary: 2 requests (0 failed)' "$tmp/app_sim.err" || fail "cirrow-sim printed no link summary"
+grep -q '^link summary: 3 requests (0 failed)' "$tmp/app_sim.err" || fail "cirrow-sim printed no link summary"
 # At another speed the installed launcher preloads the installed aircraft's clock.
 "$prefix/bin/cirrow-sim" --speed 4 -- "$tmp/app" > /dev/null 2> "$tmp/app_speed.err" ||
     fail "the README example failed under the installed cirrow-sim at speed 4"
