@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <set>
 
 #include "server.h"
 
@@ -26,7 +27,8 @@ public:
     std::vector<sim::Pushed> tick() override { return {}; }
     uint32_t period_us() const override { return 1000000; }
     double now() const override { return 0; }
-    std::string report(uint32_t *) const override { return ""; }
+    std::string report(uint32_t *, sim::AppId, Format) const override { return ""; }
+    void allow(const std::set<std::string> &) override {}
 };
 
 void quiet(const char *) {}
