@@ -201,6 +201,10 @@ void check_shape(std::string_view s) {
             }
             continue;
         }
+        if (static_cast<unsigned char>(c) >= 0x80) {
+            // Only strings and comments may hold other characters; toml++ trips on some of them.
+            throw Bad{line, "a character that is not ASCII outside a string or a comment"};
+        }
         if (c == '"' || c == '\'') {
             // A string, one-line or multi-line (three quotes), with escapes in basic strings.
             const std::string quotes(3, c);

@@ -174,6 +174,8 @@ TEST(Scenario, NamesTheLineAndWhatIsKnown) {
         {"[[event]]\ntime = -inf\nmodule = \"camera\"\nrate = 1\n", "2: time = -inf is not a number from 0 to 86400"},
         {"[[event]]\nmodule = \"camera\"\nanswer = \"refuse\"\nbyte = nan\n", "4: byte = nan is not a number"},
         {"speed = 1\xff\n", "1: not valid UTF-8 (byte 9)"},
+        {"speed = 2\n\xef\xbb\x9fW = 1\n", "2: a character that is not ASCII outside a string or a comment"},
+        {"# caf\xc3\xa9\nspeed = 2 # \xef\xbb\x9f\nspeed_x = \"\xef\xbb\x9f\"\n", "3: unknown key \"speed_x\""},
         {"\n\na.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a.a = 1\n", "3: a key of more than 16 dotted parts"},
         {"a = {b.b.b.b.b.b.b.b.b.b.b.b.b.b.b.b.b = 1}\n", "1: a key of more than 16 dotted parts"},
         {"a = " + std::string(33, '[') + std::string(33, ']') + "\n", "1: values nested deeper than 32 levels"},
