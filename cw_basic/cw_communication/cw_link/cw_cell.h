@@ -285,6 +285,8 @@ public:
     // written more than once before the call returns; what it holds then is one whole record.
     // Never waits for a writer (see the head of this file).
     void load_bytes(void *dst, size_t len) const {
+        // Bound: a turn is repeated only when, during it, a writer finished a whole write and
+        // started the next on the slot copied; a stopped writer ends the loop on the next turn.
         for (;;) {
             const uint32_t before = seq_.load(std::memory_order_acquire);
             published(before).read(dst, len);

@@ -40,8 +40,8 @@ constexpr int32_t kAutotestStarted = 1;
 constexpr int32_t kAutotestStarting = 2;
 std::atomic<int32_t> g_autotest_started{kAutotestClosed};
 
-// True when the caller is to send the start request (the flag now says kAutotestStarting and the
-// caller must settle it); false when the autotest is already started.
+// True when the caller is to send the start request (the flag now says kAutotestStarting); false when
+// started. Bound: 1 ms naps while another start's request runs, which its link timeout ends.
 bool claim_autotest_start() {
     int32_t seen = g_autotest_started.load(std::memory_order_acquire);
     for (;;) {
