@@ -191,7 +191,7 @@ bool Server::start(const std::string &host_port, Flight &flight, std::string &er
 
     const std::string ip = ipv4_of(host);
     if (ip.empty()) {
-        error = "HTTP address " + host_port + ": " + host + " is not an IPv4 address or a name of one";
+        error = "HTTP address " + host_port + ": " + host + " names no IPv4 address (the page is served on IPv4 only)";
         return false;
     }
     // The page runs in the aircraft's process: what one browser or script may take of it is capped.

@@ -254,6 +254,14 @@ TEST(Server, ServesThePageTheScriptsAndTheState) {
     ASSERT_TRUE(res);
     EXPECT_TRUE(has(res->body, "\"phase\":3")) << res->body;
     EXPECT_EQ(c.Get("/nothing")->status, 404);
+    httplib::Headers lines;  // beside the client's own few
+    for (int i = 0; i < 60; ++i) {
+        lines.emplace("X-" + std::to_string(i), "a");
+        if (i == 40) {
+            EXPECT_EQ(c.Get("/", lines)->status, 200);
+        }
+    }
+    EXPECT_EQ(c.Get("/", lines)->status, 431);
 
     view::Server second;  // the same address is taken
     EXPECT_FALSE(second.start("127.0.0.1:" + std::to_string(s.port()), f, error));
@@ -264,6 +272,8 @@ TEST(Server, ServesThePageTheScriptsAndTheState) {
     }
     EXPECT_FALSE(second.start("127.0.0.1:99999", f, error));
     EXPECT_TRUE(has(error, "127.0.0.1:99999: port 99999 is out of range (0 to 65535)")) << error;
+    EXPECT_FALSE(second.start("::1:0", f, error));
+    EXPECT_TRUE(has(error, "::1 names no IPv4 address (the page is served on IPv4 only)")) << error;
     s.stop();
     EXPECT_FALSE(c.Get("/"));
 }
