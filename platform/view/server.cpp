@@ -15,6 +15,7 @@
 #include <cstring>
 #include <map>
 #include <thread>
+#include <vector>
 
 #include "address.h"
 #include "live.h"
@@ -150,7 +151,7 @@ void knock(const std::string &ip, int port) {
     inet_pton(AF_INET, ip == "0.0.0.0" ? "127.0.0.1" : ip.c_str(), &to.sin_addr);
     const int sock = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (sock >= 0) {
-        connect(sock, reinterpret_cast<const sockaddr *>(&to), sizeof to);
+        (void)connect(sock, reinterpret_cast<const sockaddr *>(&to), sizeof to);
         close(sock);
     }
 }
@@ -195,34 +196,29 @@ bool Server::start(const std::string &host_port, Flight &flight, std::string &er
         return false;
     }
     // The page runs in the aircraft's process: what one browser or script may take of it is capped.
-    // A request's head is bounded in size (and civetweb bounds its lines) and in time, whole, so a
-    // slow sender holds a thread for a bounded time; an idle connection is closed; the threads are
-    // a fixed pool, and connections beyond them wait in bounded queues, then in the kernel's.
-    const std::string listening = ip + ":" + std::to_string(port);
-    const char *options[] = {"listening_ports",
-                             listening.c_str(),
-                             "num_threads",
-                             kThreads,
-                             "connection_queue",
-                             kConnectionQueue,
-                             "listen_backlog",
-                             kListenBacklog,
-                             "max_request_size",
-                             kMaxHead,
-                             "request_timeout_ms",
-                             kRequestMs,
-                             "enable_keep_alive",
-                             "yes",
-                             "keep_alive_timeout_ms",
-                             kIdleMs,
-                             "decode_url",
-                             "yes",
-                             nullptr};
+    // A request's head is bounded in size, in lines and in time, whole, so that a slow sender holds
+    // a thread for a bounded time; an idle connection is closed; the threads are a fixed pool, and
+    // connections beyond them wait in bounded queues, then in the kernel's.
+    const std::string settings[][2] = {{"listening_ports", ip + ":" + std::to_string(port)},
+                                       {"num_threads", kThreads},
+                                       {"connection_queue", kConnectionQueue},
+                                       {"listen_backlog", kListenBacklog},
+                                       {"max_request_size", kMaxHead},
+                                       {"request_timeout_ms", kRequestMs},
+                                       {"enable_keep_alive", "yes"},
+                                       {"keep_alive_timeout_ms", kIdleMs},
+                                       {"decode_url", "yes"}};
+    std::vector<const char *> options;
+    for (const auto &[name, value] : settings) {
+        options.push_back(name.c_str());
+        options.push_back(value.c_str());
+    }
+    options.push_back(nullptr);
     mg_callbacks callbacks{};
     callbacks.begin_request = serve;
     callbacks.log_message = [](const mg_connection *, const char *) { return 1; };  // errors are ours to say
     mg_init_library(0);
-    impl->ctx = mg_start(&callbacks, &impl->site, options);
+    impl->ctx = mg_start(&callbacks, &impl->site, options.data());
     impl_ = std::move(impl);
     mg_server_port ports[1] = {};
     if (impl_->ctx == nullptr || mg_get_server_ports(impl_->ctx, 1, ports) != 1 || ports[0].port <= 0) {
