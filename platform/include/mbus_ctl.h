@@ -175,7 +175,8 @@ double mbus_ctl_aircraft_rate(void);
 /* Detach from the aircraft: it hears this application ended and answers with the application's
  * flight report, copied into `report` (cap bytes, NUL-terminated, may be null). Returns the number
  * of mistakes the report holds that were not waived, or -1 when not attached or when no report came
- * within 2 s. Requests then fail with MBUS_ERR_NO_PEER until the next attach. */
+ * within 2 s. Requests then fail with MBUS_ERR_NO_PEER until the next attach, and the handlers are
+ * forgotten, as at the end of a process: the next aircraft meets a fresh application. */
 int mbus_ctl_detach(char *report, size_t cap);
 
 #ifdef __cplusplus

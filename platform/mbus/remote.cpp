@@ -344,8 +344,6 @@ Remote *attach(const char *path, std::string *why) {
         return nullptr;
     }
     g_remote = r.get();
-    static const bool at_exit = std::atexit(goodbye) == 0;  // once, whoever attaches first
-    (void)at_exit;
     mbus::st().boot_origin.store(follow_aircraft_clock(path, r->rate, r->boot));
     r->reader = std::thread(read_loop, std::ref(*r), std::move(in));
     for (const char *t : wire::kThreads) {
@@ -353,6 +351,9 @@ Remote *attach(const char *path, std::string *why) {
     }
     static const mbus::AircraftHooks hooks{request, nullptr, tick, 1000000, handler};
     mbus::set_aircraft(&hooks);
+    // Once, whoever attaches first; after the delivery thread's stop, so that it runs before it.
+    static const bool at_exit = std::atexit(goodbye) == 0;
+    (void)at_exit;
     // A process that attaches after it registered its handlers (through the control API) tells
     // this aircraft about them, as it would have heard of them one by one.
     std::vector<uint16_t> registered;
@@ -455,6 +456,13 @@ int mbus_ctl_detach(char *report, size_t cap) {
     mbus::set_aircraft(nullptr);
     for (const char *t : wire::kThreads) {
         mbus_ctl_tm_set_receiver(t, nullptr, nullptr);
+    }
+    {
+        // The aircraft saw this application end: the next one it attaches to meets it afresh, and
+        // registers what it handles again.
+        mbus::State &s = mbus::st();
+        std::lock_guard<std::mutex> lock(s.mu);
+        s.handlers.clear();
     }
     mbus::st().boot_origin.store(0);
     g_remote = nullptr;
