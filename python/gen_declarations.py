@@ -49,8 +49,9 @@ def take_static_asserts(text):
             depth += {"(": 1, ")": -1}.get(text[i], 0)
             i += 1
         inner = text[m.end():i - 1]
-        cond, _, msg = inner.rpartition(",")
-        asserts.append((" ".join(cond.split()), msg.strip().strip('"')))
+        m2 = re.match(r'(.*),\s*"((?:[^"\\]|\\.)*)"\s*$', inner, re.S)  # the message is the last string
+        cond, msg = m2.groups() if m2 else (inner, "")
+        asserts.append((" ".join(cond.split()), msg))
         out.append(text[pos:m.start()])
         pos = text.index(";", i) + 1
     out.append(text[pos:])

@@ -56,3 +56,25 @@ def test_speed(aircraft):
     result = pytester.runpytest_subprocess("-p", "cirrow.pytest_plugin")
     result.stdout.fnmatch_lines(["*@pytest.mark.speed takes one number, got ('fast',)*"])
     assert result.ret != 0
+
+
+def test_a_flight_that_raises_is_kept_where_asked_with_its_scenario_beside_it(pytester):
+    pytester.makefile(".toml", windy="[wind]\nnorth = 1.5\n")
+    pytester.makepyfile(test_windy='''
+import pytest
+from cirrow import flight
+
+@pytest.mark.speed(10)
+@pytest.mark.scenario("windy.toml")
+def test_windy(aircraft):
+    assert aircraft.scenario.endswith("windy.toml")
+    flight.start()
+    with flight.control():
+        flight.take_off()
+        raise RuntimeError("camera lost")
+''')
+    flights = pytester.path / "kept"
+    result = pytester.runpytest_subprocess("-p", "cirrow.pytest_plugin", f"--cirrow-flights={flights}")
+    result.assert_outcomes(failed=1)
+    result.stdout.fnmatch_lines(["*RuntimeError: camera lost*", "*flight report for * 0 mistake(s)*"])
+    assert (flights / "test_windy.py_test_windy" / "flight.html").stat().st_size > 0
