@@ -176,7 +176,8 @@ double mbus_ctl_aircraft_rate(void);
  * flight report, copied into `report` (cap bytes, NUL-terminated, may be null). Returns the number
  * of mistakes the report holds that were not waived, or -1 when not attached or when no report came
  * within 2 s. Requests then fail with MBUS_ERR_NO_PEER until the next attach, and the handlers are
- * forgotten, as at the end of a process: the next aircraft meets a fresh application. */
+ * forgotten, as at the end of a process: the next aircraft meets a fresh application. Call it
+ * when no other thread of the process is sending or registering. */
 int mbus_ctl_detach(char *report, size_t cap);
 
 #ifdef __cplusplus

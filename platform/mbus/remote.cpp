@@ -276,7 +276,7 @@ bool welcome(Remote &r, wire::Reader &in, wire::Frame *f, std::string *why) {
     for (;;) {
         const auto res = in.next(*f);
         if (res == wire::Reader::Bad) {
-            *why = "the aircraft's first frame is bad: " + in.error();
+            *why = std::string("the aircraft's first frame is bad: ").append(in.error());
             return false;
         }
         if (res == wire::Reader::Ok) {
@@ -284,7 +284,9 @@ bool welcome(Remote &r, wire::Reader &in, wire::Frame *f, std::string *why) {
         }
         pollfd pfd{r.fd, POLLIN, 0};
         if (poll(&pfd, 1, kWelcomeMs) != 1) {
-            *why = "the aircraft did not welcome this application within " + std::to_string(kWelcomeMs / 1000) + " s";
+            *why = std::string("the aircraft did not welcome this application within ")
+                       .append(std::to_string(kWelcomeMs / 1000))
+                       .append(" s");
             return false;
         }
         const ssize_t n = recv(r.fd, buf, sizeof buf, 0);
@@ -305,7 +307,9 @@ Remote *attach(const char *path, std::string *why) {
     sockaddr_un a{};
     a.sun_family = AF_UNIX;
     if (std::strlen(path) >= sizeof a.sun_path) {
-        *why = "a socket path is at most " + std::to_string(sizeof a.sun_path - 1) + " bytes long";
+        *why = std::string("a socket path is at most ")
+                   .append(std::to_string(sizeof a.sun_path - 1))
+                   .append(" bytes long");
         return nullptr;
     }
     std::memcpy(a.sun_path, path, std::strlen(path));
@@ -328,7 +332,7 @@ Remote *attach(const char *path, std::string *why) {
         uint32_t app = 0, rate = wire::rate_code(1);
         uint64_t boot = 0;
         if (f.type == wire::Type::Error) {
-            *why = "the aircraft refused this application: " + wire::error_text(f.body);
+            *why = std::string("the aircraft refused this application: ").append(wire::error_text(f.body));
         } else if (f.type != wire::Type::Welcome || !body.u32(app) || !body.u64(boot) ||
                    !(body.done() || (body.u32(rate) && body.done()))) {
             // An aircraft that gives no clock rate flies at the wall clock's.
@@ -428,7 +432,7 @@ int mbus_ctl_attach(const char *path, char *why, size_t cap) {
     if (path == nullptr || *path == '\0') {
         reason = "no socket path given";
     } else if (g_remote != nullptr) {
-        reason = "already attached to the aircraft at " + g_remote->path + ": detach first";
+        reason = std::string("already attached to the aircraft at ").append(g_remote->path).append(": detach first");
     } else if (flying) {
         reason = "the virtual aircraft flies in this process (MBUS_SIM=1): attach to one or fly the other";
     } else if (attach(path, &reason) != nullptr) {

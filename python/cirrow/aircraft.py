@@ -102,7 +102,7 @@ class Aircraft:
         return os.path.join(self._dir, "aircraft.sock")
 
     def output(self) -> str:
-        """What cirrow-aircraft printed so far (its lines and, after the stop, the session's report)."""
+        """What cirrow-aircraft has printed so far (until it stops)."""
         if self._log is None or not os.path.exists(self._log):
             return ""
         with open(self._log, errors="replace") as f:
@@ -168,6 +168,7 @@ class Aircraft:
         finally:
             self._kill()
             self._process = None
+            self._cleanup()
         if self.strict and report.mistakes > 0:
             raise FlightFailed(report)
         return report
