@@ -135,5 +135,5 @@ def checked(name: str) -> Callable[..., int]:
         return check(name, fn(*args))
 
     call.__name__ = name
-    call.__doc__ = f"{name}{ffi.typeof(fn).cname.replace('(*)', '')}, its result checked."
+    call.__doc__ = f"{name}: {ffi.typeof(fn).cname.replace('(*)', ' ')}, its result checked."
     return call
