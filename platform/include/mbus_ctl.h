@@ -170,7 +170,9 @@ int mbus_ctl_message_get(uint32_t index, mbus_ctl_message_t *out);
  * no path, attached already, the virtual aircraft flying in this process, or the aircraft cannot be
  * reached or does not welcome this process within 5 s. */
 int mbus_ctl_attach(const char *path, char *why, size_t cap);
-/* How fast the attached aircraft's clock runs against the wall clock (1 when not attached). */
+/* How fast the attached aircraft's clock runs against the wall clock (1 when not attached). A
+ * process attached through mbus_ctl_attach keeps the wall clock (unless libmbus_clock.so is
+ * preloaded): it scales its own waits by this. */
 double mbus_ctl_aircraft_rate(void);
 /* Detach from the aircraft: it hears this application ended and answers with the application's
  * flight report, copied into `report` (cap bytes, NUL-terminated, may be null). Returns the number

@@ -250,11 +250,12 @@ void goodbye() {
 
 // The application's clocks follow the aircraft's from here on, when cirrow-sim preloaded the
 // aircraft's clock (libmbus_clock.so); otherwise, at a speed other than 1, its time drifts from the
-// aircraft's and this says so. Returns the boot origin that makes the boot clock read the
-// aircraft's time since it booted (unsigned arithmetic: it may wrap).
-uint64_t follow_aircraft_clock(const char *path, double rate, uint64_t boot) {
+// aircraft's and this says so (unless the caller attached through the control API: it follows the
+// rate itself). Returns the boot origin that makes the boot clock read the aircraft's time since it
+// booted (unsigned arithmetic: it may wrap).
+uint64_t follow_aircraft_clock(const char *path, double rate, uint64_t boot, bool say_drift) {
     if (!mbus::clock::loaded()) {
-        if (rate != 1) {
+        if (rate != 1 && say_drift) {
             mbus::note(
                 "mbus: MBUS_AIRCRAFT=%s: the aircraft flies at speed %.2f, this application's clocks at the wall "
                 "clock's: its time may drift from the aircraft's (run it with cirrow-sim --aircraft)\n",
@@ -301,7 +302,7 @@ bool welcome(Remote &r, wire::Reader &in, wire::Frame *f, std::string *why) {
 // Attaches this process to the aircraft listening on `path`: the link, the handlers already
 // registered, the named threads and the data manager are the aircraft's from here on. Null with
 // the reason in *why when it cannot attach.
-Remote *attach(const char *path, std::string *why) {
+Remote *attach(const char *path, std::string *why, bool from_environment) {
     auto r = std::make_unique<Remote>();
     r->path = path;
     sockaddr_un a{};
@@ -348,7 +349,7 @@ Remote *attach(const char *path, std::string *why) {
         return nullptr;
     }
     g_remote = r.get();
-    mbus::st().boot_origin.store(follow_aircraft_clock(path, r->rate, r->boot));
+    mbus::st().boot_origin.store(follow_aircraft_clock(path, r->rate, r->boot, from_environment));
     r->reader = std::thread(read_loop, std::ref(*r), std::move(in));
     for (const char *t : wire::kThreads) {
         mbus_ctl_tm_set_receiver(t, to_thread, const_cast<char *>(t));
@@ -388,7 +389,7 @@ __attribute__((constructor)) void attach_from_environment() {
             path);
     }
     std::string why;
-    if (attach(path, &why) == nullptr) {
+    if (attach(path, &why, true) == nullptr) {
         mbus::refuse("MBUS_AIRCRAFT=%s: %s", path, why.c_str());
     }
     // The aircraft writes its lines as they happen, from its own process: the application's go out
@@ -435,7 +436,7 @@ int mbus_ctl_attach(const char *path, char *why, size_t cap) {
         reason = std::string("already attached to the aircraft at ").append(g_remote->path).append(": detach first");
     } else if (flying) {
         reason = "the virtual aircraft flies in this process (MBUS_SIM=1): attach to one or fly the other";
-    } else if (attach(path, &reason) != nullptr) {
+    } else if (attach(path, &reason, false) != nullptr) {
         return 0;
     }
     if (why != nullptr) {
