@@ -32,7 +32,12 @@ def preprocess(cc, header, include_dirs):
         for d in include_dirs:
             cmd += ["-I", d]
         cmd += _PREDEFINED + [header]
-        out = subprocess.run(cmd, check=True, capture_output=True, text=True)
+        try:
+            out = subprocess.run(cmd, capture_output=True, text=True)
+        except OSError as e:
+            sys.exit(f"gen_declarations: --cc {cc}: cannot run it: {e}")
+        if out.returncode != 0:
+            sys.exit(f"gen_declarations: {header}: the preprocessor ({cc}) failed:\n{out.stderr}")
         return out.stdout
 
 
