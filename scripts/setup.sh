@@ -49,6 +49,14 @@ have_file /usr/include/httplib.h || need libcpp-httplib-dev "cpp-httplib (the li
 have_file /usr/share/javascript/d3/d3.min.js || need libjs-d3 "d3 (the live page's track plan)"
 have_file /usr/share/javascript/dygraphs/dygraph.min.js || need libjs-dygraphs "dygraphs (the live page's plots)"
 have_cmd chromium || need chromium "headless Chromium (the live page's browser test)"
+# Missions in Python: Debian's interpreter with cffi, pytest and pytest-xdist; pip and setuptools
+# build the package from python/ (the first python3 on PATH may be another build that sees none).
+py_has() { [ -x /usr/bin/python3 ] && /usr/bin/python3 -c "import $1" >/dev/null 2>&1; }
+py_has cffi || need python3-cffi "cffi for /usr/bin/python3 (the cirrow Python package)"
+py_has pytest || need python3-pytest "pytest for /usr/bin/python3 (test flights)"
+py_has xdist || need python3-pytest-xdist "pytest-xdist for /usr/bin/python3 (test flights in parallel)"
+py_has pip || need python3-pip "pip for /usr/bin/python3 (the package built from python/)"
+py_has setuptools || need python3-setuptools "setuptools for /usr/bin/python3 (the package built from python/)"
 if [ $with_docs -eq 1 ]; then
     have_cmd doxygen || need doxygen "doxygen (the API documentation)"
 fi

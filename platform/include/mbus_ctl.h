@@ -161,6 +161,27 @@ void mbus_ctl_tm_fail(int32_t result, uint32_t count);
 uint32_t mbus_ctl_message_count(void);
 int mbus_ctl_message_get(uint32_t index, mbus_ctl_message_t *out);
 
+/* ---- cirrow-aircraft ---- */
+
+/* Attach this process, after load, to the cirrow-aircraft listening on the socket `path`, as
+ * MBUS_AIRCRAFT does when the stand-in loads: requests, registrations, named messages to the
+ * aircraft's threads and data-manager takes go to it from then on, and the handlers registered
+ * before are announced to it. Returns 0, or -1 with the reason in `why` (cap bytes, may be null):
+ * no path, attached already, the virtual aircraft flying in this process, or the aircraft cannot be
+ * reached or does not welcome this process within 5 s. */
+int mbus_ctl_attach(const char *path, char *why, size_t cap);
+/* How fast the attached aircraft's clock runs against the wall clock (1 when not attached). A
+ * process attached through mbus_ctl_attach keeps the wall clock (unless libmbus_clock.so is
+ * preloaded): it scales its own waits by this. */
+double mbus_ctl_aircraft_rate(void);
+/* Detach from the aircraft: it hears this application ended and answers with the application's
+ * flight report, copied into `report` (cap bytes, NUL-terminated, may be null). Returns the number
+ * of mistakes the report holds that were not waived, or -1 when not attached or when no report came
+ * within 2 s. Requests then fail with MBUS_ERR_NO_PEER until the next attach, and the handlers are
+ * forgotten, as at the end of a process: the next aircraft meets a fresh application. Call it
+ * when no other thread of the process is sending or registering. */
+int mbus_ctl_detach(char *report, size_t cap);
+
 #ifdef __cplusplus
 }
 #endif

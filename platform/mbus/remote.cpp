@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <memory>
 
 #include "clock.h"
 #include "host.h"
@@ -53,6 +54,8 @@ struct Remote {
     bool lost = false;
     std::atomic<bool> ending{false};  // the application is exiting: nothing more is delivered
     std::thread reader;
+    double rate = 1;    // the aircraft's clock against the wall clock
+    uint64_t boot = 0;  // when the aircraft booted, on this host's monotonic clock (us)
 };
 
 Remote *g_remote = nullptr;
@@ -203,13 +206,10 @@ void handler(void *, uint8_t cmd_set, uint8_t cmd_id, bool on) {
     write_all(*g_remote, wire::Type::Handler, 0, wire::Out().u8(cmd_set).u8(cmd_id).u8(on ? 1 : 0).take());
 }
 
-// At exit: the aircraft hears this application ended, and the reader thread finishes the push it
-// is delivering and stops (unless a handler called exit, on the reader thread itself).
-// The aircraft answers with this application's own flight report: printed with MBUS_REPORT=1, and
-// with MBUS_STRICT=1 a report holding a mistake ends the process with exit code 3, as in-process.
-void goodbye() {
-    Remote &r = *g_remote;
-    Pending p;
+// The aircraft hears this application ended, and the reader thread finishes the push it is
+// delivering and stops (unless a handler called exit, on the reader thread itself). The aircraft
+// answers with this application's own flight report: true when it came, into *p.
+bool say_goodbye(Remote &r, Pending &p) {
     bool timed_out = false;
     const bool on_reader = r.reader.get_id() == std::this_thread::get_id();
     bool reported = false;
@@ -225,7 +225,17 @@ void goodbye() {
     } else if (r.reader.joinable()) {
         r.reader.join();
     }
-    if (!reported) {
+    return reported;
+}
+
+// At exit, attached: the report is printed with MBUS_REPORT=1, and with MBUS_STRICT=1 a report
+// holding a mistake ends the process with exit code 3, as in-process.
+void goodbye() {
+    if (g_remote == nullptr) {
+        return;  // detached through the control API before the end
+    }
+    Pending p;
+    if (!say_goodbye(*g_remote, p)) {
         return;
     }
     if (on("MBUS_REPORT")) {
@@ -240,11 +250,12 @@ void goodbye() {
 
 // The application's clocks follow the aircraft's from here on, when cirrow-sim preloaded the
 // aircraft's clock (libmbus_clock.so); otherwise, at a speed other than 1, its time drifts from the
-// aircraft's and this says so. Returns the boot origin that makes the boot clock read the
-// aircraft's time since it booted (unsigned arithmetic: it may wrap).
-uint64_t follow_aircraft_clock(const char *path, double rate, uint64_t boot) {
+// aircraft's and this says so (unless the caller attached through the control API: it follows the
+// rate itself). Returns the boot origin that makes the boot clock read the aircraft's time since it
+// booted (unsigned arithmetic: it may wrap).
+uint64_t follow_aircraft_clock(const char *path, double rate, uint64_t boot, bool say_drift) {
     if (!mbus::clock::loaded()) {
-        if (rate != 1) {
+        if (rate != 1 && say_drift) {
             mbus::note(
                 "mbus: MBUS_AIRCRAFT=%s: the aircraft flies at speed %.2f, this application's clocks at the wall "
                 "clock's: its time may drift from the aircraft's (run it with cirrow-sim --aircraft)\n",
@@ -259,29 +270,109 @@ uint64_t follow_aircraft_clock(const char *path, double rate, uint64_t boot) {
     return now - static_cast<uint64_t>(static_cast<double>(now - boot) * rate);
 }
 
-// Reads the aircraft's Welcome (or the reason it refuses this application) before main runs.
-wire::Frame welcome(Remote &r, wire::Reader &in) {
+// Reads the aircraft's Welcome (or the reason it refuses this application) into *f; false with
+// the reason in *why when none comes.
+bool welcome(Remote &r, wire::Reader &in, wire::Frame *f, std::string *why) {
     uint8_t buf[4096];
-    wire::Frame f;
     for (;;) {
-        const auto res = in.next(f);
+        const auto res = in.next(*f);
         if (res == wire::Reader::Bad) {
-            mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft's first frame is bad: %s", r.path.c_str(), in.error().c_str());
+            *why = std::string("the aircraft's first frame is bad: ").append(in.error());
+            return false;
         }
         if (res == wire::Reader::Ok) {
-            return f;
+            return true;
         }
         pollfd pfd{r.fd, POLLIN, 0};
         if (poll(&pfd, 1, kWelcomeMs) != 1) {
-            mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft did not welcome this application within %d s", r.path.c_str(),
-                         kWelcomeMs / 1000);
+            *why = std::string("the aircraft did not welcome this application within ")
+                       .append(std::to_string(kWelcomeMs / 1000))
+                       .append(" s");
+            return false;
         }
         const ssize_t n = recv(r.fd, buf, sizeof buf, 0);
         if (n <= 0) {
-            mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft hung up before welcoming this application", r.path.c_str());
+            *why = "the aircraft hung up before welcoming this application";
+            return false;
         }
         in.feed(buf, static_cast<size_t>(n));
     }
+}
+
+// Attaches this process to the aircraft listening on `path`: the link, the handlers already
+// registered, the named threads and the data manager are the aircraft's from here on. Null with
+// the reason in *why when it cannot attach.
+Remote *attach(const char *path, std::string *why, bool from_environment) {
+    auto r = std::make_unique<Remote>();
+    r->path = path;
+    sockaddr_un a{};
+    a.sun_family = AF_UNIX;
+    if (std::strlen(path) >= sizeof a.sun_path) {
+        *why = std::string("a socket path is at most ")
+                   .append(std::to_string(sizeof a.sun_path - 1))
+                   .append(" bytes long");
+        return nullptr;
+    }
+    std::memcpy(a.sun_path, path, std::strlen(path));
+    r->fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (r->fd < 0 || connect(r->fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0) {
+        *why = std::string("cannot attach to the aircraft: ") + std::strerror(errno) +
+               " (is cirrow-aircraft running there?)";
+        if (r->fd >= 0) {
+            close(r->fd);
+        }
+        return nullptr;
+    }
+    const std::string name = std::string(program_invocation_short_name) + " " + std::to_string(getpid());
+    wire::Reader in;
+    wire::Frame f;
+    if (!write_all(*r, wire::Type::Hello, 0, wire::Out().str(name).take())) {
+        *why = std::string("cannot write to the aircraft: ") + std::strerror(errno);
+    } else if (welcome(*r, in, &f, why)) {
+        wire::In body(f.body);
+        uint32_t app = 0, rate = wire::rate_code(1);
+        uint64_t boot = 0;
+        if (f.type == wire::Type::Error) {
+            *why = std::string("the aircraft refused this application: ").append(wire::error_text(f.body));
+        } else if (f.type != wire::Type::Welcome || !body.u32(app) || !body.u64(boot) ||
+                   !(body.done() || (body.u32(rate) && body.done()))) {
+            // An aircraft that gives no clock rate flies at the wall clock's.
+            *why =
+                std::string("the aircraft answered with a ") + wire::type_name(f.type) + " frame instead of a Welcome";
+        } else {
+            r->rate = wire::rate_value(rate);
+            r->boot = boot;
+        }
+    }
+    if (!why->empty()) {
+        close(r->fd);
+        return nullptr;
+    }
+    g_remote = r.get();
+    mbus::st().boot_origin.store(follow_aircraft_clock(path, r->rate, r->boot, from_environment));
+    r->reader = std::thread(read_loop, std::ref(*r), std::move(in));
+    for (const char *t : wire::kThreads) {
+        mbus_ctl_tm_set_receiver(t, to_thread, const_cast<char *>(t));
+    }
+    static const mbus::AircraftHooks hooks{request, nullptr, tick, 1000000, handler};
+    mbus::set_aircraft(&hooks);
+    // Once, whoever attaches first; after the delivery thread's stop, so that it runs before it.
+    static const bool at_exit = std::atexit(goodbye) == 0;
+    (void)at_exit;
+    // A process that attaches after it registered its handlers (through the control API) tells
+    // this aircraft about them, as it would have heard of them one by one.
+    std::vector<uint16_t> registered;
+    {
+        mbus::State &s = mbus::st();
+        std::lock_guard<std::mutex> lock(s.mu);
+        for (const auto &h : s.handlers) {
+            registered.push_back(h.first);
+        }
+    }
+    for (const uint16_t key : registered) {
+        handler(nullptr, static_cast<uint8_t>(key >> 8), static_cast<uint8_t>(key & 0xFF), true);
+    }
+    return r.release();
 }
 
 __attribute__((constructor)) void attach_from_environment() {
@@ -297,47 +388,10 @@ __attribute__((constructor)) void attach_from_environment() {
             "in this process: set one or the other",
             path);
     }
-    auto *r = new Remote;  // lives as long as the process: the reader thread uses it
-    r->path = path;
-    sockaddr_un a{};
-    a.sun_family = AF_UNIX;
-    if (std::strlen(path) >= sizeof a.sun_path) {
-        mbus::refuse("MBUS_AIRCRAFT=%s: a socket path is at most %zu bytes long", path, sizeof a.sun_path - 1);
+    std::string why;
+    if (attach(path, &why, true) == nullptr) {
+        mbus::refuse("MBUS_AIRCRAFT=%s: %s", path, why.c_str());
     }
-    std::memcpy(a.sun_path, path, std::strlen(path));
-    r->fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (r->fd < 0 || connect(r->fd, reinterpret_cast<sockaddr *>(&a), sizeof a) != 0) {
-        mbus::refuse("MBUS_AIRCRAFT=%s: cannot attach to the aircraft: %s (is cirrow-aircraft running there?)", path,
-                     std::strerror(errno));
-    }
-    const std::string name = std::string(program_invocation_short_name) + " " + std::to_string(getpid());
-    if (!write_all(*r, wire::Type::Hello, 0, wire::Out().str(name).take())) {
-        mbus::refuse("MBUS_AIRCRAFT=%s: cannot write to the aircraft: %s", path, std::strerror(errno));
-    }
-    wire::Reader in;
-    const wire::Frame f = welcome(*r, in);
-    wire::In body(f.body);
-    uint32_t app = 0, rate = wire::rate_code(1);
-    uint64_t boot = 0;
-    if (f.type == wire::Type::Error) {
-        mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft refused this application: %s", path,
-                     wire::error_text(f.body).c_str());
-    }
-    // An aircraft that gives no clock rate flies at the wall clock's.
-    if (f.type != wire::Type::Welcome || !body.u32(app) || !body.u64(boot) ||
-        !(body.done() || (body.u32(rate) && body.done()))) {
-        mbus::refuse("MBUS_AIRCRAFT=%s: the aircraft answered with a %s frame instead of a Welcome", path,
-                     wire::type_name(f.type));
-    }
-    g_remote = r;
-    mbus::st().boot_origin.store(follow_aircraft_clock(path, wire::rate_value(rate), boot));
-    r->reader = std::thread(read_loop, std::ref(*r), std::move(in));
-    for (const char *t : wire::kThreads) {
-        mbus_ctl_tm_set_receiver(t, to_thread, const_cast<char *>(t));
-    }
-    static const mbus::AircraftHooks hooks{request, r, tick, 1000000, handler};
-    mbus::set_aircraft(&hooks);
-    std::atexit(goodbye);
     // The aircraft writes its lines as they happen, from its own process: the application's go out
     // a line at a time too, so that in a file they share they stay in the order they happened (as
     // they do in one process). This runs before main, before anything is written to stdout.
@@ -365,3 +419,71 @@ bool remote_dm_take(const mbus_dm_key_t *key, std::array<uint8_t, MBUS_DM_IMU_SI
 }
 
 }  // namespace mbus
+
+extern "C" {
+
+int mbus_ctl_attach(const char *path, char *why, size_t cap) {
+    std::string reason;
+    bool flying = false;
+    {
+        mbus::State &s = mbus::st();
+        std::lock_guard<std::mutex> lock(s.mu);
+        flying = s.aircraft != nullptr;
+    }
+    if (path == nullptr || *path == '\0') {
+        reason = "no socket path given";
+    } else if (g_remote != nullptr) {
+        reason = std::string("already attached to the aircraft at ").append(g_remote->path).append(": detach first");
+    } else if (flying) {
+        reason = "the virtual aircraft flies in this process (MBUS_SIM=1): attach to one or fly the other";
+    } else if (attach(path, &reason, false) != nullptr) {
+        return 0;
+    }
+    if (why != nullptr) {
+        mbus::copy_text(why, cap, reason.c_str());
+    }
+    return -1;
+}
+
+double mbus_ctl_aircraft_rate(void) { return g_remote != nullptr ? g_remote->rate : 1; }
+
+int mbus_ctl_detach(char *report, size_t cap) {
+    if (report != nullptr && cap > 0) {
+        *report = '\0';
+    }
+    Remote *r = g_remote;
+    if (r == nullptr) {
+        return -1;
+    }
+    Pending p;
+    const bool on_reader = r->reader.get_id() == std::this_thread::get_id();  // a handler detaches
+    const bool reported = say_goodbye(*r, p);
+    mbus::set_aircraft(nullptr);
+    for (const char *t : wire::kThreads) {
+        mbus_ctl_tm_set_receiver(t, nullptr, nullptr);
+    }
+    {
+        // The aircraft saw this application end: the next one it attaches to meets it afresh, and
+        // registers what it handles again.
+        mbus::State &s = mbus::st();
+        std::lock_guard<std::mutex> lock(s.mu);
+        s.handlers.clear();
+    }
+    mbus::st().boot_origin.store(0);
+    g_remote = nullptr;
+    close(r->fd);
+    if (!on_reader) {
+        delete r;  // its reader has stopped; a handler that detached still runs on it: then it is kept
+    }
+    if (!reported) {
+        return -1;
+    }
+    if (report != nullptr && cap > 0) {
+        const size_t n = std::min(p.bytes.size(), cap - 1);
+        std::memcpy(report, p.bytes.data(), n);
+        report[n] = '\0';
+    }
+    return p.result;
+}
+
+}  // extern "C"
