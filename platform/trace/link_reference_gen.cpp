@@ -166,7 +166,9 @@ std::string meaning(const Field &f) {
     std::string s = cell(f.meaning);
     for (size_t i = 0; i < f.values.size(); ++i) {
         char v[32];
-        std::snprintf(v, sizeof v, f.values[i].value > 9 ? " 0x%02X" : " %u", static_cast<unsigned>(f.values[i].value));
+        const uint32_t x = f.values[i].value;
+        const bool bit = x >= 8 && (x & (x - 1)) == 0;  // a flag bit reads better in hex
+        std::snprintf(v, sizeof v, bit ? " 0x%02X" : " %u", static_cast<unsigned>(x));
         s.append(i == 0 ? (s.empty() ? "named values: " : "; named values: ") : ", ")
             .append(f.values[i].name)
             .append(v);
