@@ -328,7 +328,7 @@ consteval const Message &named(std::string_view name, Dir dir) {
 consteval const Message &push(std::string_view name) { return named(name, Dir::Push); }
 
 // The index of a row in the table, by name and direction.
-consteval size_t index_of(std::string_view name, Dir dir) {
+constexpr size_t index_of(std::string_view name, Dir dir) {
     for (size_t i = 0; i < kMessages.size(); ++i) {
         if (kMessages[i].dir == dir && name == kMessages[i].name) {
             return i;
@@ -339,7 +339,7 @@ consteval size_t index_of(std::string_view name, Dir dir) {
 
 // The row of the answer to a request: the answer of the same name, else the first answer on the
 // request's route, else a lone result byte.
-consteval const Message &answer_to(const Message &req) {
+constexpr const Message &answer_to(const Message &req) {
     for (const Message &m : kMessages) {
         if (m.dir == Dir::Answer && std::string_view(m.name) == req.name) {
             return m;
@@ -355,7 +355,7 @@ consteval const Message &answer_to(const Message &req) {
 }
 
 // A field of `m` by name.
-consteval const Field &field_named(const Message &m, std::string_view name) {
+constexpr const Field &field_named(const Message &m, std::string_view name) {
     for (const Field &f : m.field_list()) {
         if (name == f.name) {
             return f;

@@ -308,12 +308,13 @@ constexpr void put_arg(uint8_t *p, const std::array<Element, N> &at, size_t &k, 
 // A command: its request's row (by index in the table), its answer's row and its policy.
 template <class Judge, size_t R>
 struct Command {
-    static constexpr const link::Message &request = link::kMessages[R];
-    static constexpr const link::Message &answer = link::answer_to(request);
-    static constexpr size_t kAnswerLen = link::answer_len(answer);
+    static constexpr const link::Message &request() { return link::kMessages[R]; }
+    static constexpr const link::Message &answer() { return link::answer_to(link::kMessages[R]); }
+    static constexpr size_t kAnswerLen = link::answer_len(answer());
+    static constexpr size_t kResultAt = answer().result_at;  // where the module's result byte is
     using Answer = AnswerBuffer<kAnswerLen>;
     // A request of a fixed-length row, all zero until encoded.
-    static constexpr size_t kRequestLen = link::extent(request);
+    static constexpr size_t kRequestLen = link::extent(request());
     using Request = std::array<uint8_t, kRequestLen>;
 
     Route route;
@@ -330,8 +331,8 @@ struct Command {
     // length. encode(mode, kConstant) for {"mode", 0, U8}, {"constant", 1, U8} is 2 bytes.
     template <class... A>
     static constexpr Request encode(const A &...args) {
-        static_assert(link::fixed_length(request), "the request's length depends on its arguments: use put()");
-        static_assert((layout::Elements<A>::n + ... + 0) == layout::element_count(request),
+        static_assert(link::fixed_length(request()), "the request's length depends on its arguments: use put()");
+        static_assert((layout::Elements<A>::n + ... + 0) == layout::element_count(request()),
                       "as many arguments as the row has elements");
         static_assert(layout::same_elements<R, A...>(), "the arguments have the types of the row's fields, in order");
         constexpr auto at = layout::elements<R>();
@@ -344,45 +345,48 @@ struct Command {
     // A request whose last field runs to its end: the other fields laid out from `head` as by
     // encode(), then `tail`'s bytes.
     template <size_t N, class... A>
-    static constexpr std::array<uint8_t, link::fixed_extent(request) + N> encode_with(
+    static constexpr std::array<uint8_t, link::fixed_extent(request()) + N> encode_with(
         const std::array<uint8_t, N> &tail, const A &...head) {
-        static_assert(!link::fixed_length(request), "a fixed-length request: use encode()");
-        static_assert((layout::Elements<A>::n + ... + 0) == layout::element_count(request),
+        static_assert(!link::fixed_length(request()), "a fixed-length request: use encode()");
+        static_assert((layout::Elements<A>::n + ... + 0) == layout::element_count(request()),
                       "as many arguments as the row has elements before its last field");
         static_assert(layout::same_elements<R, A...>(), "the arguments have the types of the row's fields, in order");
         constexpr auto at = layout::elements<R>();
-        std::array<uint8_t, link::fixed_extent(request) + N> out{};
+        std::array<uint8_t, link::fixed_extent(request()) + N> out{};
         size_t k = 0;
         (layout::put_arg(out.data(), at, k, head), ...);
-        std::copy(tail.begin(), tail.end(), out.begin() + link::fixed_extent(request));
+        constexpr size_t tail_at = link::fixed_extent(request());
+        std::copy(tail.begin(), tail.end(), out.begin() + tail_at);
         return out;
     }
 
     // A request's field of several elements as an array.
     template <Name F>
-    using Array = std::array<layout::CType<link::field_named(request, F.view()).type>,
-                             link::field_named(request, F.view()).count>;
+    using Array = std::array<layout::CType<link::field_named(request(), F.view()).type>,
+                             link::field_named(request(), F.view()).count>;
 
     // Where a request's field starts, and element `i` of it written into a request being laid out.
     template <Name F>
     static constexpr size_t at() {
-        return link::field_named(request, F.view()).offset;
+        constexpr size_t off = link::field_named(request(), F.view()).offset;
+        return off;
     }
     template <Name F>
-    static constexpr void put(uint8_t *p, layout::CType<link::field_named(request, F.view()).type> v, size_t i = 0) {
-        constexpr size_t off = link::field_named(request, F.view()).offset;
+    static constexpr void put(uint8_t *p, layout::CType<link::field_named(request(), F.view()).type> v, size_t i = 0) {
+        constexpr size_t off = link::field_named(request(), F.view()).offset;
         le::put(p, off + i * sizeof v, v);
     }
 
     // Where an answer's field starts, and element `i` of it read from an answer.
     template <Name F>
     static constexpr size_t answer_at() {
-        return link::field_named(answer, F.view()).offset;
+        constexpr size_t off = link::field_named(answer(), F.view()).offset;
+        return off;
     }
     template <Name F>
     static constexpr auto get(const Answer &a, size_t i = 0) {
-        using T = layout::CType<link::field_named(answer, F.view()).type>;
-        constexpr size_t off = link::field_named(answer, F.view()).offset;
+        using T = layout::CType<link::field_named(answer(), F.view()).type>;
+        constexpr size_t off = link::field_named(answer(), F.view()).offset;
         return le::get<T>(a.data(), off + i * sizeof(T));
     }
 };
@@ -400,7 +404,7 @@ constexpr Verdict unsent(int32_t code) { return {Outcome::SendFailed, code, code
 template <class Judge, size_t R>
 inline Verdict run(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
     const int32_t ret = send(cmd.route, payload, answer);
-    return Judge{}(Reply{ret, answer, payload, Command<Judge, R>::answer.result_at});
+    return Judge{}(Reply{ret, answer, payload, Command<Judge, R>::kResultAt});
 }
 
 }  // namespace cw

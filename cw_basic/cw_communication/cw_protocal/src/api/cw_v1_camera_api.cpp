@@ -129,9 +129,9 @@ extern "C" int32_t cw_v1_camera_api_ping(uint8_t value) {
     auto ans = kPing.answer_buffer(kNoAnswer);
     const cw::Verdict v = cw::run(kPing, kPing.encode(value), ans.span());
     if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw ping camera send v1 fail result = %d %d\r\n", v.ret, ans[kPing.answer.result_at]);
+        CW_USRLOG("cw ping camera send v1 fail result = %d %d\r\n", v.ret, ans[kPing.kResultAt]);
     } else {
-        CW_USRLOG("cw ping camera success, ack:%d\n", ans[kPing.answer.result_at]);
+        CW_USRLOG("cw ping camera success, ack:%d\n", ans[kPing.kResultAt]);
     }
     return v.code;
 }
@@ -185,9 +185,9 @@ extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom
     const auto payload = kZoom.encode(kZoomHead0, kZoomHead1, zoom);
     const cw::Verdict v = cw::run(kZoom, payload, ans.span());
     if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw ctrl camera zoom send v1 fail result = %d %d\r\n", v.ret, ans[kZoom.answer.result_at]);
+        CW_USRLOG("cw ctrl camera zoom send v1 fail result = %d %d\r\n", v.ret, ans[kZoom.kResultAt]);
     } else {
-        CW_USRLOG("cw ctrl camera zoom success, ack:%d\n", ans[kZoom.answer.result_at]);
+        CW_USRLOG("cw ctrl camera zoom success, ack:%d\n", ans[kZoom.kResultAt]);
     }
     return v.code;
 }

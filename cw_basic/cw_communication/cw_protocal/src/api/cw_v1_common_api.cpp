@@ -20,7 +20,7 @@ constexpr auto kGetSn = cw::command<"common.get_sn">(cw::policy::any_failure_ref
 // length.
 constexpr size_t kVersionAt = kGetVersion.answer_at<"version">();
 constexpr size_t kSnAt = kGetSn.answer_at<"sn">();
-constexpr size_t kSnLen = cw::link::field_named(kGetSn.answer, "sn").count;
+constexpr size_t kSnLen = cw::link::field_named(kGetSn.answer(), "sn").count;
 
 }  // namespace
 

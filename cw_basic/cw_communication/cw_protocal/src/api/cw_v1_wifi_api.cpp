@@ -40,7 +40,7 @@ extern "C" int32_t cw_v1_wifi_api_ping(uint8_t ping_byte) {
     auto ans = kPing.answer_buffer();
     const cw::Verdict v = cw::run(kPing, kPing.encode(ping_byte), ans.span());
     if (v.outcome == cw::Outcome::SendFailed) {
-        CW_USRLOG("cw wifi ping sdr send v1 fail result = %d %d\r\n", v.ret, ans[kPing.answer.result_at]);
+        CW_USRLOG("cw wifi ping sdr send v1 fail result = %d %d\r\n", v.ret, ans[kPing.kResultAt]);
     } else {
         CW_USRLOG("cw wifi ping sdr success\n");
     }
