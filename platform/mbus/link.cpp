@@ -50,8 +50,7 @@ int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, co
     uint64_t seq;
     {
         std::lock_guard<std::mutex> lock(s.mu);
-        seq = s.requests.add(mbus::Sent{cmd_set, cmd_id, receiver, payload_len, resp_len, timeout, payload == nullptr,
-                                        resp == nullptr, 0, std::vector<uint8_t>(req->payload, req->payload + kept)});
+        seq = s.requests.add(mbus::Sent(*req, kept));
         if (!s.scripts.empty()) {
             scripted = true;
             script = std::move(s.scripts.front());
@@ -97,7 +96,7 @@ int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, co
     cw::trace::trace_answer(traced, *req, result, resp);
     std::lock_guard<std::mutex> lock(s.mu);
     if (mbus::Sent *r = s.requests.find(seq)) {
-        r->result = result;
+        r->set_result(result);
     }
     return result;
 }
@@ -179,19 +178,7 @@ int mbus_ctl_request_get(uint32_t index, mbus_ctl_request_t *out) {
     if (r == nullptr || out == nullptr) {
         return -1;
     }
-    std::memset(out, 0, sizeof *out);
-    out->cmd_set = r->cmd_set;
-    out->cmd_id = r->cmd_id;
-    out->receiver = r->receiver;
-    out->payload_len = r->payload_len;
-    out->resp_len = r->resp_len;
-    out->timeout = r->timeout;
-    out->payload_null = r->payload_null;
-    out->resp_null = r->resp_null;
-    out->result = r->result;
-    if (!r->payload.empty()) {
-        std::memcpy(out->payload, r->payload.data(), r->payload.size());
-    }
+    r->copy_to(out);
     return 0;
 }
 
