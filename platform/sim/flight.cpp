@@ -34,36 +34,30 @@ enum Phase : uint8_t { kGround = 0, kSpinUp = 1, kClimb = 2, kAir = 3, kDescend 
 const char *const kPhaseNames[] = {"on the ground", "motors starting", "taking off", "in the air", "landing"};
 
 // The orders that move the aircraft, and what each does in each phase (rows: phases; columns:
-// take-off, land, steering): the phase it leads to, whether it is carried out, and the flight
-// controller's line (null: the phase change says it).
+// take-off, land, steering).
 enum Order : uint8_t { kTakeOffOrder, kLandOrder, kSteerOrder, kOrders };
-struct Rule {
-    Phase next;
-    bool done;
-    const char *line;
-};
 // clang-format off
-constexpr Rule kRules[kPhases][kOrders] = {
+constexpr PhaseRule kRules[kPhases][kOrders] = {
     // on the ground
-    {{kSpinUp, true, nullptr},
-     {kGround, false, "ignores the landing: on the ground"},
-     {kGround, false, "ignores steering: on the ground"}},
+    {carry(kSpinUp),
+     ignore("ignores the landing: on the ground"),
+     ignore("ignores steering: on the ground")},
     // motors starting
-    {{kSpinUp, false, "ignores the take-off: motors already starting"},
-     {kGround, true, "stops its motors: landing before the climb"},
-     {kSpinUp, false, "ignores steering: not in the air yet"}},
+    {ignore("ignores the take-off: motors already starting"),
+     carry(kGround, "stops its motors: landing before the climb"),
+     ignore("ignores steering: not in the air yet")},
     // taking off
-    {{kClimb, false, "ignores the take-off: already climbing"},
-     {kDescend, true, "turns the climb into a descent"},
-     {kClimb, false, "ignores steering: still climbing"}},
+    {ignore("ignores the take-off: already climbing"),
+     carry(kDescend, "turns the climb into a descent"),
+     ignore("ignores steering: still climbing")},
     // in the air
-    {{kAir, false, "ignores the take-off: already in the air"},
-     {kDescend, true, nullptr},
-     {kAir, true, nullptr}},
+    {ignore("ignores the take-off: already in the air"),
+     carry(kDescend),
+     carry()},
     // landing
-    {{kDescend, false, "ignores the take-off: landing"},
-     {kDescend, false, "ignores the landing: already landing"},
-     {kDescend, false, "ignores steering: landing"}},
+    {ignore("ignores the take-off: landing"),
+     ignore("ignores the landing: already landing"),
+     ignore("ignores steering: landing")},
 };
 // clang-format on
 
@@ -86,8 +80,7 @@ struct Param {
 
 class Flight : public Model {
 public:
-    explicit Flight(const Conditions &day) : Model("flight"), day_(day) {
-        streams = {{&kMotorState, 10}, {&kFcState, 10}, {&kFcSensor, 5}};
+    explicit Flight(const Conditions &day) : Model(module("flight")), day_(day) {
         for (const Param &p : std::initializer_list<Param>{{"g_config.flying_limit.max_height_0", {120, 0}},
                                                            {"g_config.flying_limit.max_radius_0", {0xF4, 0x01}},
                                                            {"g_config.flying_limit.radius_limit_enabled_0", {0}},
@@ -97,7 +90,6 @@ public:
             params_[hash_of(p.name)] = p;
         }
     }
-    bool serves(uint16_t receiver) const override { return receiver == kFlight; }
     int result_at(const Req &r) const override {
         if (is(r, row("flight.identity_read", Dir::Request))) {
             return 1;  // identity and distance limit: the result is byte 1
@@ -373,7 +365,7 @@ private:
                              "obtain control with cw_flight_obtain_control() and check its result first");
             return;
         }
-        const Rule &rule = kRules[phase_][o];
+        const PhaseRule &rule = kRules[phase_][o];
         tell(t, rule.line);
         if (!rule.done) {
             return;
@@ -394,8 +386,8 @@ private:
         if (o == kTakeOffOrder) {
             target_ = std::min(kTakeOffHeight, limit(kHeightName, envelope::kHeight));
         }
-        if (rule.next != phase_) {
-            enter(rule.next, t);
+        if (rule.next != kStay && rule.next != phase_) {
+            enter(static_cast<Phase>(rule.next), t);
         }
     }
 
@@ -588,8 +580,8 @@ private:
     std::map<uint32_t, double> steps_;  // calibration key -> when it started
 };
 
-}  // namespace
+[[gnu::init_priority(kModelsReady)]] const ModelOf kFlightModel{module("flight"), make<Flight>};
 
-Model *make_flight(const Conditions &day) { return new Flight(day); }
+}  // namespace
 
 }  // namespace sim

@@ -8,11 +8,14 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "aircraft.h"
 #include "envelope.h"
 #include "layouts.h"
+#include "link_modules.h"
 #include "referee.h"
 
 namespace sim {
@@ -135,12 +138,20 @@ public:
 // What a model says about itself on the stand-in's diagnostics (stderr unless quiet).
 void say(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 
-// What a command does in one phase of a module: the result byte of a refusal (0: carried out, or
-// ignored with its line) and the module's line saying why (none: carried out).
+// What a command does in one phase of a module, the same for every model's table (phase x command):
+// whether it is carried out, the phase it leads to (kStay: the model's own state decides), the
+// result byte of a refusal (0: none) and the module's line (none: carried out without a word, or
+// the change of phase says it).
+inline constexpr uint8_t kStay = 0xFF;
 struct PhaseRule {
+    bool done;
+    uint8_t next;
     uint8_t refused;
     const char *line;
 };
+constexpr PhaseRule carry(uint8_t next = kStay, const char *line = nullptr) { return {true, next, 0, line}; }
+constexpr PhaseRule ignore(const char *line) { return {false, kStay, 0, line}; }
+constexpr PhaseRule refuse(uint8_t byte, const char *line) { return {false, kStay, byte, line}; }
 
 class Model {
 public:
@@ -151,11 +162,16 @@ public:
         double next = 0;
     };
 
-    explicit Model(const char *name) : name_(name) {}
+    // The model of a module of the list (link_modules.h): its receivers, and its streams at their rates.
+    explicit Model(const trace::Module &row) : row_(row), name_(row.name.data()) {
+        for (const trace::Stream &s : row.streams) {
+            streams.push_back({s.push, s.hz});
+        }
+    }
     virtual ~Model() = default;
     const char *name() const { return name_; }
 
-    virtual bool serves(uint16_t receiver) const = 0;
+    bool serves(uint16_t receiver) const { return row_.serves(receiver); }
     // Carries out a request at time t (seconds since the aircraft started) and writes its answer
     // into `out` (zero-filled). False when the module does not serve the command: it never answers.
     bool answer(double t, const Req &r, Buffer &out);
@@ -187,8 +203,8 @@ protected:
     // Whether the application asked for the stream (a subscription) rather than it always flowing.
     virtual bool subscribed(const Stream &) const { return false; }
     virtual void fill(const Stream &s, double t, Buffer &m) = 0;
-    // Whether a command is carried out by the rule of the module's phase: when it is not, the
-    // module's line is said and a refusal's byte written.
+    // Whether a command is carried out by the rule of the module's phase: the module's line is
+    // said and a refusal's byte written.
     bool allowed(double t, const PhaseRule &rule, Buffer &out) const {
         if (rule.line != nullptr) {
             say("t=%.1f s: %s %s\n", t, name_, rule.line);
@@ -196,7 +212,7 @@ protected:
         if (rule.refused != 0) {
             out.u8(0, rule.refused);
         }
-        return rule.line == nullptr;
+        return rule.done;
     }
     // A value outside the accepted set: ignored, with the module's line naming what it accepts and a
     // note for the application. `who` names the module in its line ("flight controller").
@@ -218,7 +234,40 @@ protected:
     }
 
 private:
+    const trace::Module &row_;
     const char *name_;
+};
+
+// A module's row of the list by name, at compile time: a misspelt name does not build.
+consteval const trace::Module &module(std::string_view name) {
+    for (const trace::Module &m : trace::kModules) {
+        if (m.name == name) {
+            return m;
+        }
+    }
+    trace::no_such_message_or_field();
+}
+
+// Makes a module's model for the day.
+using Maker = Model *(*)(const Conditions &day);
+// The maker of a model class, built from the day when it takes one.
+template <class M>
+Model *make(const Conditions &day) {
+    if constexpr (std::is_constructible_v<M, const Conditions &>) {
+        return new M(day);
+    } else {
+        return new M;
+    }
+}
+
+// A model's registration, one line beside its class:
+//   [[gnu::init_priority(kModelsReady)]] const ModelOf kModel{module("camera"), make<Camera>};
+// The aircraft builds one model for every modelled row of the list, in the list's order. The stand-in
+// may start the aircraft as it is loaded, before the other objects' initialisers have run: these
+// run first, by their priority.
+inline constexpr int kModelsReady = 1000;
+struct ModelOf {
+    ModelOf(const trace::Module &row, Maker make);
 };
 
 // Whether the link's message table routes the request's command to its receiver.
@@ -247,7 +296,7 @@ bool dispatch(M &m, const Command<M> (&table)[N], double t, const Req &r, Buffer
     return routed(r);
 }
 
-// The models of the aircraft, built once for the day it flies.
+// The models of the aircraft, built once for the day it flies (every modelled row must have one).
 std::vector<Model *> build_models(const Conditions &day);
 
 }  // namespace sim
