@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "link_messages.h"
 #include "mbus_aircraft.h"
 #include "mbus_ctl.h"
 
@@ -137,7 +138,7 @@ struct State {
     Record<Sent> requests;
     const AircraftHooks *aircraft = nullptr;  // null when the aircraft is not flying
 
-    std::map<uint16_t, mbus_v1_cb_t> handlers;  // key: set << 8 | id
+    std::map<cw::trace::SetId, mbus_v1_cb_t> handlers;
     Record<mbus_ctl_registration_t> registrations;
 
     Record<Line> logs;

@@ -13,8 +13,6 @@ using mbus::State;
 
 namespace {
 
-uint16_t handler_key(uint8_t cmd_set, uint8_t cmd_id) { return static_cast<uint16_t>(cmd_set << 8 | cmd_id); }
-
 // The virtual aircraft keeps its own account of who takes which push (its referee reads it).
 void tell_aircraft(const mbus::AircraftHooks *aircraft, uint8_t cmd_set, uint8_t cmd_id, bool on) {
     if (aircraft != nullptr && aircraft->handler != nullptr) {
@@ -108,9 +106,9 @@ int32_t mbus_link_register_v1_callback(uint8_t cmd_set, uint8_t cmd_id, mbus_v1_
         std::lock_guard<std::mutex> lock(s.mu);
         s.registrations.add({1, cmd_set, cmd_id, cb});
         if (cb == nullptr) {
-            s.handlers.erase(handler_key(cmd_set, cmd_id));
+            s.handlers.erase(cw::trace::SetId{cmd_set, cmd_id});
         } else {
-            s.handlers[handler_key(cmd_set, cmd_id)] = cb;  // a second registration replaces the first
+            s.handlers[cw::trace::SetId{cmd_set, cmd_id}] = cb;  // a second registration replaces the first
         }
         aircraft = s.aircraft;
     }
@@ -124,7 +122,7 @@ int32_t mbus_link_unregister_v1_callback(uint8_t cmd_set, uint8_t cmd_id, mbus_v
     {
         std::lock_guard<std::mutex> lock(s.mu);
         s.registrations.add({0, cmd_set, cmd_id, cb});
-        auto it = s.handlers.find(handler_key(cmd_set, cmd_id));
+        auto it = s.handlers.find(cw::trace::SetId{cmd_set, cmd_id});
         if (it == s.handlers.end() || it->second != cb) {
             return -1;
         }
@@ -202,7 +200,7 @@ int mbus_ctl_registration_get(uint32_t index, mbus_ctl_registration_t *out) {
 mbus_v1_cb_t mbus_ctl_handler(uint8_t cmd_set, uint8_t cmd_id) {
     State &s = st();
     std::lock_guard<std::mutex> lock(s.mu);
-    auto it = s.handlers.find(handler_key(cmd_set, cmd_id));
+    auto it = s.handlers.find(cw::trace::SetId{cmd_set, cmd_id});
     return it == s.handlers.end() ? nullptr : it->second;
 }
 

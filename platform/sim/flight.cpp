@@ -6,6 +6,7 @@
 #include <cmath>
 #include <map>
 
+#include "cw_bytes.h"
 #include "model.h"
 
 namespace sim {
@@ -405,12 +406,10 @@ private:
     }
 
     uint32_t value(const char *name) const {
-        const auto it = params_.find(hash_of(name));
-        uint32_t v = 0;
-        for (size_t i = it->second.value.size(); i > 0; --i) {
-            v = v << 8 | it->second.value[i - 1];
-        }
-        return v;
+        const std::vector<uint8_t> &bytes = params_.find(hash_of(name))->second.value;
+        uint8_t v[4] = {};
+        std::copy_n(bytes.begin(), std::min<size_t>(bytes.size(), sizeof v), v);
+        return cw::le::get<uint32_t>(v, 0);
     }
 
     void ds_reset(double, const Req &, Buffer &out) {

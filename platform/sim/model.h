@@ -20,7 +20,8 @@
 
 namespace sim {
 
-// Little-endian reads and writes in a bounded byte buffer: out-of-range bytes are left alone.
+// Reads and writes in a bounded byte buffer, by the fields of the link's message table: out-of-range
+// bytes are left alone, and read as 0.
 class Buffer {
 public:
     Buffer(uint8_t *p, size_t n) : p_(p), n_(n) {}
@@ -32,26 +33,12 @@ public:
             p_[at] = v;
         }
     }
-    void u16(size_t at, uint32_t v) { le(at, v, 2); }
-    void u32(size_t at, uint32_t v) { le(at, v, 4); }
-    void f32(size_t at, float v) {
-        uint32_t b;
-        std::memcpy(&b, &v, 4);
-        le(at, b, 4);
-    }
     void text(size_t at, const char *s, size_t max) {
         for (size_t i = 0; i < max && s[i] != '\0'; ++i) {
             u8(at + i, static_cast<uint8_t>(s[i]));
         }
     }
     uint8_t get8(size_t at) const { return at < n_ ? p_[at] : 0; }
-    uint32_t get(size_t at, size_t width) const {
-        uint32_t v = 0;
-        for (size_t i = width; i > 0; --i) {
-            v = v << 8 | get8(at + i - 1);
-        }
-        return v;
-    }
     // A field of the link's message table (element i), left alone or read as 0 when out of range.
     void put(const trace::Field &f, double v, size_t i = 0) {
         if (fits(f, i)) {
@@ -62,20 +49,9 @@ public:
     uint32_t getu(const trace::Field &f, size_t i = 0) const {
         return fits(f, i) ? static_cast<uint32_t>(trace::get_uint(f, p_, i)) : 0;
     }
-    float getf(size_t at) const {
-        const uint32_t b = get(at, 4);
-        float v;
-        std::memcpy(&v, &b, 4);
-        return v;
-    }
 
 private:
     bool fits(const trace::Field &f, size_t i) const { return f.offset + (i + 1) * trace::type_size(f.type) <= n_; }
-    void le(size_t at, uint32_t v, size_t width) {
-        for (size_t i = 0; i < width; ++i) {
-            u8(at + i, static_cast<uint8_t>(v >> (8 * i)));
-        }
-    }
     uint8_t *p_;
     size_t n_;
 };

@@ -22,30 +22,6 @@ using cw::trace::Message;
 using cw::trace::Module;
 using cw::trace::Type;
 
-const char *type_name(Type t) {
-    switch (t) {
-        case Type::U8:
-            return "u8";
-        case Type::U16:
-            return "u16";
-        case Type::U32:
-            return "u32";
-        case Type::U64:
-            return "u64";
-        case Type::I16:
-            return "i16";
-        case Type::I32:
-            return "i32";
-        case Type::F32:
-            return "f32";
-        case Type::F64:
-            return "f64";
-        case Type::Bytes:
-            return "bytes";
-    }
-    return "bytes";
-}
-
 const char *dir_name(Dir d) {
     switch (d) {
         case Dir::Request:
@@ -69,7 +45,7 @@ std::vector<const Module *> sections() {
 }
 
 std::string type_of(const Field &f) {
-    const std::string t = type_name(f.type);
+    const std::string t = cw::trace::type_info(f.type).name;
     if (f.count == 0) {
         return t + " to the end";
     }
