@@ -14,6 +14,7 @@ cmake --preset arm -B "$build" -DCW_WERROR=ON  # the project's own build: warnin
 cmake --build "$build" -j "$(nproc)"
 ctest --test-dir "$build" --output-on-failure -j "$(nproc)"
 scripts/check_abi.sh "$build/libcirrow.so" arm-linux-gnueabihf-nm
+scripts/check_commands.sh "$build/libcirrow.so" arm-linux-gnueabihf-objdump
 scripts/footprint.sh "$build"
 scripts/check_install.sh --aircraft "$build"
 

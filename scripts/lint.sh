@@ -8,6 +8,7 @@ build=${1:-build}
 mapfile -t files < <(git ls-files -- '*.c' '*.cc' '*.cpp' '*.h' '*.hpp')
 clang-format --dry-run --Werror "${files[@]}"
 echo "clang-format: clean (${#files[@]} files)"
+scripts/check_commands.sh
 mapfile -t lib < <(git ls-files -- 'cw_basic/*.cpp')
 status=0
 # A file per run, as many runs at once as there are cores.

@@ -12,8 +12,6 @@ namespace {
 
 using namespace layout;
 
-constexpr const trace::Message &kZoom = row("camera.zoom", Dir::Request);
-
 enum WorkMode : uint8_t { kPhoto = 0, kVideo = 1 };
 constexpr double kPhotoS = 0.4;  // busy while a photo is taken
 constexpr uint8_t kWrongMode = 3;
@@ -38,9 +36,6 @@ constexpr PhaseRule kRules[kPhases][kAsks] = {
 class Camera : public Model {
 public:
     Camera() : Model(module("camera")) {}
-    int result_at(const Req &r) const override {
-        return is(r, kZoom) || is(r, kPing) ? 1 : 0;  // zoom and ping: byte 1
-    }
 
 protected:
     bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
@@ -83,12 +78,12 @@ private:
         mode_ = static_cast<uint8_t>(mode);
         say("t=%.1f s: camera in %s mode\n", t, mode_ == kVideo ? "video" : "photo");
     }
-    void take_photo(double t, const Req &, Buffer &out) {
+    void take_photo(double t, const Req &r, Buffer &out) {
         if (!allowed(t, kPhotoAsk, out)) {
             return;
         }
         if (mode_ != kPhoto || busy(t)) {
-            out.u8(0, mode_ != kPhoto ? kWrongMode : kBusy);
+            result(r, out, mode_ != kPhoto ? kWrongMode : kBusy);
             say("t=%.1f s: camera refuses the photo: %s\n", t,
                 mode_ != kPhoto ? "not in photo mode" : "busy with the last one (0.4 s a photo)");
             return;
@@ -99,7 +94,7 @@ private:
     }
     void take_video(double t, const Req &r, Buffer &out) {
         if (mode_ != kVideo) {
-            out.u8(0, kWrongMode);
+            result(r, out, kWrongMode);
             say("t=%.1f s: camera refuses the video: not in video mode\n", t);
             return;
         }

@@ -22,13 +22,7 @@ constexpr const trace::Message &kIdentity = row("flight.identity", Dir::Answer);
 constexpr const trace::Message &kBagAdd = row("flight.ds_bag_add", Dir::Request);
 constexpr const trace::Message &kAdvControl = row("flight.adv_control", Dir::Request);
 
-uint32_t hash_of(const char *name) {
-    uint64_t h = 0;
-    for (const auto *p = reinterpret_cast<const unsigned char *>(name); *p != 0; ++p) {
-        h = (h * 256 + *p) % 4294967291u;
-    }
-    return static_cast<uint32_t>(h);
-}
+constexpr uint32_t hash_of(const char *name) { return param::hash(name); }
 
 // Flight states as the flight controller reports them (3/91 bytes 0 and 8).
 enum Phase : uint8_t { kGround = 0, kSpinUp = 1, kClimb = 2, kAir = 3, kDescend = 4, kPhases };
@@ -82,20 +76,14 @@ struct Param {
 class Flight : public Model {
 public:
     explicit Flight(const Conditions &day) : Model(module("flight")), day_(day) {
-        for (const Param &p : std::initializer_list<Param>{{"g_config.flying_limit.max_height_0", {120, 0}},
-                                                           {"g_config.flying_limit.max_radius_0", {0xF4, 0x01}},
-                                                           {"g_config.flying_limit.radius_limit_enabled_0", {0}},
-                                                           {"g_config.mvo_cfg.mvo_func_en_0", {1, 0}},
-                                                           {"auto_cali_enable_0", {0, 0}},
-                                                           {"enable_0", {0, 0}}}) {
+        for (const Param &p : std::initializer_list<Param>{{param::kMaxHeight, {120, 0}},
+                                                           {param::kMaxRadius, {0xF4, 0x01}},
+                                                           {param::kRadiusLimitEnabled, {0}},
+                                                           {param::kDownVo, {1, 0}},
+                                                           {param::kCompassCali, {0, 0}},
+                                                           {param::kVibration, {0, 0}}}) {
             params_[hash_of(p.name)] = p;
         }
-    }
-    int result_at(const Req &r) const override {
-        if (is(r, row("flight.identity_read", Dir::Request))) {
-            return 1;  // identity and distance limit: the result is byte 1
-        }
-        return 0;
     }
 
 protected:
@@ -412,13 +400,13 @@ private:
         return cw::le::get<uint32_t>(v, 0);
     }
 
-    void ds_reset(double, const Req &, Buffer &out) {
+    void ds_reset(double, const Req &r, Buffer &out) {
         subscribed_ = false;
-        out.u8(0, 0);
+        result(r, out, 0);
     }
     void ds_bag_add(double t, const Req &r, Buffer &out) {
         subscribed_ = true;
-        out.u8(0, 0);
+        result(r, out, 0);
         const auto bag = r.in.getu(at(kBagAdd, "bag"));
         out.put(at(row("flight.ds_bag_add", Dir::Answer), "bag"), bag);
         out.put(at(row("flight.ds_bag_add", Dir::Answer), "count"), r.in.getu(at(kBagAdd, "count")));
@@ -428,7 +416,7 @@ private:
     void control_enable(double t, const Req &r, Buffer &out) {
         const uint32_t mode = r.in.getu(at(row("flight.control_enable", Dir::Request), "mode"));
         if (mode == kTakeControl && holder_ != 0 && holder_ != r.app) {
-            out.u8(0, 1);
+            result(r, out, 1);
             tell(t, "refuses control: another application holds it");
         } else if (mode == kTakeControl) {
             holder_ = r.app;
@@ -442,7 +430,7 @@ private:
     void submode(double t, const Req &r, Buffer &out) {
         constexpr const trace::Message &req = row("flight.submode_set", Dir::Request);
         const uint32_t mode = r.in.getu(at(req, "mode")), sub = r.in.getu(at(req, "submode"));
-        out.u8(0, 0);
+        result(r, out, 0);
         if (mode > kMaxMode || sub > kMaxSubmode) {
             ignores(t, r.app, "flight controller", "mode " + std::to_string(mode) + ", sub-mode " + std::to_string(sub),
                     envelope::kFlightModes);
@@ -514,8 +502,8 @@ private:
         return static_cast<uint8_t>(std::min(100.0, (t - started) / kCaliS * 100));
     }
     void cali_rt(double, const Req &, Buffer &out) {
-        for (size_t i = 0; i < sizeof kImuCaliHeader; ++i) {
-            out.u8(at(kImuCali, "header").offset + i, kImuCaliHeader[i]);
+        for (size_t i = 0; i < kImuCaliHeaders[0].size(); ++i) {
+            out.u8(at(kImuCali, "header").offset + i, kImuCaliHeaders[0][i]);
         }
         out.put(at(kImuCali, "value0"), 0.012);
         out.put(at(kImuCali, "value1"), -0.004);
@@ -537,15 +525,15 @@ private:
         out.put(at(kIdentity, "len"), 1);
         out.put(at(kIdentity, "value"), identity_);
     }
-    void serial(double, const Req &, Buffer &out) {
+    void serial(double, const Req &r, Buffer &out) {
         constexpr const trace::Field &sn = at(row("common.get_sn", Dir::Answer), "sn");
-        out.u8(0, 0);
+        result(r, out, 0);
         out.text(sn.offset, "CWF22A00004217", sn.count);
     }
 
-    static constexpr const char *kHeightName = "g_config.flying_limit.max_height_0";
-    static constexpr const char *kRadiusName = "g_config.flying_limit.max_radius_0";
-    static constexpr const char *kRadiusOnName = "g_config.flying_limit.radius_limit_enabled_0";
+    static constexpr const char *kHeightName = param::kMaxHeight;
+    static constexpr const char *kRadiusName = param::kMaxRadius;
+    static constexpr const char *kRadiusOnName = param::kRadiusLimitEnabled;
     static constexpr Command<Flight> kCommands[] = {
         {&row("flight.ds_reset", Dir::Request), &Flight::ds_reset},
         {&row("flight.ds_bag_add", Dir::Request), &Flight::ds_bag_add},

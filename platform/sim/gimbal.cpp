@@ -86,7 +86,7 @@ protected:
         }
         if (ctrl) {
             m.put(at(kGimbalCtrl, "mode"), mode_);
-            m.put(at(kGimbalCtrl, "flags"), driving_ ? kFlagsDrive : 0);
+            m.put(at(kGimbalCtrl, "flags"), driving_ ? kGimbalDrive : 0);
         } else {
             m.put(at(kGimbalInfo, "mode"), mode_);
             m.put(at(kGimbalInfo, "time_ms"), std::trunc(t * 1000));
@@ -117,7 +117,7 @@ private:
     }
     void angle(double t, const Req &r, Buffer &out) {
         constexpr const trace::Message &req = row("gimbal.angle_control", Dir::Request);
-        const bool drive = (r.in.getu(at(req, "flags")) & kFlagsDrive) != 0;  // clear: control released
+        const bool drive = (r.in.getu(at(req, "flags")) & kGimbalDrive) != 0;  // clear: control released
         if (!allowed(t, drive ? kDrive : kRelease, out)) {
             return;
         }
@@ -142,7 +142,7 @@ private:
     }
     void rate(double t, const Req &r, Buffer &out) {
         constexpr const trace::Message &req = row("gimbal.rate_control", Dir::Request);
-        const bool reset = r.in.getu(at(req, "flags")) == kFlagsResetYaw;
+        const bool reset = r.in.getu(at(req, "flags")) == kGimbalResetYaw;
         if (!allowed(t, reset ? kResetYaw : kRates, out)) {
             return;
         }

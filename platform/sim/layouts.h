@@ -45,13 +45,11 @@ inline constexpr const trace::Message &kFcState = row("flight.fc_state");
 inline constexpr const trace::Message &kFcSensor = row("flight.fc_sensor");
 inline constexpr const trace::Message &kQtProc = row("quicktest.proc_status");
 inline constexpr const trace::Message &kQtMsg = row("quicktest.msg");
-inline constexpr uint8_t kImuCaliHeader[6] = {0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00};  // flight.imu_cali_rt
-inline constexpr uint8_t kIdentityWrite = 7;  // flight.identity_write: op byte; 8 reads it back
-inline constexpr uint8_t kTakeOff = 1;        // flight.function_control
-inline constexpr uint8_t kLand = 6;
-inline constexpr uint8_t kTestLand = 31;
-inline constexpr uint8_t kTakeControl = 1;  // flight.control_enable modes
-inline constexpr uint8_t kReleaseControl = 2;
+using trace::value::kIdentityWrite;                                          // flight.identity_write: op byte
+using trace::value::kImuCaliHeaders;                                         // flight.imu_cali_rt
+using trace::value::kLand, trace::value::kTakeOff, trace::value::kTestLand;  // flight.function_control
+using trace::value::kReleaseControl, trace::value::kTakeControl;             // flight.control_enable modes
+namespace param = trace::param;  // the flight controller's parameters by name
 
 // ---- vision processor
 inline constexpr const trace::Message &kPanoStatus = row("vision.pano_status");
@@ -70,14 +68,13 @@ inline constexpr uint8_t kLapseDone = 5;
 inline constexpr const trace::Message &kCameraData = row("camera.data");
 inline constexpr const trace::Message &kCameraStatus = row("camera.status_data");
 inline constexpr const trace::Message &kCameraLens = row("camera.lens_data");
-inline constexpr uint8_t kCameraBusy = 0x08;  // camera.status_data flags, bits 3..5
+using trace::value::kCameraBusy;  // camera.status_data flags, bits 3..5
 
 // ---- gimbal
 inline constexpr const trace::Message &kGimbalCtrl = row("gimbal.ctrl_info");
 inline constexpr const trace::Message &kGimbalInfo = row("gimbal.info");
 inline constexpr const trace::Message &kGimbalWv = row("gimbal.wv_result");
-inline constexpr uint8_t kFlagsDrive = 0x80;     // angle and rate control flags, bit 7: drive
-inline constexpr uint8_t kFlagsResetYaw = 0x20;  // bit 5 alone: reset yaw
+using trace::value::kGimbalDrive, trace::value::kGimbalResetYaw;  // angle and rate control flags
 
 // ---- remote controller (push only)
 inline constexpr const trace::Message &kRcButtons = row("rc.buttons");

@@ -151,9 +151,18 @@ public:
     // Carries out a request at time t (seconds since the aircraft started) and writes its answer
     // into `out` (zero-filled). False when the module does not serve the command: it never answers.
     bool answer(double t, const Req &r, Buffer &out);
-    // Where a command's answer carries its result byte, or -1 when it has none: a refusal writes
-    // its byte there instead of carrying the request out.
-    virtual int result_at(const Req &) const { return 0; }
+    // Where a command's answer carries its result byte (its answer's row says), or -1 when it has
+    // none: a refusal writes its byte there instead of carrying the request out.
+    virtual int result_at(const Req &r) const {
+        const trace::Message *m = trace::find(r.set, r.id, trace::Dir::Answer, r.receiver);
+        return m != nullptr ? m->result_at : trace::kResultOnly.result_at;
+    }
+    // Writes a command's result byte where its answer carries it.
+    void result(const Req &r, Buffer &out, uint8_t byte) const {
+        if (const int at = result_at(r); at >= 0) {
+            out.u8(static_cast<size_t>(at), byte);
+        }
+    }
     // Moves the state machine to time t; pushes what is due.
     void tick(double t, Out &out);
     // The application went: what it left behind that it should not have (the aircraft in the air).
@@ -205,7 +214,7 @@ protected:
                          "(docs/link_reference.md)");
     }
     virtual void version(Buffer &out) const {
-        out.u8(0, 0);
+        out.put(layout::at(layout::row("common.get_version", trace::Dir::Answer), "result"), 0);
         out.put(layout::kVersion, 0x01020300);  // 1.2.3.0
     }
 

@@ -130,16 +130,37 @@ std::string cell(const char *text) {
     return s;
 }
 
+// A field's meaning, then the values it names ("take-off 1, land 6").
+std::string meaning(const Field &f) {
+    std::string s = cell(f.meaning);
+    for (size_t i = 0; i < f.values.size(); ++i) {
+        char v[32];
+        const uint32_t x = f.values[i].value;
+        const bool bit = x >= 8 && (x & (x - 1)) == 0;  // a flag bit reads better in hex
+        std::snprintf(v, sizeof v, bit ? " 0x%02X" : " %u", static_cast<unsigned>(x));
+        s.append(i == 0 ? (s.empty() ? "named values: " : "; named values: ") : ", ")
+            .append(f.values[i].name)
+            .append(v);
+    }
+    return s;
+}
+
+// Where an answer's result byte is, when it is not its first byte.
+std::string result_note(const Message &m) {
+    return m.dir == Dir::Answer && m.result_at != 0 ? "The result byte is byte " + std::to_string(m.result_at) + ".\n\n"
+                                                    : std::string();
+}
+
 void message(FILE *out, const Message &m) {
     std::fprintf(out, "### %s (%s %s)\n\n", m.name, dir_name(m.dir), route_of(m).c_str());
     if (m.field_count() == 0) {
         std::fprintf(out, "No bytes.\n\n");
         return;
     }
-    std::fprintf(out, "| Offset | Field | Type | Meaning | Unit |\n|---:|---|---|---|---|\n");
+    std::fprintf(out, "%s| Offset | Field | Type | Meaning | Unit |\n|---:|---|---|---|---|\n", result_note(m).c_str());
     for (const Field &f : m.field_list()) {
-        std::fprintf(out, "| %u | `%s` | %s | %s | %s |\n", f.offset, f.name, type_of(f).c_str(),
-                     cell(f.meaning).c_str(), cell(f.unit).c_str());
+        std::fprintf(out, "| %u | `%s` | %s | %s | %s |\n", f.offset, f.name, type_of(f).c_str(), meaning(f).c_str(),
+                     cell(f.unit).c_str());
     }
     std::fprintf(out, "\n");
 }

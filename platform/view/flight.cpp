@@ -44,14 +44,7 @@ constexpr const Message &kLapseResult = row("vision.lapse_result", Dir::Push);
 constexpr const Message &kSticks = row("rc.sticks", Dir::Push);
 
 // The flight controller's parameters are addressed by a hash of their name.
-constexpr uint32_t param_hash(std::string_view name) {
-    uint64_t h = 0;
-    for (const char c : name) {
-        h = (h * 256 + static_cast<unsigned char>(c)) % 4294967291u;
-    }
-    return static_cast<uint32_t>(h);
-}
-constexpr uint32_t kRadiusParam = param_hash("g_config.flying_limit.max_radius_0");
+constexpr uint32_t kRadiusParam = cw::link::param::hash(cw::link::param::kMaxRadius);
 
 // Element `i` of the field `name` of the message, or kNone when the row has no such field or the
 // message is too short to hold it.

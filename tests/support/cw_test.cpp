@@ -120,7 +120,7 @@ std::string printed(const std::function<void()> &calls) {
 
 void LinkTest::SetUp() {
     mbus_ctl_reset();
-    mbus_ctl_set_echo(0);
+    mbus_ctl_set_echo(std::getenv("CW_TEST_ECHO") != nullptr ? 1 : 0);  // scripts/log_lines.sh sets it
     mbus_ctl_set_boot_time(123456789);
 }
 

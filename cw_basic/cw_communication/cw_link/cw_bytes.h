@@ -80,6 +80,14 @@ constexpr T get(const std::array<uint8_t, N> &a, size_t off) {
     return get<T>(a.data(), off);
 }
 
+// A value's little-endian bytes.
+template <Field T>
+constexpr std::array<uint8_t, sizeof(T)> bytes(T v) {
+    std::array<uint8_t, sizeof(T)> out{};
+    put<T>(out.data(), 0, v);
+    return out;
+}
+
 // Lays out the arguments one after another, without gaps: pack<uint8_t, float>(mode, rate)
 // gives a 5-byte payload with the mode at 0 and the rate at 1..4.
 template <Field... T>

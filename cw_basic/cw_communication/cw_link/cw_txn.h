@@ -15,8 +15,12 @@
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 
 #include "cirrow/cw_link.h"
+#include "cw_bytes.h"
 #include "cw_messages.h"
 #include "mbus.h"
 
@@ -113,7 +117,9 @@ struct Reply {
     int32_t ret;
     std::span<const uint8_t> answer;
     std::span<const uint8_t> sent;
+    size_t result_at = 0;  // where the answer's row puts the module's result byte
     constexpr uint8_t at(size_t i) const { return i < answer.size() ? answer[i] : 0; }
+    constexpr uint8_t result() const { return at(result_at); }
 };
 
 // A policy is a stateless judge, `Verdict operator()(const Reply &)`; each command's type
@@ -123,8 +129,8 @@ namespace policy {
 constexpr Verdict done(const Reply &r) { return {Outcome::Done, 0, r.ret, r.at(0)}; }
 constexpr Verdict not_sent(const Reply &r, int32_t code) { return {Outcome::SendFailed, code, r.ret, r.at(0)}; }
 constexpr Verdict not_sent(const Reply &r) { return not_sent(r, r.ret); }
-constexpr Verdict refused(const Reply &r, int32_t code = CW_ERR_ACK, size_t byte = 0) {
-    return {Outcome::Refused, code, r.ret, r.at(byte)};
+constexpr Verdict refused(const Reply &r, int32_t code = CW_ERR_ACK) {
+    return {Outcome::Refused, code, r.ret, r.result()};
 }
 
 // Send-only: the link's result is the command's; an answer, where one is awaited, is not judged.
@@ -134,23 +140,18 @@ inline constexpr struct SendOnly {
 // Logged only: a refusal is told apart for the log, but the link's result is the command's.
 inline constexpr struct LoggedOnly {
     constexpr Verdict operator()(const Reply &r) const {
-        return r.ret != 0 ? not_sent(r) : r.at(0) != 0 ? refused(r, 0) : done(r);
+        return r.ret != 0 ? not_sent(r) : r.result() != 0 ? refused(r, 0) : done(r);
     }
 } logged_only{};
-// Ack byte at `At`: answer byte `At` is 0; a refusal is CW_ERR_ACK.
-template <size_t At>
-struct AckByteAt {
+// Ack byte: the result byte is 0; a refusal is CW_ERR_ACK.
+inline constexpr struct AckByte {
     constexpr Verdict operator()(const Reply &r) const {
-        return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, CW_ERR_ACK, At) : done(r);
+        return r.ret != 0 ? not_sent(r) : r.result() != 0 ? refused(r) : done(r);
     }
-};
-template <size_t At>
-inline constexpr AckByteAt<At> ack_byte_at{};
-// Ack byte: answer byte 0 is 0; a refusal is CW_ERR_ACK.
-inline constexpr AckByteAt<0> ack_byte{};
+} ack_byte{};
 // Any failure is a refusal: a failed send and a non-zero result byte are both CW_ERR_ACK.
 inline constexpr struct AnyFailureRefused {
-    constexpr Verdict operator()(const Reply &r) const { return r.ret != 0 || r.at(0) != 0 ? refused(r) : done(r); }
+    constexpr Verdict operator()(const Reply &r) const { return r.ret != 0 || r.result() != 0 ? refused(r) : done(r); }
 } any_failure_refused{};
 // Answer to the caller: the answer is the caller's to judge; a failed send is CW_ERR_ACK.
 inline constexpr struct AnswerToCaller {
@@ -160,7 +161,7 @@ inline constexpr struct AnswerToCaller {
 template <uint8_t Value>
 struct ExpectedByte {
     constexpr Verdict operator()(const Reply &r) const {
-        return r.ret != 0 ? not_sent(r) : r.at(0) != Value || r.answer.empty() ? refused(r) : done(r);
+        return r.ret != 0 ? not_sent(r) : r.result() != Value || r.answer.empty() ? refused(r) : done(r);
     }
 };
 template <uint8_t Value>
@@ -193,40 +194,217 @@ struct AcceptedHeader {
 };
 template <const auto &Headers>
 inline constexpr AcceptedHeader<Headers> accepted_header{};
-// The peer's result byte returned: answer byte `At` is 0, or it is the command's result.
-template <size_t At>
-struct PeerResult {
+// The peer's result byte returned: the result byte is 0, or it is the command's result.
+inline constexpr struct PeerResult {
     constexpr Verdict operator()(const Reply &r) const {
-        return r.ret != 0 ? not_sent(r) : r.at(At) != 0 ? refused(r, r.at(At), At) : done(r);
+        return r.ret != 0 ? not_sent(r) : r.result() != 0 ? refused(r, r.result()) : done(r);
     }
-};
-template <size_t At>
-inline constexpr PeerResult<At> peer_result{};
+} peer_result{};
 
 }  // namespace policy
 
-template <class Judge>
+// ---- Rows lay out the bytes: a request encoded from its row, an answer read through its row ----
+
+// A row's name as a template argument: cw::command<"flight.ds_reset">(...).
+template <size_t N>
+struct Name {
+    char text[N]{};
+    consteval Name(const char (&s)[N]) {  // NOLINT(google-explicit-constructor): written as a literal
+        std::copy_n(s, N, text);
+    }
+    constexpr std::string_view view() const { return {text, N - 1}; }
+};
+
+namespace layout {
+
+// The C++ type of a field's elements, in the order of link::Type (a byte string's are bytes).
+using CTypes = std::tuple<uint8_t, uint16_t, uint32_t, uint64_t, int16_t, int32_t, float, double, uint8_t>;
+static_assert(std::tuple_size_v<CTypes> == static_cast<size_t>(link::Type::Bytes) + 1);
+template <link::Type T>
+using CType = std::tuple_element_t<static_cast<size_t>(T), CTypes>;
+
+// The field type of a C++ type: the numeric type whose C++ type it is.
+inline constexpr link::Type kNumeric[] = {link::Type::U8,  link::Type::U16, link::Type::U32, link::Type::U64,
+                                          link::Type::I16, link::Type::I32, link::Type::F32, link::Type::F64};
+template <class T, size_t... I>
+consteval link::Type find_type(std::index_sequence<I...> /*numeric types*/) {
+    link::Type t = link::Type::Bytes;  // none
+    ((t = std::is_same_v<T, CType<kNumeric[I]>> ? kNumeric[I] : t), ...);
+    return t;
+}
+template <class T>
+consteval link::Type type_of() {
+    constexpr link::Type t = find_type<T>(std::make_index_sequence<std::size(kNumeric)>{});
+    static_assert(t != link::Type::Bytes, "no field of the link has this type");
+    return t;
+}
+
+// An argument of encode(): one element, or an array of elements (a whole field, or part of one).
+template <class T>
+struct Elements {
+    using type = T;
+    static constexpr size_t n = 1;
+};
+template <class E, size_t K>
+struct Elements<std::array<E, K>> {
+    using type = E;
+    static constexpr size_t n = K;
+};
+
+// The elements of a fixed-length row, in the order of its fields: their types and offsets.
+struct Element {
+    link::Type type;
+    size_t offset;
+};
+consteval size_t element_count(const link::Message &m) {
+    size_t n = 0;
+    for (const link::Field &f : m.field_list()) {
+        n += f.count;
+    }
+    return n;
+}
+template <size_t R>
+consteval auto elements() {
+    constexpr const link::Message &m = link::kMessages[R];
+    std::array<Element, element_count(m)> out{};
+    size_t k = 0;
+    for (const link::Field &f : m.field_list()) {
+        for (size_t i = 0; i < f.count; ++i) {
+            const link::Type t = f.type == link::Type::Bytes ? link::Type::U8 : f.type;
+            out[k++] = {t, f.offset + i * link::type_size(f.type)};
+        }
+    }
+    return out;
+}
+// True when the arguments' elements have the row's element types, in its order.
+template <size_t R, class... A>
+consteval bool same_elements() {
+    constexpr auto want = elements<R>();
+    std::array<link::Type, (Elements<A>::n + ... + 0)> got{};
+    size_t k = 0;
+    ((std::fill_n(got.begin() + static_cast<std::ptrdiff_t>(k), Elements<A>::n, type_of<typename Elements<A>::type>()),
+      k += Elements<A>::n),
+     ...);
+    for (size_t i = 0; i < want.size(); ++i) {
+        if (want[i].type != got[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+template <size_t N, class T>
+constexpr void put_arg(uint8_t *p, const std::array<Element, N> &at, size_t &k, const T &v) {
+    if constexpr (Elements<T>::n == 1) {
+        le::put<T>(p, at[k++].offset, v);
+    } else {
+        for (const auto &e : v) {
+            le::put<typename Elements<T>::type>(p, at[k++].offset, e);
+        }
+    }
+}
+
+}  // namespace layout
+
+// A command: its request's row (by index in the table), its answer's row and its policy.
+template <class Judge, size_t R>
 struct Command {
+    static constexpr const link::Message &request() { return link::kMessages[R]; }
+    static constexpr const link::Message &answer() { return link::answer_to(link::kMessages[R]); }
+    static constexpr size_t kAnswerLen = link::answer_len(answer());
+    static constexpr size_t kResultAt = answer().result_at;  // where the module's result byte is
+    using Answer = AnswerBuffer<kAnswerLen>;
+    // A request of a fixed-length row, all zero until encoded.
+    static constexpr size_t kRequestLen = link::extent(request());
+    using Request = std::array<uint8_t, kRequestLen>;
+
     Route route;
 
     // The same command to another receiver (for messages every module answers).
     constexpr Command to(uint16_t rx) const { return {route.to(rx)}; }
+
+    // An answer buffer of the answer's length, zeroed or filled with `fill`.
+    static constexpr Answer answer_buffer() { return Answer{}; }
+    static constexpr Answer answer_buffer(uint8_t fill) { return Answer(fill); }
+
+    // The request, its elements laid out from the row: the arguments must be the row's fields'
+    // types, in its order, an array standing for several elements; the row must be of fixed
+    // length. encode(mode, kConstant) for {"mode", 0, U8}, {"constant", 1, U8} is 2 bytes.
+    template <class... A>
+    static constexpr Request encode(const A &...args) {
+        static_assert(link::fixed_length(request()), "the request's length depends on its arguments: use put()");
+        static_assert((layout::Elements<A>::n + ... + 0) == layout::element_count(request()),
+                      "as many arguments as the row has elements");
+        static_assert(layout::same_elements<R, A...>(), "the arguments have the types of the row's fields, in order");
+        constexpr auto at = layout::elements<R>();
+        Request out{};
+        size_t k = 0;
+        (layout::put_arg(out.data(), at, k, args), ...);
+        return out;
+    }
+
+    // A request whose last field runs to its end: the other fields laid out from `head` as by
+    // encode(), then `tail`'s bytes.
+    template <size_t N, class... A>
+    static constexpr std::array<uint8_t, link::fixed_extent(request()) + N> encode_with(
+        const std::array<uint8_t, N> &tail, const A &...head) {
+        static_assert(!link::fixed_length(request()), "a fixed-length request: use encode()");
+        static_assert((layout::Elements<A>::n + ... + 0) == layout::element_count(request()),
+                      "as many arguments as the row has elements before its last field");
+        static_assert(layout::same_elements<R, A...>(), "the arguments have the types of the row's fields, in order");
+        constexpr auto at = layout::elements<R>();
+        std::array<uint8_t, link::fixed_extent(request()) + N> out{};
+        size_t k = 0;
+        (layout::put_arg(out.data(), at, k, head), ...);
+        constexpr size_t tail_at = link::fixed_extent(request());
+        std::copy(tail.begin(), tail.end(), out.begin() + tail_at);
+        return out;
+    }
+
+    // A request's field of several elements as an array.
+    template <Name F>
+    using Array = std::array<layout::CType<link::field_named(request(), F.view()).type>,
+                             link::field_named(request(), F.view()).count>;
+
+    // Where a request's field starts, and element `i` of it written into a request being laid out.
+    template <Name F>
+    static constexpr size_t at() {
+        constexpr size_t off = link::field_named(request(), F.view()).offset;
+        return off;
+    }
+    template <Name F>
+    static constexpr void put(uint8_t *p, layout::CType<link::field_named(request(), F.view()).type> v, size_t i = 0) {
+        constexpr size_t off = link::field_named(request(), F.view()).offset;
+        le::put(p, off + i * sizeof v, v);
+    }
+
+    // Where an answer's field starts, and element `i` of it read from an answer.
+    template <Name F>
+    static constexpr size_t answer_at() {
+        constexpr size_t off = link::field_named(answer(), F.view()).offset;
+        return off;
+    }
+    template <Name F>
+    static constexpr auto get(const Answer &a, size_t i = 0) {
+        using T = layout::CType<link::field_named(answer(), F.view()).type>;
+        constexpr size_t off = link::field_named(answer(), F.view()).offset;
+        return le::get<T>(a.data(), off + i * sizeof(T));
+    }
 };
 
 // A command: its request's row and its policy.
-template <class Judge>
-consteval Command<Judge> command(std::string_view name, Judge /*policy*/) {
-    return {route(name)};
+template <Name N, class Judge>
+consteval Command<Judge, link::index_of(N.view(), link::Dir::Request)> command(Judge /*policy*/) {
+    return {route(N.view())};
 }
 
 // A command refused at the library's door (bad arguments, no memory): nothing was sent.
 constexpr Verdict unsent(int32_t code) { return {Outcome::SendFailed, code, code, 0}; }
 
 // Sends `cmd`'s request with `payload`, awaiting `answer` (none when empty), and judges it.
-template <class Judge>
-inline Verdict run(const Command<Judge> &cmd, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
+template <class Judge, size_t R>
+inline Verdict run(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, std::span<uint8_t> answer = {}) {
     const int32_t ret = send(cmd.route, payload, answer);
-    return Judge{}(Reply{ret, answer, payload});
+    return Judge{}(Reply{ret, answer, payload, Command<Judge, R>::kResultAt});
 }
 
 }  // namespace cw

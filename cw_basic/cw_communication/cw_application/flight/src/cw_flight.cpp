@@ -12,6 +12,7 @@
 #include "cirrow/cw_flight.h"
 #include "cw_cell.h"
 #include "cw_log.h"
+#include "cw_values.h"
 #include "flight/src/cw_flight_cache.h"
 #include "mbus.h"
 
@@ -43,11 +44,10 @@ constexpr uint32_t kFlightDataItem = 0x1648B7D9;
 constexpr uint8_t kFlightDataBag = 0;
 constexpr uint16_t kFlightDataRate = 200;
 
-constexpr uint8_t kTakeControl = 1;
-constexpr uint8_t kReleaseControl = 2;
-constexpr uint8_t kFunctionTakeoff = 1;
-constexpr uint8_t kFunctionLand = 6;
-constexpr uint8_t kFunctionTestLand = 31;
+using cw::link::value::kLand;
+using cw::link::value::kReleaseControl;
+using cw::link::value::kTakeControl;
+using cw::link::value::kTakeOff;
 constexpr uint8_t kAvoidanceOn = 0xFF;
 constexpr uint8_t kAvoidanceOff = 0x00;
 constexpr uint8_t kFlytestHeartbeat = 50;
@@ -203,10 +203,10 @@ extern "C" int32_t cw_flight_attitude_control(const FlightAttitudeCmd *cmd) {
 
 extern "C" int32_t cw_flight_yaw_rate_control(float rate) { return cw_v1_flight_api_yaw_rate_control(rate); }
 
-extern "C" int32_t cw_flight_takeoff(void) { return cw_v1_flight_api_function_control(kFunctionTakeoff); }
+extern "C" int32_t cw_flight_takeoff(void) { return cw_v1_flight_api_function_control(kTakeOff); }
 
 extern "C" int32_t cw_flight_land(void) {
-    return cw_v1_flight_api_function_control(is_normal_test() ? kFunctionLand : kFunctionTestLand);
+    return cw_v1_flight_api_function_control(is_normal_test() ? kLand : cw::link::value::kTestLand);
 }
 
 extern "C" int32_t cw_flight_enable_oa(void) { return cw_v1_flight_api_switch_oa(kAvoidanceOn); }

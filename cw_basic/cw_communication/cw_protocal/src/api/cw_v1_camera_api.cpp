@@ -15,46 +15,46 @@
 
 namespace {
 
-constexpr auto kQueryMode = cw::command("camera.query_mode", cw::policy::any_failure_refused);
-constexpr auto kSwitchMode = cw::command("camera.switch_mode", cw::policy::any_failure_refused);
-constexpr auto kHeartbeat = cw::command("camera.heartbeat", cw::policy::send_only);
-constexpr auto kPing = cw::command("camera.ping", cw::policy::send_only);
-constexpr auto kPhotoStorageFormat = cw::command("camera.photo_storage_format", cw::policy::any_failure_refused);
-constexpr auto kStoragePath = cw::command("camera.storage_path", cw::policy::any_failure_refused);
-constexpr auto kTakeVideo = cw::command("camera.take_video", cw::policy::any_failure_refused);
-constexpr auto kTakePhoto = cw::command("camera.take_photo", cw::policy::any_failure_refused);
-constexpr auto kGetPath = cw::command("camera.get_path", cw::policy::answer_to_caller);
-constexpr auto kGetFocusMode = cw::command("camera.get_focus_mode", cw::policy::logged_only);
-constexpr auto kSetFocusMode = cw::command("camera.set_focus_mode", cw::policy::any_failure_refused);
-constexpr auto kGetStatus = cw::command("camera.get_status", cw::policy::any_failure_refused);
-constexpr auto kAfRegion = cw::command("camera.af_region", cw::policy::any_failure_refused);
-constexpr auto kCurrFocusLen = cw::command("camera.curr_focus_len", cw::policy::any_failure_refused);
-constexpr auto kExposureMode = cw::command("camera.exposure_mode", cw::policy::any_failure_refused);
-constexpr auto kIso = cw::command("camera.iso", cw::policy::any_failure_refused);
-constexpr auto kShutter = cw::command("camera.shutter", cw::policy::logged_only);
-constexpr auto kVideoFormat = cw::command("camera.video_format", cw::policy::any_failure_refused);
-constexpr auto kVideoStorageFormat = cw::command("camera.video_storage_format", cw::policy::any_failure_refused);
-constexpr auto kCameraFocus = cw::command("camera.focus", cw::policy::logged_only);
-constexpr auto kPhotoFormat = cw::command("camera.photo_format", cw::policy::logged_only);
-constexpr auto kTimelapse = cw::command("camera.timelapse", cw::policy::any_failure_refused);
-constexpr auto kTopMode = cw::command("camera.top_mode", cw::policy::ack_byte);
-constexpr auto kZoom = cw::command("camera.zoom", cw::policy::send_only);
+constexpr auto kQueryMode = cw::command<"camera.query_mode">(cw::policy::any_failure_refused);
+constexpr auto kSwitchMode = cw::command<"camera.switch_mode">(cw::policy::any_failure_refused);
+constexpr auto kHeartbeat = cw::command<"camera.heartbeat">(cw::policy::send_only);
+constexpr auto kPing = cw::command<"camera.ping">(cw::policy::send_only);
+constexpr auto kPhotoStorageFormat = cw::command<"camera.photo_storage_format">(cw::policy::any_failure_refused);
+constexpr auto kStoragePath = cw::command<"camera.storage_path">(cw::policy::any_failure_refused);
+constexpr auto kTakeVideo = cw::command<"camera.take_video">(cw::policy::any_failure_refused);
+constexpr auto kTakePhoto = cw::command<"camera.take_photo">(cw::policy::any_failure_refused);
+constexpr auto kGetPath = cw::command<"camera.get_path">(cw::policy::answer_to_caller);
+constexpr auto kGetFocusMode = cw::command<"camera.get_focus_mode">(cw::policy::logged_only);
+constexpr auto kSetFocusMode = cw::command<"camera.set_focus_mode">(cw::policy::any_failure_refused);
+constexpr auto kGetStatus = cw::command<"camera.get_status">(cw::policy::any_failure_refused);
+constexpr auto kAfRegion = cw::command<"camera.af_region">(cw::policy::any_failure_refused);
+constexpr auto kCurrFocusLen = cw::command<"camera.curr_focus_len">(cw::policy::any_failure_refused);
+constexpr auto kExposureMode = cw::command<"camera.exposure_mode">(cw::policy::any_failure_refused);
+constexpr auto kIso = cw::command<"camera.iso">(cw::policy::any_failure_refused);
+constexpr auto kShutter = cw::command<"camera.shutter">(cw::policy::logged_only);
+constexpr auto kVideoFormat = cw::command<"camera.video_format">(cw::policy::any_failure_refused);
+constexpr auto kVideoStorageFormat = cw::command<"camera.video_storage_format">(cw::policy::any_failure_refused);
+constexpr auto kCameraFocus = cw::command<"camera.focus">(cw::policy::logged_only);
+constexpr auto kPhotoFormat = cw::command<"camera.photo_format">(cw::policy::logged_only);
+constexpr auto kTimelapse = cw::command<"camera.timelapse">(cw::policy::any_failure_refused);
+constexpr auto kTopMode = cw::command<"camera.top_mode">(cw::policy::ack_byte);
+constexpr auto kZoom = cw::command<"camera.zoom">(cw::policy::send_only);
 
 constexpr uint8_t kModePhoto = 0;
 constexpr uint8_t kModeVideo = 1;
 
 // Storage path requests: a fixed head, then the medium.
-constexpr std::array<uint8_t, 6> kStoragePathHead = {0x01, 0x00, 0x00, 0x00, 0x02, 0x00};
-constexpr std::array<uint8_t, 2> kMediumSdCard = {0x00, 0x01};
-constexpr std::array<uint8_t, 2> kMediumEmcc = {0x01, 0x00};
-
-constexpr size_t kVideoFormatLen = 5;
-constexpr size_t kPhotoFormatLen = 6;
-constexpr size_t kTimelapseLen = 6;
-constexpr size_t kAfRegionLen = 8;
-constexpr size_t kPathAnswerLen = 10;
-constexpr size_t kFocusLenAnswerLen = 47;
-constexpr size_t kFocusLenAt = 28;
+using Medium = decltype(kStoragePath)::Array<"medium">;
+constexpr decltype(kStoragePath)::Array<"head"> kStoragePathHead = {0x01, 0x00, 0x00, 0x00, 0x02, 0x00};
+constexpr Medium kMediumSdCard = {0x00, 0x01};
+constexpr Medium kMediumEmcc = {0x01, 0x00};
+// The records handed over as they are: as long as their rows; the caller's path buffer as long as
+// the path's answer.
+constexpr size_t kVideoFormatBytes = kVideoFormat.kRequestLen;
+constexpr size_t kPhotoFormatBytes = kPhotoFormat.kRequestLen;
+constexpr size_t kTimelapseBytes = kTimelapse.kRequestLen;
+constexpr size_t kAfRegionBytes = kAfRegion.kRequestLen;
+constexpr size_t kPathBytes = kGetPath.kAnswerLen;
 constexpr uint8_t kPhotoFormatMaxMode = 13;
 constexpr uint8_t kPhotoFormatMaxType = 2;
 constexpr uint8_t kPhotoMaxType = 9;
@@ -71,12 +71,12 @@ bool same_text(const char *text, const char *expected) { return text != nullptr 
 
 extern "C" int32_t cw_v1_camera_api_query_camera_mode(uint8_t *mode) {
     CW_REQUIRE(mode);
-    cw::AnswerBuffer<2> ans;
+    auto ans = kQueryMode.answer_buffer();
     const cw::Verdict v = cw::run(kQueryMode, {}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
     } else {
-        *mode = ans[1];
+        *mode = kQueryMode.get<"mode">(ans);
     }
     return v.code;
 }
@@ -91,8 +91,8 @@ extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
     if (current == target) {
         return 0;
     }
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kSwitchMode, cw::le::pack<uint8_t>(target), ans.span());
+    auto ans = kSwitchMode.answer_buffer();
+    const cw::Verdict v = cw::run(kSwitchMode, kSwitchMode.encode(target), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
     }
@@ -100,8 +100,8 @@ extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
 }
 
 extern "C" int32_t cw_v1_camera_set_top_mode(uint8_t mode) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kTopMode, cw::le::pack<uint8_t>(mode), ans.span());
+    auto ans = kTopMode.answer_buffer();
+    const cw::Verdict v = cw::run(kTopMode, kTopMode.encode(mode), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
             CW_USRLOG("[cirrow] set camera top mode fail when switch function %d\n", v.ret);
@@ -126,12 +126,12 @@ extern "C" int32_t cw_v1_camera_api_send_heartbeat(void) {
 }
 
 extern "C" int32_t cw_v1_camera_api_ping(uint8_t value) {
-    cw::AnswerBuffer<2> ans(kNoAnswer);
-    const cw::Verdict v = cw::run(kPing, cw::le::pack<uint8_t>(value), ans.span());
+    auto ans = kPing.answer_buffer(kNoAnswer);
+    const cw::Verdict v = cw::run(kPing, kPing.encode(value), ans.span());
     if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw ping camera send v1 fail result = %d %d\r\n", v.ret, ans[1]);
+        CW_USRLOG("cw ping camera send v1 fail result = %d %d\r\n", v.ret, ans[kPing.kResultAt]);
     } else {
-        CW_USRLOG("cw ping camera success, ack:%d\n", ans[1]);
+        CW_USRLOG("cw ping camera success, ack:%d\n", ans[kPing.kResultAt]);
     }
     return v.code;
 }
@@ -143,8 +143,8 @@ extern "C" int32_t cw_v1_camera_api_take_photo(uint8_t type) {
         CW_USRLOG("[cirrow] photo type error: %d\n", type);
         return CW_ERR_PARAM;
     }
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kTakePhoto, cw::le::pack<uint8_t>(type), ans.span());
+    auto ans = kTakePhoto.answer_buffer();
+    const cw::Verdict v = cw::run(kTakePhoto, kTakePhoto.encode(type), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
@@ -160,8 +160,8 @@ extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
         CW_USRLOG("[cirrow] take video action must be START or STOP: %s\n", action ? action : "(null)");
         return CW_ERR_PARAM;
     }
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kTakeVideo, cw::le::pack<uint8_t>(start), ans.span());
+    auto ans = kTakeVideo.answer_buffer();
+    const cw::Verdict v = cw::run(kTakeVideo, kTakeVideo.encode(start), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, v.ret, v.result_byte);
     }
@@ -170,8 +170,8 @@ extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
 
 extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
     CW_REQUIRE(params);
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kTimelapse, {params, kTimelapseLen}, ans.span());
+    auto ans = kTimelapse.answer_buffer();
+    const cw::Verdict v = cw::run(kTimelapse, {params, kTimelapseBytes}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
@@ -181,13 +181,13 @@ extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
 extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom) {
     (void)a;
     (void)b;
-    cw::AnswerBuffer<2> ans(kNoAnswer);
-    const auto payload = cw::le::pack<uint8_t, uint8_t, uint16_t>(kZoomHead0, kZoomHead1, zoom);
+    auto ans = kZoom.answer_buffer(kNoAnswer);
+    const auto payload = kZoom.encode(kZoomHead0, kZoomHead1, zoom);
     const cw::Verdict v = cw::run(kZoom, payload, ans.span());
     if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw ctrl camera zoom send v1 fail result = %d %d\r\n", v.ret, ans[1]);
+        CW_USRLOG("cw ctrl camera zoom send v1 fail result = %d %d\r\n", v.ret, ans[kZoom.kResultAt]);
     } else {
-        CW_USRLOG("cw ctrl camera zoom success, ack:%d\n", ans[1]);
+        CW_USRLOG("cw ctrl camera zoom success, ack:%d\n", ans[kZoom.kResultAt]);
     }
     return v.code;
 }
@@ -195,8 +195,8 @@ extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom
 // ---- Formats and storage ----
 
 extern "C" int32_t cw_v1_camera_api_set_photo_storage_format(uint8_t format) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kPhotoStorageFormat, cw::le::pack<uint8_t>(format), ans.span());
+    auto ans = kPhotoStorageFormat.answer_buffer();
+    const cw::Verdict v = cw::run(kPhotoStorageFormat, kPhotoStorageFormat.encode(format), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
     }
@@ -204,18 +204,18 @@ extern "C" int32_t cw_v1_camera_api_set_photo_storage_format(uint8_t format) {
 }
 
 extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
-    std::array<uint8_t, 8> payload{};
-    std::copy(kStoragePathHead.begin(), kStoragePathHead.end(), payload.begin());
+    // The request: the fixed head, then the medium named.
+    Medium medium{};
     if (same_text(name, "SDCard")) {
-        std::copy(kMediumSdCard.begin(), kMediumSdCard.end(), payload.begin() + kStoragePathHead.size());
+        medium = kMediumSdCard;
     } else if (same_text(name, "EMCC")) {
-        std::copy(kMediumEmcc.begin(), kMediumEmcc.end(), payload.begin() + kStoragePathHead.size());
+        medium = kMediumEmcc;
     } else {
         CW_USRLOG("[cirrow] path name must be SDCard or EMCC!\n");
         return CW_ERR_ACK;
     }
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kStoragePath, payload, ans.span());
+    auto ans = kStoragePath.answer_buffer();
+    const cw::Verdict v = cw::run(kStoragePath, kStoragePath.encode(kStoragePathHead, medium), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", v.ret, v.result_byte);
     }
@@ -224,8 +224,8 @@ extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
 
 extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
     CW_REQUIRE(format);
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kVideoFormat, {format, kVideoFormatLen}, ans.span());
+    auto ans = kVideoFormat.answer_buffer();
+    const cw::Verdict v = cw::run(kVideoFormat, {format, kVideoFormatBytes}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", v.ret, v.result_byte);
     }
@@ -233,8 +233,8 @@ extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_storage_format(uint8_t format) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kVideoStorageFormat, cw::le::pack<uint8_t>(format), ans.span());
+    auto ans = kVideoStorageFormat.answer_buffer();
+    const cw::Verdict v = cw::run(kVideoStorageFormat, kVideoStorageFormat.encode(format), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", v.ret, v.result_byte);
     }
@@ -247,8 +247,8 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
         CW_USRLOG("[cirrow] param error: mode %d, type %d\n", format[0], format[2]);
         return CW_ERR_PARAM;
     }
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kPhotoFormat, {format, kPhotoFormatLen}, ans.span());
+    auto ans = kPhotoFormat.answer_buffer();
+    const cw::Verdict v = cw::run(kPhotoFormat, {format, kPhotoFormatBytes}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
@@ -259,19 +259,19 @@ extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
 
 extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
     CW_REQUIRE(mode);
-    cw::AnswerBuffer<2> ans;
+    auto ans = kGetFocusMode.answer_buffer();
     const cw::Verdict v = cw::run(kGetFocusMode, {}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", v.ret, v.result_byte);
     } else {
-        *mode = ans[1];
+        *mode = kQueryMode.get<"mode">(ans);
     }
     return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kSetFocusMode, cw::le::pack<uint8_t>(mode), ans.span());
+    auto ans = kSetFocusMode.answer_buffer();
+    const cw::Verdict v = cw::run(kSetFocusMode, kSetFocusMode.encode(mode), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", v.ret, v.result_byte);
     }
@@ -280,8 +280,8 @@ extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
 
 extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
     CW_REQUIRE(region);
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kAfRegion, {region, kAfRegionLen}, ans.span());
+    auto ans = kAfRegion.answer_buffer();
+    const cw::Verdict v = cw::run(kAfRegion, {region, kAfRegionBytes}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("get camera file path fail %d\n", v.ret);
     }
@@ -290,19 +290,19 @@ extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
 
 extern "C" int32_t cw_v1_camera_get_curr_focus_len(uint16_t *focal) {
     CW_REQUIRE(focal);
-    cw::AnswerBuffer<kFocusLenAnswerLen> ans;
+    auto ans = kCurrFocusLen.answer_buffer();
     const cw::Verdict v = cw::run(kCurrFocusLen, {}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("get camera file path fail %d\n", v.ret);
     } else {
-        *focal = cw::le::get<uint16_t>(ans.data(), kFocusLenAt);
+        *focal = kCurrFocusLen.get<"focal">(ans);
     }
     return v.code;
 }
 
 extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kCameraFocus, cw::le::pack<uint16_t>(focus), ans.span());
+    auto ans = kCameraFocus.answer_buffer();
+    const cw::Verdict v = cw::run(kCameraFocus, kCameraFocus.encode(focus), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", v.ret, v.result_byte);
     }
@@ -310,8 +310,8 @@ extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
 }
 
 extern "C" int32_t cw_v1_camera_api_switch_exposure_mode(uint8_t first, uint8_t second) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kExposureMode, cw::le::pack<uint8_t, uint8_t>(first, second), ans.span());
+    auto ans = kExposureMode.answer_buffer();
+    const cw::Verdict v = cw::run(kExposureMode, kExposureMode.encode(first, second), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(v.ret), v.result_byte);
     }
@@ -319,8 +319,8 @@ extern "C" int32_t cw_v1_camera_api_switch_exposure_mode(uint8_t first, uint8_t 
 }
 
 extern "C" int32_t cw_v1_camera_api_set_iso(uint8_t iso) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kIso, cw::le::pack<uint8_t>(iso), ans.span());
+    auto ans = kIso.answer_buffer();
+    const cw::Verdict v = cw::run(kIso, kIso.encode(iso), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("set iso fail  result = %d ack = %d\n", v.ret, v.result_byte);
     }
@@ -329,8 +329,8 @@ extern "C" int32_t cw_v1_camera_api_set_iso(uint8_t iso) {
 
 extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uint16_t value, uint8_t last) {
     const uint16_t sent = flag != 0 ? static_cast<uint16_t>(value | kShutterFlagBit) : value;
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kShutter, cw::le::pack<uint8_t, uint16_t, uint8_t>(first, sent, last), ans.span());
+    auto ans = kShutter.answer_buffer();
+    const cw::Verdict v = cw::run(kShutter, kShutter.encode(first, sent, last), ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", v.ret, v.result_byte);
     }
@@ -341,13 +341,13 @@ extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uin
 
 extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
     CW_REQUIRE(status);
-    cw::AnswerBuffer<6> ans;
+    auto ans = kGetStatus.answer_buffer();
     const cw::Verdict v = cw::run(kGetStatus, {}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", v.ret, v.result_byte);
     } else {
-        status->state = ans[1];
-        status->detail = ans[5];
+        status->state = kGetStatus.get<"state">(ans);
+        status->detail = kGetStatus.get<"detail">(ans);
     }
     return v.code;
 }
@@ -355,7 +355,7 @@ extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
 extern "C" int32_t cw_v1_camera_api_get_path(uint8_t *answer) {
     CW_REQUIRE(answer);
     // The camera's answer goes straight into the caller's buffer, judged by the caller.
-    const cw::Verdict v = cw::run(kGetPath, {}, {answer, kPathAnswerLen});
+    const cw::Verdict v = cw::run(kGetPath, {}, {answer, kPathBytes});
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("get camera file path fail %d\n", v.ret);
     }

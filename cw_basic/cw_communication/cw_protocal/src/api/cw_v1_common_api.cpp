@@ -13,20 +13,20 @@
 
 namespace {
 
-constexpr auto kGetVersion = cw::command("common.get_version", cw::policy::any_failure_refused);
-constexpr auto kGetSn = cw::command("common.get_sn", cw::policy::any_failure_refused);
+constexpr auto kGetVersion = cw::command<"common.get_version">(cw::policy::any_failure_refused);
+constexpr auto kGetSn = cw::command<"common.get_sn">(cw::policy::any_failure_refused);
 
-constexpr size_t kVersionAnswerLen = 30;
-constexpr size_t kVersionAt = 22;  // four bytes, least significant first
-constexpr size_t kSnAnswerLen = 32;
-constexpr size_t kSnAt = 3;
-constexpr size_t kSnLen = 14;
+// The version is four bytes, least significant first; the serial number a text of its field's
+// length.
+constexpr size_t kVersionAt = kGetVersion.answer_at<"version">();
+constexpr size_t kSnAt = kGetSn.answer_at<"sn">();
+constexpr size_t kSnLen = cw::link::field_named(kGetSn.answer(), "sn").count;
 
 }  // namespace
 
 extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
     CW_REQUIRE(version);
-    cw::AnswerBuffer<kVersionAnswerLen> ans;
+    auto ans = kGetVersion.answer_buffer();
     const cw::Verdict v = cw::run(kGetVersion.to(receiver), {}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, v.ret, v.result_byte);
@@ -40,8 +40,8 @@ extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version
 
 extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
     CW_REQUIRE(sn);
-    const auto payload = cw::le::pack<uint8_t>(sn_selector);
-    cw::AnswerBuffer<kSnAnswerLen> ans;
+    const auto payload = kGetSn.encode(sn_selector);
+    auto ans = kGetSn.answer_buffer();
     const cw::Verdict v = cw::run(kGetSn, payload, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", v.ret, v.result_byte);

@@ -15,95 +15,95 @@
 
 namespace {
 
-// Data subscription.
-constexpr auto kDsReset = cw::command("flight.ds_reset", cw::policy::ack_byte);
-constexpr auto kDsBagAdd = cw::command("flight.ds_bag_add", cw::policy::send_only);
-constexpr size_t kBagHeaderLen = 5;
+// Data subscription: a reset stops the flight data, a bag added starts it.
+// A bag request is its number, its rate, a constant 1, the item count, then the items, four bytes
+// each; the answer echoes the bag and the count after the result byte.
+constexpr auto kDsReset = cw::command<"flight.ds_reset">(cw::policy::ack_byte);
+constexpr auto kDsBagAdd = cw::command<"flight.ds_bag_add">(cw::policy::send_only);
 constexpr uint8_t kBagMaxItems = 62;  // keeps the request length within a byte
-constexpr size_t kBagAnswerLen = 5;
+constexpr uint8_t kBagConstant = 1;
+using BagAnswer = decltype(kDsBagAdd)::Answer;
 
 // Control, steering, functions.
-constexpr auto kControlEnable = cw::command("flight.control_enable", cw::policy::ack_byte);
-constexpr auto kSubmodeSet = cw::command("flight.submode_set", cw::policy::ack_byte);
-constexpr auto kAdvControl = cw::command("flight.adv_control", cw::policy::send_only);
-constexpr auto kYawRateControl = cw::command("flight.yaw_rate_control", cw::policy::send_only);
-constexpr auto kFunctionControl = cw::command("flight.function_control", cw::policy::send_only);
-constexpr auto kSwitchOa = cw::command("flight.switch_oa", cw::policy::send_only);
-constexpr auto kFlightHeartbeat = cw::command("flight.heartbeat", cw::policy::send_only);
+constexpr auto kControlEnable = cw::command<"flight.control_enable">(cw::policy::ack_byte);
+constexpr auto kSubmodeSet = cw::command<"flight.submode_set">(cw::policy::ack_byte);
+constexpr auto kAdvControl = cw::command<"flight.adv_control">(cw::policy::send_only);
+constexpr auto kYawRateControl = cw::command<"flight.yaw_rate_control">(cw::policy::send_only);
+constexpr auto kFunctionControl = cw::command<"flight.function_control">(cw::policy::send_only);
+constexpr auto kSwitchOa = cw::command<"flight.switch_oa">(cw::policy::send_only);
+constexpr auto kFlightHeartbeat = cw::command<"flight.heartbeat">(cw::policy::send_only);
+// A control request carries a constant 2 after its mode.
 constexpr uint8_t kControlConstant = 2;
 
 // IMU calibration.
-constexpr auto kPropellerCali = cw::command("flight.propeller_cali", cw::policy::send_only);
+constexpr auto kPropellerCali = cw::command<"flight.propeller_cali">(cw::policy::send_only);
+// The propeller calibration's actions, and the byte the base heartbeat sends and expects back.
 constexpr uint8_t kPropellerCaliStart = 1;
 constexpr uint8_t kPropellerCaliReset = 2;
 constexpr uint8_t kBaseHeartbeatByte = 14;
-constexpr auto kBaseHeartbeat = cw::command("flight.base_heartbeat", cw::policy::expected_byte<kBaseHeartbeatByte>);
-constexpr size_t kImuCaliRtAnswerLen = 50;
-constexpr std::array<std::array<uint8_t, 6>, 2> kCaliRtHeaders = {{
-    {0x0A, 0x00, 0x52, 0x29, 0x2C, 0x00},
-    {0x0A, 0x01, 0x52, 0x29, 0x2C, 0x00},
-}};
-constexpr auto kImuCaliRt = cw::command("flight.imu_cali_rt", cw::policy::accepted_header<kCaliRtHeaders>);
+constexpr auto kBaseHeartbeat = cw::command<"flight.base_heartbeat">(cw::policy::expected_byte<kBaseHeartbeatByte>);
+// The IMU calibration's real-time values: the request is the caller's, the answer a record that
+// starts with one of these headers.
+constexpr const auto &kCaliRtHeaders = cw::link::value::kImuCaliHeaders;
+constexpr auto kImuCaliRt = cw::command<"flight.imu_cali_rt">(cw::policy::accepted_header<kCaliRtHeaders>);
 
-// Parameters by name hash (the calibration start and progress use the same messages).
-constexpr auto kCaliStart = cw::command("flight.param_write", cw::policy::echo);
-constexpr auto kCaliProgress = cw::command("flight.param_read", cw::policy::echo);
-constexpr auto kParamRead = cw::command("flight.param_read", cw::policy::peer_result<0>);
-constexpr auto kParamWrite = cw::command("flight.param_write", cw::policy::peer_result<0>);
-constexpr auto kNamedWrite = cw::command("flight.param_write", cw::policy::send_only);
-constexpr size_t kParamAnswerHead = 5;   // result byte, echoed hash
-constexpr uint32_t kParamMaxSize = 250;  // keeps both lengths within a byte
+// Parameters by name hash (the calibration start and progress use the same messages, judged by
+// their echo). A value goes after its hash; the answer echoes both after the result byte.
+constexpr auto kCaliStart = cw::command<"flight.param_write">(cw::policy::echo);
+constexpr auto kCaliProgress = cw::command<"flight.param_read">(cw::policy::echo);
+constexpr auto kPmRead = cw::command<"flight.param_read">(cw::policy::peer_result);
+constexpr auto kPmWrite = cw::command<"flight.param_write">(cw::policy::peer_result);
+constexpr auto kNamedWrite = cw::command<"flight.param_write">(cw::policy::send_only);
+constexpr size_t kParamValueAt = kPmWrite.answer_at<"value">();  // after the result byte and the hash
+constexpr uint32_t kParamMaxSize = 250;                          // keeps both lengths within a byte
 
 // Identity and the quick-test switch.
-constexpr auto kIdentityWriteCmd = cw::command("flight.identity_write", cw::policy::peer_result<1>);
-constexpr auto kIdentityReadCmd = cw::command("flight.identity_read", cw::policy::peer_result<1>);
-constexpr uint8_t kIdentityWrite = 7;
-constexpr uint8_t kIdentityRead = 8;
-constexpr auto kQuickTestSwitch = cw::command("quicktest.switch", cw::policy::send_only);
+constexpr auto kIdentityWriteCmd = cw::command<"flight.identity_write">(cw::policy::peer_result);
+constexpr auto kIdentityReadCmd = cw::command<"flight.identity_read">(cw::policy::peer_result);
+// An identity write sets the identity byte, the last of its data.
+using cw::link::value::kIdentityRead;
+using cw::link::value::kIdentityWrite;
+constexpr auto kQuickTestSwitch = cw::command<"quicktest.switch">(cw::policy::send_only);
+// The quick-test switch: on or off, a reserved byte, and with an on the on value.
 constexpr uint8_t kQuickTestOn = 1;
 constexpr uint8_t kQuickTestOff = 2;
 constexpr uint8_t kQuickTestOnValue = 5;
 
-// The link's parameter hash: the name's bytes as digits in base 256, modulo the prime 2^32 - 5.
-constexpr uint32_t hash_name(const char *name) {
-    constexpr uint64_t kPrime = 4294967291u;
-    uint64_t h = 0;
-    for (; *name != '\0'; ++name) {
-        h = (h * 256 + static_cast<uint8_t>(*name)) % kPrime;
-    }
-    return static_cast<uint32_t>(h);
-}
+// The parameters this module writes and reads, by the hash of their names: the flight controller
+// looks its parameters up by that hash alone, so a name it does not know reads as "no such
+// parameter" and a write to it is not stored.
+namespace param = cw::link::param;
+constexpr uint32_t kHashMaxHeight = param::hash(param::kMaxHeight);
+constexpr uint32_t kHashMaxRadius = param::hash(param::kMaxRadius);
+constexpr uint32_t kHashRadiusLimitEnabled = param::hash(param::kRadiusLimitEnabled);
+constexpr uint32_t kHashDownVo = param::hash(param::kDownVo);
+constexpr uint32_t kHashCompassCali = param::hash(param::kCompassCali);
+constexpr uint32_t kHashVibration = param::hash(param::kVibration);
 
-constexpr uint32_t kHashMaxHeight = hash_name("g_config.flying_limit.max_height_0");
-constexpr uint32_t kHashMaxRadius = hash_name("g_config.flying_limit.max_radius_0");
-constexpr uint32_t kHashRadiusLimitEnabled = hash_name("g_config.flying_limit.radius_limit_enabled_0");
-constexpr uint32_t kHashDownVo = hash_name("g_config.mvo_cfg.mvo_func_en_0");
-constexpr uint32_t kHashCompassCali = hash_name("auto_cali_enable_0");
-constexpr uint32_t kHashVibration = hash_name("enable_0");
-
-// The request of a named write without answer: the hash, then a 16-bit value.
-constexpr std::array<uint8_t, 6> named_write(uint32_t hash, uint16_t value) {
-    return cw::le::pack<uint32_t, uint16_t>(hash, value);
+// The request of a named write without answer: the hash, then a 16-bit value (the switches this
+// module makes by parameter).
+constexpr auto named_write(uint32_t hash, uint16_t value) {
+    return kNamedWrite.encode_with(cw::le::bytes(value), hash);
 }
 
 // Lays out and runs a subscription bag: CW_ERR_PARAM (a count above 62 or missing items) or
-// CW_ERR_NOMEM with nothing sent, else the bag's verdict.
-cw::Verdict run_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items,
-                    cw::AnswerBuffer<kBagAnswerLen> &ans) {
+// CW_ERR_NOMEM with nothing sent, else the bag's verdict. The request's length depends on the
+// item count: it is laid out in a block of its own.
+cw::Verdict run_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items, BagAnswer &ans) {
     if (count > kBagMaxItems || (count != 0 && items == nullptr)) {
         return cw::unsent(CW_ERR_PARAM);
     }
-    cw::HeapPayload payload(kBagHeaderLen + 4u * count);
+    cw::HeapPayload payload(kDsBagAdd.at<"items">() + sizeof(uint32_t) * count);
     if (!payload.ok()) {
         return cw::unsent(CW_ERR_NOMEM);
     }
     uint8_t *p = payload.data();
-    cw::le::put<uint8_t>(p, 0, bag);
-    cw::le::put<uint16_t>(p, 1, rate);
-    cw::le::put<uint8_t>(p, 3, 1);
-    cw::le::put<uint8_t>(p, 4, count);
+    kDsBagAdd.put<"bag">(p, bag);
+    kDsBagAdd.put<"rate">(p, rate);
+    kDsBagAdd.put<"constant">(p, kBagConstant);
+    kDsBagAdd.put<"count">(p, count);
     for (size_t i = 0; i < count; ++i) {
-        cw::le::put<uint32_t>(p, kBagHeaderLen + 4 * i, items[i]);
+        kDsBagAdd.put<"items">(p, items[i], i);
     }
     return cw::run(kDsBagAdd, payload.view(), ans.span());
 }
@@ -111,19 +111,19 @@ cw::Verdict run_bag(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *i
 // Lays out and runs a parameter write of `size` value bytes, awaiting 5 + size answer bytes:
 // CW_ERR_PARAM or CW_ERR_NOMEM with nothing sent, else the write's verdict.
 cw::Verdict run_pm_write(const uint32_t *hash, const void *value, uint32_t size,
-                         cw::AnswerBuffer<kParamAnswerHead + kParamMaxSize> &ans) {
+                         cw::AnswerBuffer<kParamValueAt + kParamMaxSize> &ans) {
     if (hash == nullptr || size > kParamMaxSize || (size != 0 && value == nullptr)) {
         return cw::unsent(CW_ERR_PARAM);
     }
-    cw::HeapPayload payload(4 + size);
+    cw::HeapPayload payload(kPmWrite.at<"value">() + size);
     if (!payload.ok()) {
         return cw::unsent(CW_ERR_NOMEM);
     }
-    cw::le::put<uint32_t>(payload.data(), 0, *hash);
+    kPmWrite.put<"hash">(payload.data(), *hash);
     if (size != 0) {
-        std::memcpy(payload.data() + 4, value, size);
+        std::memcpy(payload.data() + kPmWrite.at<"value">(), value, size);
     }
-    return cw::run(kParamWrite, payload.view(), ans.span().first(kParamAnswerHead + size));
+    return cw::run(kPmWrite, payload.view(), ans.span().first(kParamValueAt + size));
 }
 
 }  // namespace
@@ -131,7 +131,7 @@ cw::Verdict run_pm_write(const uint32_t *hash, const void *value, uint32_t size,
 // ---- Data subscription ----
 
 extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
-    cw::AnswerBuffer<1> ans;
+    auto ans = kDsReset.answer_buffer();
     const cw::Verdict v = cw::run(kDsReset, {}, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -148,14 +148,14 @@ extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
 }
 
 extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
-    cw::AnswerBuffer<kBagAnswerLen> ans;
+    BagAnswer ans;
     const cw::Verdict v = run_bag(bag, rate, count, items, ans);
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("cw flight ds %d add send fail %d\n", bag, v.code);
         return v.code;
     }
     // The flight controller's answer is reported as it came.
-    for (size_t i = 0; i < kBagAnswerLen; ++i) {
+    for (size_t i = 0; i < kDsBagAdd.kAnswerLen; ++i) {
         CW_USRLOG("ACK RESULT -----  %d ----- %d\n", static_cast<int>(i), ans[i]);
     }
     return v.code;
@@ -164,8 +164,8 @@ extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8
 // ---- Control and steering ----
 
 extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
-    const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, kControlConstant);
-    cw::AnswerBuffer<1> ans;
+    const auto payload = kControlEnable.encode(mode, kControlConstant);
+    auto ans = kControlEnable.answer_buffer();
     const cw::Verdict v = cw::run(kControlEnable, payload, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -182,8 +182,8 @@ extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
 }
 
 extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
-    const auto payload = cw::le::pack<uint8_t, uint8_t>(mode, submode);
-    cw::AnswerBuffer<1> ans;
+    const auto payload = kSubmodeSet.encode(mode, submode);
+    auto ans = kSubmodeSet.answer_buffer();
     const cw::Verdict v = cw::run(kSubmodeSet, payload, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -201,8 +201,8 @@ extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
 
 extern "C" int32_t cw_v1_flight_api_adv_control(uint8_t mode_a, uint8_t mode_b, float v0, float v1, float v2, float v3,
                                                 float v4, float v5) {
-    const auto payload = cw::le::pack<uint8_t, uint8_t, float, float, float, float, float, float>(mode_a, mode_b, v0,
-                                                                                                  v1, v2, v3, v4, v5);
+    // The modes, then the six values.
+    const auto payload = kAdvControl.encode(mode_a, mode_b, v0, v1, v2, v3, v4, v5);
     const cw::Verdict v = cw::run(kAdvControl, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG_BOTH(cw::log::kFail, "cw_v1_flight_api_adv_control() v1_send fail %d\n", v.ret);
@@ -211,7 +211,7 @@ extern "C" int32_t cw_v1_flight_api_adv_control(uint8_t mode_a, uint8_t mode_b, 
 }
 
 extern "C" int32_t cw_v1_flight_api_yaw_rate_control(float rate) {
-    const cw::Verdict v = cw::run(kYawRateControl, cw::le::pack<float>(rate));
+    const cw::Verdict v = cw::run(kYawRateControl, kYawRateControl.encode(rate));
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "cw flight yaw_ctrl fail %d\n", v.ret);
     }
@@ -219,7 +219,7 @@ extern "C" int32_t cw_v1_flight_api_yaw_rate_control(float rate) {
 }
 
 extern "C" int32_t cw_v1_flight_api_function_control(uint8_t function) {
-    const cw::Verdict v = cw::run(kFunctionControl, cw::le::pack<uint8_t>(function));
+    const cw::Verdict v = cw::run(kFunctionControl, kFunctionControl.encode(function));
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "cw_v1_flight_api_functon_control(%d) fail %d\n", function, v.ret);
     }
@@ -227,7 +227,7 @@ extern "C" int32_t cw_v1_flight_api_function_control(uint8_t function) {
 }
 
 extern "C" int32_t cw_v1_flight_api_switch_oa(uint8_t on_off) {
-    const cw::Verdict v = cw::run(kSwitchOa, cw::le::pack<uint8_t>(on_off));
+    const cw::Verdict v = cw::run(kSwitchOa, kSwitchOa.encode(on_off));
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "cw_v1_flight_api_switch(%x) fail %d\n", on_off, v.ret);
     }
@@ -235,7 +235,7 @@ extern "C" int32_t cw_v1_flight_api_switch_oa(uint8_t on_off) {
 }
 
 extern "C" int32_t cw_v1_flight_api_send_heartbeat(uint8_t kind, uint8_t value) {
-    const cw::Verdict v = cw::run(kFlightHeartbeat, cw::le::pack<uint8_t, uint8_t>(kind, value));
+    const cw::Verdict v = cw::run(kFlightHeartbeat, kFlightHeartbeat.encode(kind, value));
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("cw_v1_flight_api_send_heartbeat() fail %d\n", v.ret);
     }
@@ -245,7 +245,7 @@ extern "C" int32_t cw_v1_flight_api_send_heartbeat(uint8_t kind, uint8_t value) 
 // ---- IMU calibration ----
 
 extern "C" int32_t cw_v1_flight_api_imu_propeller_cali(void) {
-    const cw::Verdict v = cw::run(kPropellerCali, cw::le::pack<uint8_t>(kPropellerCaliStart));
+    const cw::Verdict v = cw::run(kPropellerCali, kPropellerCali.encode(kPropellerCaliStart));
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali() fail %d\n", v.ret);
     }
@@ -253,7 +253,7 @@ extern "C" int32_t cw_v1_flight_api_imu_propeller_cali(void) {
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_propeller_cali_reset(void) {
-    const cw::Verdict v = cw::run(kPropellerCali, cw::le::pack<uint8_t>(kPropellerCaliReset));
+    const cw::Verdict v = cw::run(kPropellerCali, kPropellerCali.encode(kPropellerCaliReset));
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali_reset() fail %d\n", v.ret);
     }
@@ -261,8 +261,8 @@ extern "C" int32_t cw_v1_flight_api_imu_propeller_cali_reset(void) {
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_base_heartbeat(void) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kBaseHeartbeat, cw::le::pack<uint8_t>(kBaseHeartbeatByte), ans.span());
+    auto ans = kBaseHeartbeat.answer_buffer();
+    const cw::Verdict v = cw::run(kBaseHeartbeat, kBaseHeartbeat.encode(kBaseHeartbeatByte), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
             CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat() fail %d\n", v.ret);
@@ -277,8 +277,8 @@ extern "C" int32_t cw_v1_flight_api_imu_base_heartbeat(void) {
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) {
-    cw::AnswerBuffer<6> ans;
-    const cw::Verdict v = cw::run(kCaliStart, cw::le::pack<uint32_t, uint8_t>(key, value), ans.span());
+    auto ans = kCaliStart.answer_buffer();
+    const cw::Verdict v = cw::run(kCaliStart, kCaliStart.encode_with(cw::le::bytes(value), key), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
             CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali() fail %d\n", v.ret);
@@ -295,8 +295,8 @@ extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) 
 
 extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *progress) {
     CW_REQUIRE(progress);
-    cw::AnswerBuffer<6> ans;
-    const cw::Verdict v = cw::run(kCaliProgress, cw::le::pack<uint32_t>(key), ans.span());
+    auto ans = kCaliProgress.answer_buffer();
+    const cw::Verdict v = cw::run(kCaliProgress, kCaliProgress.encode(key), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
             CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process() fail %d\n", v.ret);
@@ -306,7 +306,7 @@ extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *prog
                    ans[1], ans[2], ans[3], ans[4], ans[5]);
             break;
         case cw::Outcome::Done:
-            *progress = ans[5];
+            *progress = kCaliProgress.get<"value">(ans);
             break;
     }
     return v.code;
@@ -314,7 +314,7 @@ extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *prog
 
 extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uint32_t request_len, ImuCaliRt *result) {
     CW_REQUIRE(result, request != nullptr || request_len == 0, request_len <= cw::kLinkMaxLen);
-    cw::AnswerBuffer<kImuCaliRtAnswerLen> ans;
+    auto ans = kImuCaliRt.answer_buffer();
     const cw::Verdict v = cw::run(kImuCaliRt, {request, request_len}, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -325,15 +325,15 @@ extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uin
                    ans[1], ans[2], ans[3], ans[4], ans[5]);
             break;
         case cw::Outcome::Done: {
-            const uint8_t *a = ans.data();
+            // The record's fields, each where the answer's row puts it.
             ImuCaliRt out{};
-            out.value0 = cw::le::get<float>(a, 6);
-            out.value1 = cw::le::get<float>(a, 10);
-            std::memcpy(out.raw_a, a + 14, sizeof out.raw_a);
+            out.value0 = kImuCaliRt.get<"value0">(ans);
+            out.value1 = kImuCaliRt.get<"value1">(ans);
+            std::memcpy(out.raw_a, ans.data() + kImuCaliRt.answer_at<"raw_a">(), sizeof out.raw_a);
             for (size_t i = 0; i < 7; ++i) {
-                out.values2_8[i] = cw::le::get<float>(a, 18 + 4 * i);
+                out.values2_8[i] = kImuCaliRt.get<"values2_8">(ans, i);
             }
-            std::memcpy(out.raw_b, a + 46, sizeof out.raw_b);
+            std::memcpy(out.raw_b, ans.data() + kImuCaliRt.answer_at<"raw_b">(), sizeof out.raw_b);
             *result = out;
             break;
         }
@@ -343,12 +343,12 @@ extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uin
 
 // ---- Parameters by name hash ----
 
-extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 0 : hash_name(name); }
+extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 0 : param::hash(name); }
 
 extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
-    cw::AnswerBuffer<6> ans;
+    auto ans = kPmRead.answer_buffer();
     const cw::Verdict v =
-        hash == nullptr ? cw::unsent(CW_ERR_PARAM) : cw::run(kParamRead, cw::le::pack<uint32_t>(*hash), ans.span());
+        hash == nullptr ? cw::unsent(CW_ERR_PARAM) : cw::run(kPmRead, kPmRead.encode(*hash), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
             CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", v.ret);
@@ -357,14 +357,14 @@ extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
             CW_USRLOG("[fc_pm]: read pm fail %d\n", v.result_byte);
             break;
         case cw::Outcome::Done:
-            CW_USRLOG("[fc_pm]: hash value: %u, read data: %d\n", cw::le::get<uint32_t>(ans.data(), 1), ans[5]);
+            CW_USRLOG("[fc_pm]: hash value: %u, read data: %d\n", kPmRead.get<"hash">(ans), kPmRead.get<"value">(ans));
             break;
     }
     return v.code;
 }
 
 extern "C" int32_t nav_v1_flight_api_write_pm(const uint32_t *hash, const void *value, uint32_t size) {
-    cw::AnswerBuffer<kParamAnswerHead + kParamMaxSize> ans;
+    cw::AnswerBuffer<kParamValueAt + kParamMaxSize> ans;
     const cw::Verdict v = run_pm_write(hash, value, size, ans);
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -375,7 +375,7 @@ extern "C" int32_t nav_v1_flight_api_write_pm(const uint32_t *hash, const void *
             break;
         case cw::Outcome::Done:
             // The value now in force starts at byte 5 (0 when nothing was written).
-            CW_USRLOG("[fc_pm]: write finish! current value is %d\n", ans[kParamAnswerHead]);
+            CW_USRLOG("[fc_pm]: write finish! current value is %d\n", ans[kParamValueAt]);
             break;
     }
     return v.code;
@@ -394,11 +394,11 @@ extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_
     if (nav_v1_flight_api_write_pm(&enabled_hash, &enabled, sizeof enabled) == 0) {
         CW_USRLOG("open radius limit success\n");
     }
-    const auto height_value = cw::le::pack<uint16_t>(height);
+    const auto height_value = cw::le::bytes(height);
     if (nav_v1_flight_api_write_pm(&height_hash, height_value.data(), height_value.size()) == 0) {
         CW_USRLOG("set height limit to %d success!\n", height);
     }
-    const auto radius_value = cw::le::pack<uint16_t>(radius);
+    const auto radius_value = cw::le::bytes(radius);
     nav_v1_flight_api_write_pm(&radius_hash, radius_value.data(), radius_value.size());
 
     nav_v1_flight_api_read_pm(&height_hash);
@@ -461,7 +461,7 @@ extern "C" int32_t cw_v1_cwqt_switch(const char *word) {
         on_off = kQuickTestOff;
     }
     const auto payload =
-        cw::le::pack<uint8_t, uint8_t, uint8_t>(on_off, 0, on_off == kQuickTestOn ? kQuickTestOnValue : 0);
+        kQuickTestSwitch.encode(on_off, uint8_t{0}, on_off == kQuickTestOn ? kQuickTestOnValue : uint8_t{0});
     const cw::Verdict v = cw::run(kQuickTestSwitch, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG_BOTH(cw::log::kFail, "cw_v1_cwqt_switch fail %d\n", v.ret);
@@ -470,9 +470,9 @@ extern "C" int32_t cw_v1_cwqt_switch(const char *word) {
 }
 
 extern "C" int32_t cw_v1_flight_set_uuid(void) {
-    const auto payload = cw::le::pack<uint8_t, uint16_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t>(
-        kIdentityWrite, 2000, 12, 5, 1, 2, 3, 1, 50);
-    cw::AnswerBuffer<4> ans;
+    const auto payload = kIdentityWriteCmd.encode(kIdentityWrite, uint16_t{2000},
+                                                  decltype(kIdentityWriteCmd)::Array<"data">{12, 5, 1, 2, 3, 1, 50});
+    auto ans = kIdentityWriteCmd.answer_buffer();
     const cw::Verdict v = cw::run(kIdentityWriteCmd, payload, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
@@ -482,15 +482,15 @@ extern "C" int32_t cw_v1_flight_set_uuid(void) {
             CW_USRLOG("nav flight set uuid send fail %d\n", v.result_byte);
             break;
         case cw::Outcome::Done:
-            CW_USRLOG("set uuid ok : %x\n", ans[1]);
+            CW_USRLOG("set uuid ok : %x\n", kIdentityWriteCmd.get<"result">(ans));
             break;
     }
     return v.code;
 }
 
 extern "C" int32_t cw_v1_flight_get_uuid(void) {
-    cw::AnswerBuffer<4> ans;
-    const cw::Verdict v = cw::run(kIdentityReadCmd, cw::le::pack<uint8_t>(kIdentityRead), ans.span());
+    auto ans = kIdentityReadCmd.answer_buffer();
+    const cw::Verdict v = cw::run(kIdentityReadCmd, kIdentityReadCmd.encode(kIdentityRead), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
             CW_USRLOG("nav flight get uuid send fail %d\n", v.ret);
@@ -499,8 +499,8 @@ extern "C" int32_t cw_v1_flight_get_uuid(void) {
             CW_USRLOG("nav flight set uuid send fail %d\n", v.result_byte);
             break;
         case cw::Outcome::Done:
-            CW_USRLOG("set uuid len : %d\n", ans[2]);
-            CW_USRLOG("set uuid ok : %d\n", ans[3]);
+            CW_USRLOG("set uuid len : %d\n", kIdentityReadCmd.get<"len">(ans));
+            CW_USRLOG("set uuid ok : %d\n", kIdentityReadCmd.get<"value">(ans));
             break;
     }
     return v.code;

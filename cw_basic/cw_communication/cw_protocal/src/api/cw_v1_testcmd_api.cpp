@@ -13,24 +13,24 @@
 
 namespace {
 
-constexpr auto kVisionAutotest = cw::command("vision.autotest", cw::policy::ack_byte);
+constexpr auto kVisionAutotest = cw::command<"vision.autotest">(cw::policy::ack_byte);
 constexpr uint8_t kAutotestStart = 1;
 constexpr uint8_t kAutotestStop = 0;
 
-constexpr size_t kDistanceLimitAnswerLen = 2;
-constexpr size_t kDistanceLimitResultAt = 1;
-constexpr auto kDistanceLimit = cw::command("flight.distance_limit", cw::policy::ack_byte_at<kDistanceLimitResultAt>);
+// The distance limit is lifted on the identity message's route; its answer's row says where its
+// result byte is.
+constexpr auto kDistanceLimit = cw::command<"flight.distance_limit">(cw::policy::ack_byte);
 
 // The distance-limit request is always the same: 0x07, eight 0x00, fourteen 0x01.
-constexpr std::array<uint8_t, 23> distance_limit_payload() {
-    std::array<uint8_t, 23> p{};
-    p[0] = 0x07;
-    for (size_t i = 9; i < p.size(); ++i) {
+constexpr decltype(kDistanceLimit)::Request distance_limit_payload() {
+    decltype(kDistanceLimit)::Request p{};
+    p[kDistanceLimit.at<"op">()] = 0x07;
+    for (size_t i = kDistanceLimit.at<"data">() + 8; i < p.size(); ++i) {
         p[i] = 0x01;
     }
     return p;
 }
-constexpr std::array<uint8_t, 23> kDistanceLimitPayload = distance_limit_payload();
+constexpr decltype(kDistanceLimit)::Request kDistanceLimitPayload = distance_limit_payload();
 
 // The process-wide autotest started flag: 1 once a start succeeded, never cleared. While one
 // thread's start request is under way it holds kAutotestStarting, so that a second start neither
@@ -71,8 +71,8 @@ extern "C" int32_t cw_v1_testcmd_api_vision_start_autotest(void) {
         return 0;
     }
     CW_USRLOG("==navigation autotest closed! \n");
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kVisionAutotest, cw::le::pack<uint8_t>(kAutotestStart), ans.span());
+    auto ans = kVisionAutotest.answer_buffer();
+    const cw::Verdict v = cw::run(kVisionAutotest, kVisionAutotest.encode(kAutotestStart), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
             settle_autotest_start(kAutotestClosed);
@@ -93,8 +93,8 @@ extern "C" int32_t cw_v1_testcmd_api_vision_start_autotest(void) {
 }
 
 extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kVisionAutotest, cw::le::pack<uint8_t>(kAutotestStop), ans.span());
+    auto ans = kVisionAutotest.answer_buffer();
+    const cw::Verdict v = cw::run(kVisionAutotest, kVisionAutotest.encode(kAutotestStop), ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:
             CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", v.ret);
@@ -112,7 +112,7 @@ extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
 }
 
 extern "C" int32_t cw_v1_autotest_stop_distance_limit(void) {
-    cw::AnswerBuffer<kDistanceLimitAnswerLen> ans;
+    auto ans = kDistanceLimit.answer_buffer();
     const cw::Verdict v = cw::run(kDistanceLimit, kDistanceLimitPayload, ans.span());
     switch (v.outcome) {
         case cw::Outcome::SendFailed:

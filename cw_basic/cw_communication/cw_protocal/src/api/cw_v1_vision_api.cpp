@@ -13,31 +13,31 @@
 
 namespace {
 
-constexpr auto kSubscribeOaResult = cw::command("vision.subscribe_oa_result", cw::policy::send_only);
-constexpr auto kSubscribeRicResult = cw::command("vision.subscribe_ric_result", cw::policy::send_only);
-constexpr auto kSwitchToPano = cw::command("vision.switch_to_pano", cw::policy::send_only);
-constexpr auto kPanoControl = cw::command("vision.pano_control", cw::policy::send_only);
-constexpr auto kQuickshotBox = cw::command("vision.qs_set_box", cw::policy::send_only);
-constexpr auto kQuickshotEnable = cw::command("vision.qs_enable", cw::policy::send_only);
-constexpr auto kQuickshotParam = cw::command("vision.qs_set_param", cw::policy::send_only);
-constexpr auto kQuickshotIndex = cw::command("vision.qs_set_index", cw::policy::send_only);
+constexpr auto kSubscribeOaResult = cw::command<"vision.subscribe_oa_result">(cw::policy::send_only);
+constexpr auto kSubscribeRicResult = cw::command<"vision.subscribe_ric_result">(cw::policy::send_only);
+constexpr auto kSwitchToPano = cw::command<"vision.switch_to_pano">(cw::policy::send_only);
+constexpr auto kPanoControl = cw::command<"vision.pano_control">(cw::policy::send_only);
+constexpr auto kQuickshotBox = cw::command<"vision.qs_set_box">(cw::policy::send_only);
+constexpr auto kQuickshotEnable = cw::command<"vision.qs_enable">(cw::policy::send_only);
+constexpr auto kQuickshotParam = cw::command<"vision.qs_set_param">(cw::policy::send_only);
+constexpr auto kQuickshotIndex = cw::command<"vision.qs_set_index">(cw::policy::send_only);
 constexpr auto kLapseSubmode =
-    cw::command("vision.lapse_submode", cw::policy::send_only);  // same id as the subscription
-constexpr auto kLapsePoint = cw::command("vision.lapse_point", cw::policy::send_only);
-constexpr auto kLapseGo = cw::command("vision.lapse_go", cw::policy::send_only);
-constexpr auto kLapseRecover = cw::command("vision.lapse_recover", cw::policy::send_only);
-constexpr auto kQs160Mode = cw::command("vision.qs160_mode", cw::policy::send_only);
-constexpr auto kQs160Index = cw::command("vision.qs160_index", cw::policy::send_only);  // also the qs160 go request
-constexpr auto kPanoImageBuf = cw::command("vision.pano_image_buf", cw::policy::send_only);
+    cw::command<"vision.lapse_submode">(cw::policy::send_only);  // same id as the subscription
+constexpr auto kLapsePoint = cw::command<"vision.lapse_point">(cw::policy::send_only);
+constexpr auto kLapseGo = cw::command<"vision.lapse_go">(cw::policy::send_only);
+constexpr auto kLapseRecover = cw::command<"vision.lapse_recover">(cw::policy::send_only);
+constexpr auto kQs160Mode = cw::command<"vision.qs160_mode">(cw::policy::send_only);
+constexpr auto kQs160Index = cw::command<"vision.qs160_index">(cw::policy::send_only);  // also the qs160 go request
+constexpr auto kPanoImageBuf = cw::command<"vision.pano_image_buf">(cw::policy::send_only);
 
-// The panorama image buffer: a header, then the caller's records.
-constexpr size_t kPanoImageHeaderLen = 8;
-constexpr size_t kPanoImageCountAt = 7;
+// The panorama image buffer: a header (two values and the records' count), then the caller's
+// records.
+constexpr size_t kPanoImageRecordsAt = kPanoImageBuf.at<"records">();
 
 }  // namespace
 
 extern "C" int32_t cw_v1_vision_api_subscribe_oa_result(uint8_t value) {
-    const auto payload = cw::le::pack<uint8_t>(value);
+    const auto payload = kSubscribeOaResult.encode(value);
     const cw::Verdict v = cw::run(kSubscribeOaResult, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "subscribe oa result fail %d\n", v.ret);
@@ -46,7 +46,7 @@ extern "C" int32_t cw_v1_vision_api_subscribe_oa_result(uint8_t value) {
 }
 
 extern "C" int32_t cw_v1_vision_api_subscribe_ric_result(uint8_t value) {
-    const auto payload = cw::le::pack<uint8_t>(value);
+    const auto payload = kSubscribeRicResult.encode(value);
     const cw::Verdict v = cw::run(kSubscribeRicResult, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "subscribe oa result fail %d\n", v.ret);
@@ -57,7 +57,7 @@ extern "C" int32_t cw_v1_vision_api_subscribe_ric_result(uint8_t value) {
 // ---- Panorama ----
 
 extern "C" int32_t cw_v1_vision_switch_to_pano(uint8_t value0, uint8_t value1) {
-    const auto payload = cw::le::pack<uint8_t, uint8_t>(value0, value1);
+    const auto payload = kSwitchToPano.encode(value0, value1);
     const cw::Verdict v = cw::run(kSwitchToPano, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "[CW_pano] switch to pano fail: %d\n", v.ret);
@@ -70,7 +70,7 @@ extern "C" int32_t cw_v1_vision_switch_to_pano(uint8_t value0, uint8_t value1) {
 }
 
 extern "C" int32_t cw_v1_vision_pano_control(uint8_t value) {
-    const auto payload = cw::le::pack<uint8_t>(value);
+    const auto payload = kPanoControl.encode(value);
     const cw::Verdict v = cw::run(kPanoControl, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "vision module start Pano Photo fail %d\n", v.ret);
@@ -84,19 +84,19 @@ extern "C" int32_t cw_v1_vision_pano_control(uint8_t value) {
 extern "C" int32_t cw_v1_pano_image_buf(uint32_t value0, uint8_t value1, uint8_t count, const uint8_t *records) {
     CW_REQUIRE(records != nullptr || count == 0);
     const size_t records_len = size_t{CW_PANO_IMAGE_RECORD_LEN} * count;
-    cw::HeapPayload payload(kPanoImageHeaderLen + records_len);
+    cw::HeapPayload payload(kPanoImageRecordsAt + records_len);
     if (!payload.ok()) {
         CW_LOG_BOTH(cw::log::kFail, "send image buf failed %d\n", CW_ERR_NOMEM);
         return CW_ERR_NOMEM;
     }
     uint8_t *p = payload.data();
-    cw::le::put<uint32_t>(p, 0, value0);
-    cw::le::put<uint8_t>(p, 4, value1);
-    cw::le::put<uint8_t>(p, kPanoImageCountAt, count);
+    kPanoImageBuf.put<"value0">(p, value0);
+    kPanoImageBuf.put<"value1">(p, value1);
+    kPanoImageBuf.put<"count">(p, count);
     if (records_len != 0) {
-        std::memcpy(p + kPanoImageHeaderLen, records, records_len);
+        std::memcpy(p + kPanoImageRecordsAt, records, records_len);
     }
-    cw::AnswerBuffer<1> unread;  // the vision processor's answer is not awaited
+    auto unread = kPanoImageBuf.answer_buffer();  // the vision processor's answer is not awaited
     const cw::Verdict v = cw::run(kPanoImageBuf, payload.view(), unread.span());
     payload.release();
     if (v.outcome != cw::Outcome::Done) {
@@ -111,8 +111,8 @@ extern "C" int32_t cw_v1_pano_image_buf(uint32_t value0, uint8_t value1, uint8_t
 
 extern "C" int32_t cw_v1_quickshot_set_nit_box(uint8_t value0, float box0, float box1, float box2, float box3,
                                                uint8_t value1, uint16_t value2) {
-    const auto payload = cw::le::pack<uint8_t, float, float, float, float, uint8_t, uint16_t>(value0, box0, box1, box2,
-                                                                                              box3, value1, value2);
+    // The value, the box's four fractions, then two values.
+    const auto payload = kQuickshotBox.encode(value0, box0, box1, box2, box3, value1, value2);
     const cw::Verdict v = cw::run(kQuickshotBox, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG_BOTH(cw::log::kFail, "vision module quick_shot fail Set Box %d\n", v.ret);
@@ -123,7 +123,7 @@ extern "C" int32_t cw_v1_quickshot_set_nit_box(uint8_t value0, float box0, float
 }
 
 extern "C" int32_t cw_v1_vision_quickshot_enable(uint8_t value0, uint8_t value1, uint8_t value2) {
-    const auto payload = cw::le::pack<uint8_t, uint8_t, uint8_t>(value0, value1, value2);
+    const auto payload = kQuickshotEnable.encode(value0, value1, value2);
     const cw::Verdict v = cw::run(kQuickshotEnable, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "vision module Enable quick_shot fail %d\n", v.ret);
@@ -138,9 +138,9 @@ extern "C" int32_t cw_v1_vision_quickshot_enable(uint8_t value0, uint8_t value1,
 extern "C" int32_t cw_v1_quickshot_set_param(uint8_t p0, uint8_t p1, uint8_t p2, uint8_t p3, uint8_t p4, uint8_t p5,
                                              uint8_t p6, uint8_t p7, uint8_t p8, float value, uint8_t p9, uint8_t p10,
                                              uint8_t p11) {
-    const auto payload =
-        cw::le::pack<uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, uint8_t, float, uint8_t,
-                     uint8_t, uint8_t>(p0, p1, p2, p3, p4, p5, p6, p7, p8, value, p9, p10, p11);
+    // Nine bytes, the value, three bytes: the quick shot's parameters as its row lays them
+    // out.
+    const auto payload = kQuickshotParam.encode(p0, p1, p2, p3, p4, p5, p6, p7, p8, value, p9, p10, p11);
     const cw::Verdict v = cw::run(kQuickshotParam, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "vision module quick_shot set_parm fail %d\n", v.ret);
@@ -152,7 +152,7 @@ extern "C" int32_t cw_v1_quickshot_set_param(uint8_t p0, uint8_t p1, uint8_t p2,
 }
 
 extern "C" int32_t cw_v1_quickshot_set_index(uint8_t value0, uint8_t value1, uint8_t value2) {
-    const auto payload = cw::le::pack<uint8_t, uint8_t, uint8_t>(value0, value1, value2);
+    const auto payload = kQuickshotIndex.encode(value0, value1, value2);
     const cw::Verdict v = cw::run(kQuickshotIndex, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "vision module quick_shot set_index fail %d\n", v.ret);
@@ -166,7 +166,7 @@ extern "C" int32_t cw_v1_quickshot_set_index(uint8_t value0, uint8_t value1, uin
 // ---- Lapse photo ----
 
 extern "C" int32_t cw_v1_lapse_photo_submode(uint8_t value) {
-    const auto payload = cw::le::pack<uint8_t>(value);
+    const auto payload = kLapseSubmode.encode(value);
     const cw::Verdict v = cw::run(kLapseSubmode, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "vision module lapse_photo submode fail %d\n", v.ret);
@@ -179,7 +179,7 @@ extern "C" int32_t cw_v1_lapse_photo_submode(uint8_t value) {
 }
 
 extern "C" int32_t cw_v1_lapse_photo_point(int32_t point0, int32_t point1, uint8_t value) {
-    const auto payload = cw::le::pack<int32_t, int32_t, uint8_t>(point0, point1, value);
+    const auto payload = kLapsePoint.encode(point0, point1, value);
     const cw::Verdict v = cw::run(kLapsePoint, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "vision module lapse_photo set point fail %d\n", v.ret);
@@ -192,8 +192,8 @@ extern "C" int32_t cw_v1_lapse_photo_point(int32_t point0, int32_t point1, uint8
 
 extern "C" int32_t cw_v1_lapse_photo_go(uint8_t value0, uint16_t value1, uint16_t value2, uint64_t value3,
                                         uint8_t value4, uint8_t value5) {
-    const auto payload = cw::le::pack<uint8_t, uint16_t, uint16_t, uint64_t, uint8_t, uint8_t>(value0, value1, value2,
-                                                                                               value3, value4, value5);
+    // The values as the lapse photo's row lays them out.
+    const auto payload = kLapseGo.encode(value0, value1, value2, value3, value4, value5);
     const cw::Verdict v = cw::run(kLapseGo, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG_BOTH(cw::log::kFail, "vision module lapse_photo fail start %d\n", v.ret);
@@ -204,7 +204,7 @@ extern "C" int32_t cw_v1_lapse_photo_go(uint8_t value0, uint16_t value1, uint16_
 }
 
 extern "C" int32_t cw_v1_lapse_photo_recover(uint8_t value0, uint8_t value1) {
-    const auto payload = cw::le::pack<uint8_t, uint8_t>(value0, value1);
+    const auto payload = kLapseRecover.encode(value0, value1);
     const cw::Verdict v = cw::run(kLapseRecover, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("vision module lapse_photo fail recover %d\n", v.ret);
@@ -217,7 +217,7 @@ extern "C" int32_t cw_v1_lapse_photo_recover(uint8_t value0, uint8_t value1) {
 // ---- qs160 ----
 
 extern "C" int32_t cw_v1_qs160_mode(uint8_t value0, float value1, uint8_t value2) {
-    const auto payload = cw::le::pack<uint8_t, float, uint8_t>(value0, value1, value2);
+    const auto payload = kQs160Mode.encode(value0, value1, value2);
     const cw::Verdict v = cw::run(kQs160Mode, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG_BOTH(cw::log::kFail, "vision module qs160 fail %d\n", v.ret);
@@ -229,7 +229,7 @@ extern "C" int32_t cw_v1_qs160_mode(uint8_t value0, float value1, uint8_t value2
 }
 
 extern "C" int32_t cw_v1_qs160_index(uint8_t value) {
-    const auto payload = cw::le::pack<uint8_t>(value);
+    const auto payload = kQs160Index.encode(value);
     const cw::Verdict v = cw::run(kQs160Index, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG_BOTH(cw::log::kFail, "vision module qs160 index fail %d\n", v.ret);
@@ -240,7 +240,7 @@ extern "C" int32_t cw_v1_qs160_index(uint8_t value) {
 }
 
 extern "C" int32_t cw_v1_qs160_go(uint8_t value) {
-    const auto payload = cw::le::pack<uint8_t>(value);
+    const auto payload = kQs160Index.encode(value);
     const cw::Verdict v = cw::run(kQs160Index, payload);
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG_BOTH(cw::log::kFail, "vision module qs160 go fail %d\n", v.ret);

@@ -11,22 +11,22 @@
 
 namespace {
 
-constexpr auto kSetChannel = cw::command("wifi.set_channel", cw::policy::send_only);
-constexpr size_t kVersionAnswerLen = 30;
-constexpr size_t kPingReplyAt = 1;
+constexpr auto kSetChannel = cw::command<"wifi.set_channel">(cw::policy::send_only);
+// The ping's answer carries the radio's reply byte where its row puts the result; the version's
+// answer is text of the row's length.
 
 // The ping's result is the radio's reply byte, whatever it is.
-constexpr auto kPing = cw::command("wifi.ping", cw::policy::peer_result<kPingReplyAt>);
-constexpr auto kVersion = cw::command("wifi.version", cw::policy::send_only);
-constexpr auto kOpenWifi = cw::command("wifi.open", cw::policy::peer_result<0>);
-constexpr auto kCloseWifi = cw::command("wifi.close", cw::policy::logged_only);
+constexpr auto kPing = cw::command<"wifi.ping">(cw::policy::peer_result);
+constexpr auto kVersion = cw::command<"wifi.version">(cw::policy::send_only);
+constexpr auto kOpenWifi = cw::command<"wifi.open">(cw::policy::peer_result);
+constexpr auto kCloseWifi = cw::command<"wifi.close">(cw::policy::logged_only);
 
 }  // namespace
 
 extern "C" int32_t cw_v1_wifi_api_set_channel(uint16_t channel) {
     CW_LOG(cw::log::kInfo, "cw wifi set channel %d\n", channel);
-    const auto payload = cw::le::pack<uint8_t, uint16_t>(0, channel);
-    cw::AnswerBuffer<1> ans;  // not examined
+    const auto payload = kSetChannel.encode(uint8_t{0}, channel);
+    auto ans = kSetChannel.answer_buffer();  // not examined
     const cw::Verdict v = cw::run(kSetChannel, payload, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_LOG(cw::log::kFail, "cw wifi set channel fail result=%d\n", v.ret);
@@ -37,10 +37,10 @@ extern "C" int32_t cw_v1_wifi_api_set_channel(uint16_t channel) {
 }
 
 extern "C" int32_t cw_v1_wifi_api_ping(uint8_t ping_byte) {
-    cw::AnswerBuffer<2> ans;
-    const cw::Verdict v = cw::run(kPing, cw::le::pack<uint8_t>(ping_byte), ans.span());
+    auto ans = kPing.answer_buffer();
+    const cw::Verdict v = cw::run(kPing, kPing.encode(ping_byte), ans.span());
     if (v.outcome == cw::Outcome::SendFailed) {
-        CW_USRLOG("cw wifi ping sdr send v1 fail result = %d %d\r\n", v.ret, ans[kPingReplyAt]);
+        CW_USRLOG("cw wifi ping sdr send v1 fail result = %d %d\r\n", v.ret, ans[kPing.kResultAt]);
     } else {
         CW_USRLOG("cw wifi ping sdr success\n");
     }
@@ -49,14 +49,14 @@ extern "C" int32_t cw_v1_wifi_api_ping(uint8_t ping_byte) {
 
 extern "C" int32_t cw_v1_wifi_api_version(void) {
     CW_USRLOG("cw wifi get version\n");
-    cw::AnswerBuffer<kVersionAnswerLen> ans;
+    auto ans = kVersion.answer_buffer();
     const cw::Verdict v = cw::run(kVersion, {}, ans.span());
     if (v.outcome != cw::Outcome::Done) {
         CW_USRLOG("cw wifi get version send v1 fail result = %d\r\n", v.ret);
     } else {
         // The answer is text that need not be terminated: log at most its 30 bytes.
-        std::array<char, kVersionAnswerLen + 1> text{};
-        std::memcpy(text.data(), ans.data(), kVersionAnswerLen);
+        std::array<char, kVersion.kAnswerLen + 1> text{};
+        std::memcpy(text.data(), ans.data(), kVersion.kAnswerLen);
         CW_USRLOG("cw wifi get version success %s\n", text.data());
     }
     return v.code;
@@ -64,8 +64,8 @@ extern "C" int32_t cw_v1_wifi_api_version(void) {
 
 extern "C" int32_t cw_v1_wifi_api_open_wifi(void) {
     CW_LOG(cw::log::kInfo, "cw wifi open wifi\n");
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kOpenWifi, cw::le::pack<uint8_t>(0), ans.span());
+    auto ans = kOpenWifi.answer_buffer();
+    const cw::Verdict v = cw::run(kOpenWifi, kOpenWifi.encode(uint8_t{0}), ans.span());
     if (v.outcome == cw::Outcome::Done) {
         CW_USRLOG("cw wifi open wifi success\n");
     } else {
@@ -77,8 +77,8 @@ extern "C" int32_t cw_v1_wifi_api_open_wifi(void) {
 
 extern "C" int32_t cw_v1_wifi_api_close_wifi(void) {
     CW_LOG(cw::log::kInfo, "cw wifi close wifi\n");
-    cw::AnswerBuffer<1> ans;
-    const cw::Verdict v = cw::run(kCloseWifi, cw::le::pack<uint8_t>(0), ans.span());
+    auto ans = kCloseWifi.answer_buffer();
+    const cw::Verdict v = cw::run(kCloseWifi, kCloseWifi.encode(uint8_t{0}), ans.span());
     if (v.outcome == cw::Outcome::Done) {
         CW_USRLOG("cw wifi close wifi success\n");
     } else {

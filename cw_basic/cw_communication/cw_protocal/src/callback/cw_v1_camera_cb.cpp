@@ -25,8 +25,8 @@ static_assert(offset_of(kStatusDataMsg, "core_board_temp") < extent(kStatusDataM
 static_assert(offset_of(kLensDataMsg, "lens") + sizeof(cw::camera::LensInfo) <= extent(kLensDataMsg));
 
 // Bits 3..5 of the status flags hold the camera's activity; 1 there means busy.
-constexpr uint8_t kActivityMask = 0x38;
-constexpr uint8_t kActivityBusy = 0x08;
+constexpr uint8_t kActivityMask = cw::link::value::kCameraActivityMask;
+constexpr uint8_t kActivityBusy = cw::link::value::kCameraBusy;
 
 int32_t cw_v1_camera_cb_get_camera_status(const uint8_t *payload) {
     cw::camera::g_reported_camera_type.store(payload[offset_of(kCameraDataMsg, "camera_type")]);
