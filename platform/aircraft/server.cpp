@@ -24,8 +24,6 @@ namespace {
 
 using wire::Type;
 
-uint16_t key(uint8_t set, uint8_t id) { return static_cast<uint16_t>(set << 8 | id); }
-
 bool make_address(const std::string &path, sockaddr_un &a, std::string &error) {
     std::memset(&a, 0, sizeof a);
     a.sun_family = AF_UNIX;
@@ -434,9 +432,9 @@ void Server::handle(Client &c, const wire::Frame &f) {
                 return;
             }
             if (on != 0) {
-                c.handlers.insert(key(set, id));
+                c.handlers.insert({set, id});
             } else {
-                c.handlers.erase(key(set, id));
+                c.handlers.erase({set, id});
             }
             aircraft_.handler(c.app, set, id, on != 0);
             return;
@@ -524,7 +522,7 @@ void Server::tick() {
         wire::append(frame, Type::Push, 0, wire::Out().u8(p.set).u8(p.id).bytes(p.bytes.data(), n).take());
         uint32_t apps = 0;
         for (auto &c : clients_) {
-            if (c->gone || c->handlers.count(key(p.set, p.id)) == 0) {
+            if (c->gone || c->handlers.count({p.set, p.id}) == 0) {
                 continue;
             }
             queue(*c, frame);

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "aircraft.h"
+#include "link_messages.h"
 #include "wire.h"
 
 namespace aircraft {
@@ -99,7 +100,7 @@ private:
         wire::Reader in;
         std::vector<uint8_t> out;
         size_t sent = 0;
-        std::set<uint16_t> handlers;  // set << 8 | id
+        std::set<cw::trace::SetId> handlers;
         bool gone = false;
         bool clean = false;
         bool backlog = false;       // whole frames left for the next turn

@@ -113,7 +113,7 @@ void mbus_ctl_reset(void) {
         level = mbus::Config{}.log_level;  // unset, or changed by the application since: the default
     }
     State &s = st();
-    std::vector<uint16_t> forgotten;
+    std::vector<cw::trace::SetId> forgotten;
     const mbus::AircraftHooks *aircraft = nullptr;
     {
         std::lock_guard<std::mutex> lock(s.mu);
@@ -142,8 +142,8 @@ void mbus_ctl_reset(void) {
     }
     // The virtual aircraft keeps its own account of who takes which push: the handlers are gone.
     if (aircraft != nullptr && aircraft->handler != nullptr) {
-        for (const uint16_t key : forgotten) {
-            aircraft->handler(aircraft->ctx, static_cast<uint8_t>(key >> 8), static_cast<uint8_t>(key & 0xFF), false);
+        for (const cw::trace::SetId &key : forgotten) {
+            aircraft->handler(aircraft->ctx, key.set, key.id, false);
         }
     }
 }

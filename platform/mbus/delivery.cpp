@@ -6,6 +6,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "clock.h"
 #include "host.h"
 #include "link_trace.h"
 
@@ -122,6 +123,10 @@ bool start_delivery_locked() {
     std::atexit(stop_delivery);
     return true;
 }
+
+double clock_rate() { return clock::rate(); }
+
+const char *clock_unscaled() { return clock::unscaled(); }
 
 void set_aircraft(const AircraftHooks *aircraft) {
     State &s = st();

@@ -8,8 +8,10 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <memory>
@@ -18,7 +20,8 @@
 #include <thread>
 #include <vector>
 
-#include "aircraft_hooks.h"
+#include "link_messages.h"
+#include "mbus_aircraft.h"
 #include "mbus_ctl.h"
 
 namespace mbus {
@@ -54,18 +57,23 @@ private:
     uint64_t first_ = 0;  // sequence number of items_.front()
 };
 
-// Records are kept compact and expanded into the control API's fixed structs on read.
-struct Sent {
-    uint8_t cmd_set;
-    uint8_t cmd_id;
-    uint16_t receiver;
-    uint32_t payload_len;
-    uint32_t resp_len;
-    uint32_t timeout;
-    bool payload_null;
-    bool resp_null;
-    int32_t result;
-    std::vector<uint8_t> payload;
+// A request as the control API returns it (the record a module model sees), kept without the
+// unused tail of its payload: the recorded list would otherwise hold 2 KiB per request.
+class Sent {
+public:
+    Sent(const mbus_ctl_request_t &req, uint32_t kept)
+        : bytes_(reinterpret_cast<const uint8_t *>(&req),
+                 reinterpret_cast<const uint8_t *>(&req) + offsetof(mbus_ctl_request_t, payload) + kept) {}
+    void set_result(int32_t result) {
+        std::memcpy(bytes_.data() + offsetof(mbus_ctl_request_t, result), &result, sizeof result);
+    }
+    void copy_to(mbus_ctl_request_t *out) const {
+        std::memset(out, 0, sizeof *out);
+        std::memcpy(out, bytes_.data(), bytes_.size());
+    }
+
+private:
+    std::vector<uint8_t> bytes_;
 };
 
 struct Line {
@@ -130,7 +138,7 @@ struct State {
     Record<Sent> requests;
     const AircraftHooks *aircraft = nullptr;  // null when the aircraft is not flying
 
-    std::map<uint16_t, mbus_v1_cb_t> handlers;  // key: set << 8 | id
+    std::map<cw::trace::SetId, mbus_v1_cb_t> handlers;
     Record<mbus_ctl_registration_t> registrations;
 
     Record<Line> logs;

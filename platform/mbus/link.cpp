@@ -13,8 +13,6 @@ using mbus::State;
 
 namespace {
 
-uint16_t handler_key(uint8_t cmd_set, uint8_t cmd_id) { return static_cast<uint16_t>(cmd_set << 8 | cmd_id); }
-
 // The virtual aircraft keeps its own account of who takes which push (its referee reads it).
 void tell_aircraft(const mbus::AircraftHooks *aircraft, uint8_t cmd_set, uint8_t cmd_id, bool on) {
     if (aircraft != nullptr && aircraft->handler != nullptr) {
@@ -50,8 +48,7 @@ int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, co
     uint64_t seq;
     {
         std::lock_guard<std::mutex> lock(s.mu);
-        seq = s.requests.add(mbus::Sent{cmd_set, cmd_id, receiver, payload_len, resp_len, timeout, payload == nullptr,
-                                        resp == nullptr, 0, std::vector<uint8_t>(req->payload, req->payload + kept)});
+        seq = s.requests.add(mbus::Sent(*req, kept));
         if (!s.scripts.empty()) {
             scripted = true;
             script = std::move(s.scripts.front());
@@ -97,7 +94,7 @@ int32_t mbus_link_v1_send(uint8_t cmd_set, uint8_t cmd_id, uint16_t receiver, co
     cw::trace::trace_answer(traced, *req, result, resp);
     std::lock_guard<std::mutex> lock(s.mu);
     if (mbus::Sent *r = s.requests.find(seq)) {
-        r->result = result;
+        r->set_result(result);
     }
     return result;
 }
@@ -109,9 +106,9 @@ int32_t mbus_link_register_v1_callback(uint8_t cmd_set, uint8_t cmd_id, mbus_v1_
         std::lock_guard<std::mutex> lock(s.mu);
         s.registrations.add({1, cmd_set, cmd_id, cb});
         if (cb == nullptr) {
-            s.handlers.erase(handler_key(cmd_set, cmd_id));
+            s.handlers.erase(cw::trace::SetId{cmd_set, cmd_id});
         } else {
-            s.handlers[handler_key(cmd_set, cmd_id)] = cb;  // a second registration replaces the first
+            s.handlers[cw::trace::SetId{cmd_set, cmd_id}] = cb;  // a second registration replaces the first
         }
         aircraft = s.aircraft;
     }
@@ -125,7 +122,7 @@ int32_t mbus_link_unregister_v1_callback(uint8_t cmd_set, uint8_t cmd_id, mbus_v
     {
         std::lock_guard<std::mutex> lock(s.mu);
         s.registrations.add({0, cmd_set, cmd_id, cb});
-        auto it = s.handlers.find(handler_key(cmd_set, cmd_id));
+        auto it = s.handlers.find(cw::trace::SetId{cmd_set, cmd_id});
         if (it == s.handlers.end() || it->second != cb) {
             return -1;
         }
@@ -179,19 +176,7 @@ int mbus_ctl_request_get(uint32_t index, mbus_ctl_request_t *out) {
     if (r == nullptr || out == nullptr) {
         return -1;
     }
-    std::memset(out, 0, sizeof *out);
-    out->cmd_set = r->cmd_set;
-    out->cmd_id = r->cmd_id;
-    out->receiver = r->receiver;
-    out->payload_len = r->payload_len;
-    out->resp_len = r->resp_len;
-    out->timeout = r->timeout;
-    out->payload_null = r->payload_null;
-    out->resp_null = r->resp_null;
-    out->result = r->result;
-    if (!r->payload.empty()) {
-        std::memcpy(out->payload, r->payload.data(), r->payload.size());
-    }
+    r->copy_to(out);
     return 0;
 }
 
@@ -215,7 +200,7 @@ int mbus_ctl_registration_get(uint32_t index, mbus_ctl_registration_t *out) {
 mbus_v1_cb_t mbus_ctl_handler(uint8_t cmd_set, uint8_t cmd_id) {
     State &s = st();
     std::lock_guard<std::mutex> lock(s.mu);
-    auto it = s.handlers.find(handler_key(cmd_set, cmd_id));
+    auto it = s.handlers.find(cw::trace::SetId{cmd_set, cmd_id});
     return it == s.handlers.end() ? nullptr : it->second;
 }
 

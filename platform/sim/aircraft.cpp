@@ -198,11 +198,11 @@ public:
 
     void handler(AppId app, uint8_t set, uint8_t id, bool on) override {
         std::lock_guard<std::mutex> lock(mu_);
-        std::set<uint16_t> &h = handlers_[app];
+        std::set<trace::SetId> &h = handlers_[app];
         if (on) {
-            h.insert(static_cast<uint16_t>(set << 8 | id));
+            h.insert({set, id});
         } else {
-            h.erase(static_cast<uint16_t>(set << 8 | id));
+            h.erase({set, id});
         }
     }
 
@@ -454,7 +454,7 @@ private:
                     continue;
                 }
                 for (const Model::Stream &s : m->streams) {
-                    if (keys.count(static_cast<uint16_t>(s.msg->set << 8 | s.msg->id)) == 0) {
+                    if (keys.count({s.msg->set, s.msg->id}) == 0) {
                         continue;
                     }
                     const char *how = m->subscription();
@@ -471,9 +471,8 @@ private:
     }
 
     bool taken(const Pushed &p) const {
-        const uint16_t key = static_cast<uint16_t>(p.set << 8 | p.id);
         for (const auto &[app, h] : handlers_) {
-            if (h.count(key) != 0) {
+            if (h.count({p.set, p.id}) != 0) {
                 return true;
             }
         }
@@ -516,7 +515,7 @@ private:
     Replay replay_;
 #endif
     std::map<AppId, std::string> apps_;
-    std::map<AppId, std::set<uint16_t>> handlers_;  // set << 8 | id
+    std::map<AppId, std::set<trace::SetId>> handlers_;
     std::vector<AppId> asker_;                  // beside each model: the application that last asked for its streams
     std::vector<double> quiet_since_;           // beside each model: since when it streams nothing (-1: it streams)
     static constexpr double kQuietGrace = 1.0;  // s

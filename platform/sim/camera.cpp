@@ -18,26 +18,24 @@ constexpr uint8_t kWrongMode = 3;
 constexpr uint8_t kBusy = 4;
 
 // What the shooting commands do in each phase of the camera (rows: idle, recording video; columns:
-// switch mode, take a photo, start video, stop video): the result byte of a refusal (0: carried
-// out, or ignored with its line) and the camera's line saying why.
+// switch mode, take a photo, start video, stop video).
 enum Phase : uint8_t { kIdle, kRecording, kPhases };
 enum Ask : uint8_t { kSwitch, kPhotoAsk, kStart, kStop, kAsks };
 // clang-format off
 constexpr PhaseRule kRules[kPhases][kAsks] = {
     // idle
-    {{0, nullptr}, {0, nullptr}, {0, nullptr}, {0, "ignores the stop: not recording"}},
+    {carry(), carry(), carry(), ignore("ignores the stop: not recording")},
     // recording video
-    {{kBusy, "refuses the mode switch: recording video"},
-     {kWrongMode, "refuses the photo: recording video"},
-     {0, "ignores the start: already recording"},
-     {0, nullptr}},
+    {refuse(kBusy, "refuses the mode switch: recording video"),
+     refuse(kWrongMode, "refuses the photo: recording video"),
+     ignore("ignores the start: already recording"),
+     carry()},
 };
 // clang-format on
 
 class Camera : public Model {
 public:
-    Camera() : Model("camera") { streams = {{&kCameraData, 1}, {&kCameraStatus, 2}, {&kCameraLens, 1}}; }
-    bool serves(uint16_t receiver) const override { return receiver == kCamera; }
+    Camera() : Model(module("camera")) {}
 
 protected:
     bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
@@ -156,8 +154,8 @@ private:
     double busy_until_ = 0;
 };
 
-}  // namespace
+[[gnu::init_priority(kModelsReady)]] const ModelOf kCameraModel{module("camera"), make<Camera>};
 
-Model *make_camera() { return new Camera; }
+}  // namespace
 
 }  // namespace sim

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <map>
 
+#include "cw_bytes.h"
 #include "model.h"
 
 namespace sim {
@@ -28,36 +29,30 @@ enum Phase : uint8_t { kGround = 0, kSpinUp = 1, kClimb = 2, kAir = 3, kDescend 
 const char *const kPhaseNames[] = {"on the ground", "motors starting", "taking off", "in the air", "landing"};
 
 // The orders that move the aircraft, and what each does in each phase (rows: phases; columns:
-// take-off, land, steering): the phase it leads to, whether it is carried out, and the flight
-// controller's line (null: the phase change says it).
+// take-off, land, steering).
 enum Order : uint8_t { kTakeOffOrder, kLandOrder, kSteerOrder, kOrders };
-struct Rule {
-    Phase next;
-    bool done;
-    const char *line;
-};
 // clang-format off
-constexpr Rule kRules[kPhases][kOrders] = {
+constexpr PhaseRule kRules[kPhases][kOrders] = {
     // on the ground
-    {{kSpinUp, true, nullptr},
-     {kGround, false, "ignores the landing: on the ground"},
-     {kGround, false, "ignores steering: on the ground"}},
+    {carry(kSpinUp),
+     ignore("ignores the landing: on the ground"),
+     ignore("ignores steering: on the ground")},
     // motors starting
-    {{kSpinUp, false, "ignores the take-off: motors already starting"},
-     {kGround, true, "stops its motors: landing before the climb"},
-     {kSpinUp, false, "ignores steering: not in the air yet"}},
+    {ignore("ignores the take-off: motors already starting"),
+     carry(kGround, "stops its motors: landing before the climb"),
+     ignore("ignores steering: not in the air yet")},
     // taking off
-    {{kClimb, false, "ignores the take-off: already climbing"},
-     {kDescend, true, "turns the climb into a descent"},
-     {kClimb, false, "ignores steering: still climbing"}},
+    {ignore("ignores the take-off: already climbing"),
+     carry(kDescend, "turns the climb into a descent"),
+     ignore("ignores steering: still climbing")},
     // in the air
-    {{kAir, false, "ignores the take-off: already in the air"},
-     {kDescend, true, nullptr},
-     {kAir, true, nullptr}},
+    {ignore("ignores the take-off: already in the air"),
+     carry(kDescend),
+     carry()},
     // landing
-    {{kDescend, false, "ignores the take-off: landing"},
-     {kDescend, false, "ignores the landing: already landing"},
-     {kDescend, false, "ignores steering: landing"}},
+    {ignore("ignores the take-off: landing"),
+     ignore("ignores the landing: already landing"),
+     ignore("ignores steering: landing")},
 };
 // clang-format on
 
@@ -80,8 +75,7 @@ struct Param {
 
 class Flight : public Model {
 public:
-    explicit Flight(const Conditions &day) : Model("flight"), day_(day) {
-        streams = {{&kMotorState, 10}, {&kFcState, 10}, {&kFcSensor, 5}};
+    explicit Flight(const Conditions &day) : Model(module("flight")), day_(day) {
         for (const Param &p : std::initializer_list<Param>{{param::kMaxHeight, {120, 0}},
                                                            {param::kMaxRadius, {0xF4, 0x01}},
                                                            {param::kRadiusLimitEnabled, {0}},
@@ -91,7 +85,6 @@ public:
             params_[hash_of(p.name)] = p;
         }
     }
-    bool serves(uint16_t receiver) const override { return receiver == kFlight; }
 
 protected:
     bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
@@ -361,7 +354,7 @@ private:
                              "obtain control with cw_flight_obtain_control() and check its result first");
             return;
         }
-        const Rule &rule = kRules[phase_][o];
+        const PhaseRule &rule = kRules[phase_][o];
         tell(t, rule.line);
         if (!rule.done) {
             return;
@@ -382,8 +375,8 @@ private:
         if (o == kTakeOffOrder) {
             target_ = std::min(kTakeOffHeight, limit(kHeightName, envelope::kHeight));
         }
-        if (rule.next != phase_) {
-            enter(rule.next, t);
+        if (rule.next != kStay && rule.next != phase_) {
+            enter(static_cast<Phase>(rule.next), t);
         }
     }
 
@@ -401,12 +394,10 @@ private:
     }
 
     uint32_t value(const char *name) const {
-        const auto it = params_.find(hash_of(name));
-        uint32_t v = 0;
-        for (size_t i = it->second.value.size(); i > 0; --i) {
-            v = v << 8 | it->second.value[i - 1];
-        }
-        return v;
+        const std::vector<uint8_t> &bytes = params_.find(hash_of(name))->second.value;
+        uint8_t v[4] = {};
+        std::copy_n(bytes.begin(), std::min<size_t>(bytes.size(), sizeof v), v);
+        return cw::le::get<uint32_t>(v, 0);
     }
 
     void ds_reset(double, const Req &r, Buffer &out) {
@@ -576,8 +567,8 @@ private:
     std::map<uint32_t, double> steps_;  // calibration key -> when it started
 };
 
-}  // namespace
+[[gnu::init_priority(kModelsReady)]] const ModelOf kFlightModel{module("flight"), make<Flight>};
 
-Model *make_flight(const Conditions &day) { return new Flight(day); }
+}  // namespace
 
 }  // namespace sim

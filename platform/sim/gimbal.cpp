@@ -20,18 +20,17 @@ constexpr uint8_t kBusy = 4;
 
 // What the gimbal's commands do in each phase (rows: free, driven to an angle, turning at a rate,
 // then the same three while a water-wave detection is under way; columns: mode, angle drive,
-// release, rates, yaw reset, joint-angle query, water-wave trigger, subscribe): the result byte of
-// a refusal (0: carried out, or ignored with its line) and the gimbal's line saying why. The
-// detection needs the camera held where it was: the gimbal refuses to be moved until it is done,
-// but the application may always let go of it.
+// release, rates, yaw reset, joint-angle query, water-wave trigger, subscribe). The detection
+// needs the camera held where it was: the gimbal refuses to be moved until it is done, but the
+// application may always let go of it.
 enum Phase : uint8_t { kFree, kDriven, kTurning, kMotions, kPhases = 2 * kMotions };
 enum Ask : uint8_t { kModeAsk, kDrive, kRelease, kRates, kResetYaw, kQuery, kWaveAsk, kSubscribe, kAsks };
-constexpr PhaseRule kDo{0, nullptr};
-constexpr PhaseRule kNotDriven{0, "ignores the release: not driven"};
-constexpr PhaseRule kWaveRuns{0, "ignores the water-wave trigger: a detection is under way"};
-constexpr PhaseRule kNoDrive{kBusy, "refuses the angle drive: water-wave detection under way"};
-constexpr PhaseRule kNoRates{kBusy, "refuses the rates: water-wave detection under way"};
-constexpr PhaseRule kNoReset{kBusy, "refuses the yaw reset: water-wave detection under way"};
+constexpr PhaseRule kDo = carry();
+constexpr PhaseRule kNotDriven = ignore("ignores the release: not driven");
+constexpr PhaseRule kWaveRuns = ignore("ignores the water-wave trigger: a detection is under way");
+constexpr PhaseRule kNoDrive = refuse(kBusy, "refuses the angle drive: water-wave detection under way");
+constexpr PhaseRule kNoRates = refuse(kBusy, "refuses the rates: water-wave detection under way");
+constexpr PhaseRule kNoReset = refuse(kBusy, "refuses the yaw reset: water-wave detection under way");
 // clang-format off
 constexpr PhaseRule kRules[kPhases][kAsks] = {
     /* free     */ {kDo, kDo, kNotDriven, kDo, kDo, kDo, kDo, kDo},
@@ -45,8 +44,7 @@ constexpr PhaseRule kRules[kPhases][kAsks] = {
 
 class Gimbal : public Model {
 public:
-    explicit Gimbal(const Conditions &day) : Model("gimbal") {
-        streams = {{&kGimbalCtrl, 10}, {&kGimbalInfo, 10}};
+    explicit Gimbal(const Conditions &day) : Model(module("gimbal")) {
         for (size_t i = 0; i < 3; ++i) {  // tenths of a degree
             limits_[i][0] = day.gimbal_min[i] * 10;
             limits_[i][1] = day.gimbal_max[i] * 10;
@@ -54,7 +52,6 @@ public:
     }
     bool streaming() const override { return subscribed_; }
     const char *subscription() const override { return "cw_v1_gimbal_subscribe_info()"; }
-    bool serves(uint16_t receiver) const override { return receiver == kGimbal; }
 
 protected:
     bool command(double t, const Req &r, Buffer &out) override { return dispatch(*this, kCommands, t, r, out); }
@@ -198,8 +195,8 @@ private:
     double limits_[3][2];  // tenths of a degree: pitch, roll, yaw
 };
 
-}  // namespace
+[[gnu::init_priority(kModelsReady)]] const ModelOf kGimbalModel{module("gimbal"), make<Gimbal>};
 
-Model *make_gimbal(const Conditions &day) { return new Gimbal(day); }
+}  // namespace
 
 }  // namespace sim

@@ -16,9 +16,8 @@
 #include <set>
 #include <string>
 
-#include "../mbus/aircraft_hooks.h"
-#include "../mbus/clock.h"
 #include "aircraft.h"
+#include "mbus_aircraft.h"
 #include "referee.h"
 #include "rules.h"
 
@@ -61,7 +60,7 @@ void echo(const char *line) {
 
 // Timers the aircraft's clock does not scale, when the application used them.
 void report_unscaled() {
-    if (const char *used = mbus::clock::unscaled(); *used != '\0') {
+    if (const char *used = mbus::clock_unscaled(); *used != '\0') {
         g_aircraft->drift(std::string("it used ") + used + ", which run on the wall clock",
                           "time it with clock_gettime() and sleeps or timed waits: they follow the aircraft's clock");
     }
@@ -158,7 +157,7 @@ __attribute__((constructor)) void start_from_environment() {
     g_junit = file_named("MBUS_JUNIT");
     // The aircraft's clock runs at s.speed against the process's clocks, which already run at the
     // preloaded rate: at the same rate the aircraft's and the application's clocks are one.
-    const double rate = mbus::clock::rate(), speed_asked = s.speed;
+    const double rate = mbus::clock_rate(), speed_asked = s.speed;
     s.speed /= rate;
     set_diagnostics(echo);
     g_aircraft = Aircraft::create(std::move(s)).release();

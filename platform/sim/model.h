@@ -8,16 +8,20 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "aircraft.h"
 #include "envelope.h"
 #include "layouts.h"
+#include "link_modules.h"
 #include "referee.h"
 
 namespace sim {
 
-// Little-endian reads and writes in a bounded byte buffer: out-of-range bytes are left alone.
+// Reads and writes in a bounded byte buffer, by the fields of the link's message table: out-of-range
+// bytes are left alone, and read as 0.
 class Buffer {
 public:
     Buffer(uint8_t *p, size_t n) : p_(p), n_(n) {}
@@ -29,26 +33,12 @@ public:
             p_[at] = v;
         }
     }
-    void u16(size_t at, uint32_t v) { le(at, v, 2); }
-    void u32(size_t at, uint32_t v) { le(at, v, 4); }
-    void f32(size_t at, float v) {
-        uint32_t b;
-        std::memcpy(&b, &v, 4);
-        le(at, b, 4);
-    }
     void text(size_t at, const char *s, size_t max) {
         for (size_t i = 0; i < max && s[i] != '\0'; ++i) {
             u8(at + i, static_cast<uint8_t>(s[i]));
         }
     }
     uint8_t get8(size_t at) const { return at < n_ ? p_[at] : 0; }
-    uint32_t get(size_t at, size_t width) const {
-        uint32_t v = 0;
-        for (size_t i = width; i > 0; --i) {
-            v = v << 8 | get8(at + i - 1);
-        }
-        return v;
-    }
     // A field of the link's message table (element i), left alone or read as 0 when out of range.
     void put(const trace::Field &f, double v, size_t i = 0) {
         if (fits(f, i)) {
@@ -59,20 +49,9 @@ public:
     uint32_t getu(const trace::Field &f, size_t i = 0) const {
         return fits(f, i) ? static_cast<uint32_t>(trace::get_uint(f, p_, i)) : 0;
     }
-    float getf(size_t at) const {
-        const uint32_t b = get(at, 4);
-        float v;
-        std::memcpy(&v, &b, 4);
-        return v;
-    }
 
 private:
     bool fits(const trace::Field &f, size_t i) const { return f.offset + (i + 1) * trace::type_size(f.type) <= n_; }
-    void le(size_t at, uint32_t v, size_t width) {
-        for (size_t i = 0; i < width; ++i) {
-            u8(at + i, static_cast<uint8_t>(v >> (8 * i)));
-        }
-    }
     uint8_t *p_;
     size_t n_;
 };
@@ -135,12 +114,20 @@ public:
 // What a model says about itself on the stand-in's diagnostics (stderr unless quiet).
 void say(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 
-// What a command does in one phase of a module: the result byte of a refusal (0: carried out, or
-// ignored with its line) and the module's line saying why (none: carried out).
+// What a command does in one phase of a module, the same for every model's table (phase x command):
+// whether it is carried out, the phase it leads to (kStay: the model's own state decides), the
+// result byte of a refusal (0: none) and the module's line (none: carried out without a word, or
+// the change of phase says it).
+inline constexpr uint8_t kStay = 0xFF;
 struct PhaseRule {
+    bool done;
+    uint8_t next;
     uint8_t refused;
     const char *line;
 };
+constexpr PhaseRule carry(uint8_t next = kStay, const char *line = nullptr) { return {true, next, 0, line}; }
+constexpr PhaseRule ignore(const char *line) { return {false, kStay, 0, line}; }
+constexpr PhaseRule refuse(uint8_t byte, const char *line) { return {false, kStay, byte, line}; }
 
 class Model {
 public:
@@ -151,11 +138,16 @@ public:
         double next = 0;
     };
 
-    explicit Model(const char *name) : name_(name) {}
+    // The model of a module of the list (link_modules.h): its receivers, and its streams at their rates.
+    explicit Model(const trace::Module &row) : row_(row), name_(row.name.data()) {
+        for (const trace::Stream &s : row.streams) {
+            streams.push_back({s.push, s.hz});
+        }
+    }
     virtual ~Model() = default;
     const char *name() const { return name_; }
 
-    virtual bool serves(uint16_t receiver) const = 0;
+    bool serves(uint16_t receiver) const { return row_.serves(receiver); }
     // Carries out a request at time t (seconds since the aircraft started) and writes its answer
     // into `out` (zero-filled). False when the module does not serve the command: it never answers.
     bool answer(double t, const Req &r, Buffer &out);
@@ -196,8 +188,8 @@ protected:
     // Whether the application asked for the stream (a subscription) rather than it always flowing.
     virtual bool subscribed(const Stream &) const { return false; }
     virtual void fill(const Stream &s, double t, Buffer &m) = 0;
-    // Whether a command is carried out by the rule of the module's phase: when it is not, the
-    // module's line is said and a refusal's byte written.
+    // Whether a command is carried out by the rule of the module's phase: the module's line is
+    // said and a refusal's byte written.
     bool allowed(double t, const PhaseRule &rule, Buffer &out) const {
         if (rule.line != nullptr) {
             say("t=%.1f s: %s %s\n", t, name_, rule.line);
@@ -205,7 +197,7 @@ protected:
         if (rule.refused != 0) {
             out.u8(0, rule.refused);
         }
-        return rule.line == nullptr;
+        return rule.done;
     }
     // A value outside the accepted set: ignored, with the module's line naming what it accepts and a
     // note for the application. `who` names the module in its line ("flight controller").
@@ -227,7 +219,40 @@ protected:
     }
 
 private:
+    const trace::Module &row_;
     const char *name_;
+};
+
+// A module's row of the list by name, at compile time: a misspelt name does not build.
+consteval const trace::Module &module(std::string_view name) {
+    for (const trace::Module &m : trace::kModules) {
+        if (m.name == name) {
+            return m;
+        }
+    }
+    trace::no_such_message_or_field();
+}
+
+// Makes a module's model for the day.
+using Maker = Model *(*)(const Conditions &day);
+// The maker of a model class, built from the day when it takes one.
+template <class M>
+Model *make(const Conditions &day) {
+    if constexpr (std::is_constructible_v<M, const Conditions &>) {
+        return new M(day);
+    } else {
+        return new M;
+    }
+}
+
+// A model's registration, one line beside its class:
+//   [[gnu::init_priority(kModelsReady)]] const ModelOf kModel{module("camera"), make<Camera>};
+// The aircraft builds one model for every modelled row of the list, in the list's order. The stand-in
+// may start the aircraft as it is loaded, before the other objects' initialisers have run: these
+// run first, by their priority.
+inline constexpr int kModelsReady = 1000;
+struct ModelOf {
+    ModelOf(const trace::Module &row, Maker make);
 };
 
 // Whether the link's message table routes the request's command to its receiver.
@@ -256,7 +281,7 @@ bool dispatch(M &m, const Command<M> (&table)[N], double t, const Req &r, Buffer
     return routed(r);
 }
 
-// The models of the aircraft, built once for the day it flies.
+// The models of the aircraft, built once for the day it flies (every modelled row must have one).
 std::vector<Model *> build_models(const Conditions &day);
 
 }  // namespace sim

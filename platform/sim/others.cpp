@@ -1,6 +1,9 @@
 // The smaller modules: remote controller (push only), Wi-Fi, battery and the quick-test service;
-// and the list of every model of the aircraft.
+// and the aircraft's models, one for every modelled row of the module list.
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
 
 #include "model.h"
 
@@ -12,8 +15,7 @@ using namespace layout;
 
 class Rc : public Model {
 public:
-    Rc() : Model("rc") { streams = {{&kRcButtons, 5}, {&kRcSticks, 20}}; }
-    bool serves(uint16_t) const override { return false; }
+    Rc() : Model(module("rc")) {}
 
 protected:
     bool command(double, const Req &, Buffer &) override { return false; }
@@ -31,10 +33,7 @@ protected:
 
 class Wifi : public Model {
 public:
-    Wifi() : Model("wifi") {}
-    bool serves(uint16_t receiver) const override {
-        return receiver == kWifi || receiver == kWifiChannel || receiver == kWifiPower;
-    }
+    Wifi() : Model(module("wifi")) {}
 
 protected:
     bool command(double t, const Req &r, Buffer &) override {
@@ -54,8 +53,7 @@ protected:
 
 class Battery : public Model {
 public:
-    Battery() : Model("battery") {}
-    bool serves(uint16_t receiver) const override { return receiver == kBattery; }
+    Battery() : Model(module("battery")) {}
 
 protected:
     bool command(double, const Req &r, Buffer &out) override {
@@ -84,8 +82,7 @@ protected:
 
 class QuickTest : public Model {
 public:
-    QuickTest() : Model("quicktest") { streams = {{&kQtProc, 1}, {&kQtMsg, 5}}; }
-    bool serves(uint16_t receiver) const override { return receiver == kQuickTest; }
+    QuickTest() : Model(module("quicktest")) {}
     int result_at(const Req &) const override { return -1; }
 
 protected:
@@ -112,16 +109,35 @@ private:
     bool on_ = false;
 };
 
+std::map<const trace::Module *, Maker> &makers() {
+    static std::map<const trace::Module *, Maker> m;
+    return m;
+}
+
+[[gnu::init_priority(kModelsReady)]] const ModelOf kRcModel{module("rc"), make<Rc>};
+[[gnu::init_priority(kModelsReady)]] const ModelOf kWifiModel{module("wifi"), make<Wifi>};
+[[gnu::init_priority(kModelsReady)]] const ModelOf kBatteryModel{module("battery"), make<Battery>};
+[[gnu::init_priority(kModelsReady)]] const ModelOf kQuickTestModel{module("quicktest"), make<QuickTest>};
+
 }  // namespace
 
-Model *make_flight(const Conditions &day);
-Model *make_vision();
-Model *make_camera();
-Model *make_gimbal(const Conditions &day);
+ModelOf::ModelOf(const trace::Module &row, Maker make) { makers()[&row] = make; }
 
 std::vector<Model *> build_models(const Conditions &day) {
-    return {make_flight(day), make_vision(), make_camera(), make_gimbal(day),
-            new Rc,           new Wifi,      new Battery,   new QuickTest};
+    std::vector<Model *> models;
+    for (const trace::Module &row : trace::kModules) {
+        if (!row.modelled) {
+            continue;
+        }
+        const auto it = makers().find(&row);
+        if (it == makers().end()) {
+            std::fprintf(stderr, "sim: the module %.*s has no model\n", static_cast<int>(row.name.size()),
+                         row.name.data());
+            std::abort();
+        }
+        models.push_back(it->second(day));
+    }
+    return models;
 }
 
 }  // namespace sim

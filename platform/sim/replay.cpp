@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "link_capture.h"
+#include "link_modules.h"
 
 namespace sim {
 
@@ -13,11 +14,8 @@ namespace {
 // The module a push belongs to, as its row names it ("flight.fc_state": flight).
 std::string module_of(uint8_t set, uint8_t id) {
     const cw::trace::Message *m = cw::trace::find(set, id, cw::trace::Dir::Push);
-    if (m == nullptr) {
-        return {};
-    }
-    const std::string name = m->name;
-    return name.substr(0, name.find('.'));
+    const cw::trace::Module *mod = m != nullptr ? cw::trace::module_of(*m) : nullptr;
+    return mod != nullptr ? std::string(mod->name) : std::string();
 }
 
 }  // namespace

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <span>
 
 #include <toml++/toml.h>
 
 #include "link_capture.h"
 #include "link_messages.h"
+#include "link_modules.h"
 #include "mbus.h"
 #include "replay.h"
 #include "rules.h"
@@ -20,33 +22,9 @@ namespace trace = cw::trace;
 
 namespace {
 
-// The modules of the virtual aircraft: the receivers each answers on and the messages it streams
-// (a scenario may change their rate).
-struct ModuleRow {
-    const char *name;
-    std::vector<uint16_t> receivers;
-    std::vector<std::string> streams;
-};
-
-const std::vector<ModuleRow> &module_rows() {
-    static const std::vector<ModuleRow> kRows = {
-        {"flight", {trace::kFlight}, {"flight.motor_state", "flight.fc_state", "flight.fc_sensor"}},
-        {"vision",
-         {trace::kVision, trace::kVisionResult, trace::kQs160},
-         {"vision.nav_osd", "vision.pano_status", "vision.oa_result", "vision.qs_index"}},
-        {"camera", {trace::kCamera}, {"camera.data", "camera.status_data", "camera.lens_data"}},
-        {"gimbal", {trace::kGimbal}, {"gimbal.ctrl_info", "gimbal.info"}},
-        {"rc", {}, {"rc.buttons", "rc.sticks"}},
-        {"wifi", {trace::kWifi, trace::kWifiChannel, trace::kWifiPower}, {}},
-        {"battery", {trace::kBattery}, {}},
-        {"quicktest", {trace::kQuickTest}, {"quicktest.proc_status", "quicktest.msg"}},
-    };
-    return kRows;
-}
-
 // The commands a module serves: the table's requests to its receivers, and the version query
 // every module with a receiver answers.
-std::vector<Served> served_commands(const std::vector<uint16_t> &receivers) {
+std::vector<Served> served_commands(std::span<const uint16_t> receivers) {
     std::vector<Served> served;
     for (const trace::Message &m : trace::kMessages) {
         const bool mine = std::find(receivers.begin(), receivers.end(), m.receiver) != receivers.end();
@@ -521,8 +499,15 @@ std::string beside(const std::string &scenario, const std::string &file) {
 
 std::vector<ModuleNames> aircraft_modules() {
     std::vector<ModuleNames> modules;
-    for (const ModuleRow &m : module_rows()) {
-        modules.push_back({m.name, served_commands(m.receivers), m.streams});
+    for (const trace::Module &m : trace::kModules) {
+        if (!m.modelled) {
+            continue;
+        }
+        std::vector<std::string> streams;
+        for (const trace::Stream &st : m.streams) {
+            streams.emplace_back(st.push->name);
+        }
+        modules.push_back({std::string(m.name), served_commands(m.receivers), std::move(streams)});
     }
     return modules;
 }

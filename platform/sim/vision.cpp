@@ -56,10 +56,7 @@ constexpr uint8_t kLapseShots = 5;
 
 class Vision : public Model {
 public:
-    Vision() : Model("vision") { streams = {{&kNavOsd, 2}, {&kPanoStatus, 5}, {&kOa, 10}, {&kQsIndex, 2}}; }
-    bool serves(uint16_t receiver) const override {
-        return receiver == kVision || receiver == kVisionResult || receiver == kQs160;
-    }
+    Vision() : Model(module("vision")) {}
 
 protected:
     bool command(double t, const Req &r, Buffer &out) override {
@@ -258,8 +255,8 @@ private:
     bool box_ok_ = false, oa_subscribed_ = false, lapse_armed_ = false, autotest_ = false, pano_done_ = false;
 };
 
-}  // namespace
+[[gnu::init_priority(kModelsReady)]] const ModelOf kVisionModel{module("vision"), make<Vision>};
 
-Model *make_vision() { return new Vision; }
+}  // namespace
 
 }  // namespace sim

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "cw_bytes.h"
 #include "link_trace.h"
 
 namespace cw::trace {
@@ -22,10 +23,9 @@ struct Format {
 };
 
 bool format_of(const uint8_t *p, Format &f) {
-    const uint32_t le = static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-                        static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
+    const uint32_t raw = cw::le::get<uint32_t>(p, 0);
     for (const bool big : {false, true}) {
-        const uint32_t magic = big ? __builtin_bswap32(le) : le;
+        const uint32_t magic = big ? __builtin_bswap32(raw) : raw;
         if (magic == 0xA1B2C3D4u || magic == 0xA1B23C4Du) {
             f = {big, magic == 0xA1B2C3D4u ? 1e-6 : 1e-9};
             return true;
@@ -34,16 +34,11 @@ bool format_of(const uint8_t *p, Format &f) {
     return false;
 }
 
-uint32_t get(const Format &f, const uint8_t *p, size_t n) {
-    uint32_t v = 0;
-    for (size_t k = 0; k < n; ++k) {
-        v = v << 8 | p[f.big ? k : n - 1 - k];
-    }
-    return v;
+// A 32-bit number of the pcap's headers, in the file's byte order.
+uint32_t get(const Format &f, const uint8_t *p, size_t off) {
+    const uint32_t v = cw::le::get<uint32_t>(p, off);
+    return f.big ? __builtin_bswap32(v) : v;
 }
-
-// The link's own record header (link_trace.h) is little-endian whatever the pcap's byte order.
-uint32_t le(const uint8_t *p, size_t n) { return get(Format{}, p, n); }
 
 bool fail(std::string &error, const std::string &path, const std::string &what) {
     error = path + ": " + what;
@@ -104,10 +99,10 @@ bool parse_capture(const std::string &path, const uint8_t *data, size_t size, st
     if (size < 24) {
         return fail(error, path, "truncated pcap header");
     }
-    if (get(f, data + 20, 4) != kLinktypeUser0) {
+    if (get(f, data, 20) != kLinktypeUser0) {
         return fail(error, path,
-                    "link type " + std::to_string(get(f, data + 20, 4)) + ", expected " +
-                        std::to_string(kLinktypeUser0) + " (the link's messages)");
+                    "link type " + std::to_string(get(f, data, 20)) + ", expected " + std::to_string(kLinktypeUser0) +
+                        " (the link's messages)");
     }
     size_t at = 24;
     for (size_t n = 1; at < size; ++n) {
@@ -116,7 +111,7 @@ bool parse_capture(const std::string &path, const uint8_t *data, size_t size, st
         if (size - at < 16) {
             return fail(error, path, where + " is truncated");
         }
-        const uint32_t caplen = get(f, rec + 8, 4);
+        const uint32_t caplen = get(f, rec, 8);
         if (caplen < kPcapHeaderLen || caplen > kPcapHeaderLen + MBUS_LINK_MAX_PAYLOAD) {
             return fail(error, path, where + ": length " + std::to_string(caplen) + " is not a link message's");
         }
@@ -130,15 +125,16 @@ bool parse_capture(const std::string &path, const uint8_t *data, size_t size, st
                 where + ": unknown record version " + std::to_string(h[0]) + " or direction " + std::to_string(h[1]));
         }
         CaptureRecord c{};
-        c.t = get(f, rec, 4) + get(f, rec + 4, 4) * f.tick;
+        c.t = get(f, rec, 0) + get(f, rec, 4) * f.tick;
         c.dir = static_cast<Dir>(h[1]);
         c.set = h[2];
         c.id = h[3];
-        c.receiver = static_cast<uint16_t>(le(h + 4, 2));
+        // The link's own record header (link_trace.h) is little-endian whatever the pcap's byte order.
+        c.receiver = cw::le::get<uint16_t>(h, 4);
         c.flags = h[6];
-        c.result = static_cast<int32_t>(le(h + 8, 4));
-        c.seq = le(h + 12, 4);
-        c.timeout_us = le(h + 16, 4);
+        c.result = cw::le::get<int32_t>(h, 8);
+        c.seq = cw::le::get<uint32_t>(h, 12);
+        c.timeout_us = cw::le::get<uint32_t>(h, 16);
         c.bytes.assign(h + kPcapHeaderLen, h + caplen);
         out.push_back(std::move(c));
         at += 16 + caplen;

@@ -26,30 +26,6 @@ const char *dir_word(Dir d) {
     return "?";
 }
 
-const char *proto_field(Type t) {
-    switch (t) {
-        case Type::U8:
-            return "uint8";
-        case Type::U16:
-            return "uint16";
-        case Type::U32:
-            return "uint32";
-        case Type::U64:
-            return "uint64";
-        case Type::I16:
-            return "int16";
-        case Type::I32:
-            return "int32";
-        case Type::F32:
-            return "float";
-        case Type::F64:
-            return "double";
-        case Type::Bytes:
-            return "bytes";
-    }
-    return "bytes";
-}
-
 const char *kHead = R"lua(-- Wireshark dissector of the cirrow v1 link, generated from the link's message table by
 -- link_dissector_gen. Do not edit: change the table.
 --   wireshark -X lua_script:cirrow.lua capture.pcap
@@ -146,9 +122,10 @@ bool emit_row(FILE *out, const cw::trace::Message &m, const char *before, const 
             std::fprintf(stderr, "link_dissector_gen: %s is defined twice\n", abbrev.c_str());
             return false;
         }
-        const char *base = f.type == Type::Bytes || f.type == Type::F32 || f.type == Type::F64 ? "" : ", base.DEC";
-        std::fprintf(out, "F[\"%s\"] = ProtoField.%s(\"%s\", \"%s\"%s)\n", abbrev.c_str(), proto_field(f.type),
-                     abbrev.c_str(), f.name, base);
+        const cw::trace::TypeInfo &type = cw::trace::type_info(f.type);
+        const char *base = f.type == Type::Bytes || type.fp ? "" : ", base.DEC";
+        std::fprintf(out, "F[\"%s\"] = ProtoField.%s(\"%s\", \"%s\"%s)\n", abbrev.c_str(), type.proto, abbrev.c_str(),
+                     f.name, base);
         fields += "{ pf = F[\"" + abbrev + "\"], off = " + std::to_string(f.offset) +
                   ", size = " + std::to_string(cw::trace::type_size(f.type)) + ", count = " + std::to_string(f.count) +
                   (f.type == Type::Bytes ? ", bytes = true" : "") + " }, ";

@@ -2,45 +2,25 @@
 // message table (Markdown):
 //   link_reference_gen link_reference.md
 // One section per module, one table per message: each field's offset, type, meaning and unit.
+#include <algorithm>
 #include <cstdio>
 #include <set>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "envelope.h"
 #include "link_messages.h"
+#include "link_modules.h"
 
 namespace {
 
 using cw::trace::Dir;
 using cw::trace::Field;
 using cw::trace::Message;
+using cw::trace::Module;
 using cw::trace::Type;
-
-const char *type_name(Type t) {
-    switch (t) {
-        case Type::U8:
-            return "u8";
-        case Type::U16:
-            return "u16";
-        case Type::U32:
-            return "u32";
-        case Type::U64:
-            return "u64";
-        case Type::I16:
-            return "i16";
-        case Type::I32:
-            return "i32";
-        case Type::F32:
-            return "f32";
-        case Type::F64:
-            return "f64";
-        case Type::Bytes:
-            return "bytes";
-    }
-    return "bytes";
-}
 
 const char *dir_name(Dir d) {
     switch (d) {
@@ -54,25 +34,18 @@ const char *dir_name(Dir d) {
     return "?";
 }
 
-struct Module {
-    std::string_view prefix;
-    const char *title;
-};
-
-constexpr Module kModules[] = {
-    {"flight", "Flight controller"},
-    {"common", "Every module: identity"},
-    {"quicktest", "Quick-test service"},
-    {"vision", "Vision processor"},
-    {"camera", "Main camera"},
-    {"gimbal", "Gimbal"},
-    {"rc", "Remote controller"},
-    {"wifi", "Wi-Fi module"},
-    {"battery", "Battery"},
-};
+// The modules' rows in the order of their sections.
+std::vector<const Module *> sections() {
+    std::vector<const Module *> rows;
+    for (const Module &m : cw::trace::kModules) {
+        rows.push_back(&m);
+    }
+    std::sort(rows.begin(), rows.end(), [](const Module *a, const Module *b) { return a->section < b->section; });
+    return rows;
+}
 
 std::string type_of(const Field &f) {
-    const std::string t = type_name(f.type);
+    const std::string t = cw::trace::type_info(f.type).name;
     if (f.count == 0) {
         return t + " to the end";
     }
@@ -96,11 +69,6 @@ std::string route_of(const Message &m) {
         s += ", " + std::to_string(m.len) + " bytes";
     }
     return s;
-}
-
-bool belongs(const Message &m, const Module &mod) {
-    const std::string_view name = m.name;
-    return name.substr(0, name.find('.')) == mod.prefix;
 }
 
 std::string joined(const std::set<std::string> &items) {
@@ -130,12 +98,13 @@ std::string joined(const std::set<int> &values) {
 // One line per module: the receivers its commands go to, their command sets, the pushes it sends.
 void modules(FILE *out) {
     std::fprintf(out, "| Module | Receivers | Command sets | Pushes |\n|---|---|---|---|\n");
-    for (const Module &mod : kModules) {
+    for (const Module *row : sections()) {
+        const Module &mod = *row;
         std::set<std::string> receivers;
         std::set<int> sets;
         std::set<std::pair<int, int>> pushes;
         for (const Message &m : cw::trace::kMessages) {
-            if (!belongs(m, mod) || m.dir == Dir::Answer) {
+            if (!cw::trace::belongs(m, mod) || m.dir == Dir::Answer) {
                 continue;
             }
             if (m.dir == Dir::Push) {
@@ -147,8 +116,8 @@ void modules(FILE *out) {
             receivers.insert(m.receiver == cw::trace::kAnyReceiver ? "the device's own" : buf);
             sets.insert(m.set);
         }
-        std::fprintf(out, "| %s (`%.*s`) | %s | %s | %s |\n", mod.title, static_cast<int>(mod.prefix.size()),
-                     mod.prefix.data(), joined(receivers).c_str(), joined(sets).c_str(), joined(pushes).c_str());
+        std::fprintf(out, "| %s (`%.*s`) | %s | %s | %s |\n", mod.title, static_cast<int>(mod.name.size()),
+                     mod.name.data(), joined(receivers).c_str(), joined(sets).c_str(), joined(pushes).c_str());
     }
 }
 
@@ -261,10 +230,10 @@ int main(int argc, char **argv) {
     modules(out);
     envelope(out);
     size_t written = 0;
-    for (const Module &mod : kModules) {
-        std::fprintf(out, "\n## %s (`%.*s.*`)\n\n", mod.title, static_cast<int>(mod.prefix.size()), mod.prefix.data());
+    for (const Module *mod : sections()) {
+        std::fprintf(out, "\n## %s (`%.*s.*`)\n\n", mod->title, static_cast<int>(mod->name.size()), mod->name.data());
         for (const Message &m : cw::trace::kMessages) {
-            if (belongs(m, mod)) {
+            if (cw::trace::belongs(m, *mod)) {
                 message(out, m);
                 ++written;
             }

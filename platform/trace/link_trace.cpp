@@ -17,6 +17,7 @@
 #include <string>
 #include <tuple>
 
+#include "cw_bytes.h"
 #include "link_messages.h"
 
 namespace cw::trace {
@@ -63,11 +64,7 @@ FILE *open_env(const char *var, const char *mode, bool allow_stderr) {
     return f;
 }
 
-void put_le(uint8_t *p, uint64_t v, size_t n) {
-    for (size_t k = 0; k < n; ++k) {
-        p[k] = static_cast<uint8_t>(v >> (8 * k));
-    }
-}
+void put32(uint8_t *p, size_t off, uint64_t v) { le::put<uint32_t>(p, off, static_cast<uint32_t>(v)); }
 
 // At exit, after the application's last lines (stdout is flushed only after this runs).
 void print_summary() {
@@ -82,11 +79,11 @@ Trace &tr() {
         n->pcap = open_env("MBUS_PCAP", "wb", false);
         if (n->pcap != nullptr) {
             uint8_t head[24] = {};
-            put_le(head, 0xA1B2C3D4u, 4);
-            put_le(head + 4, 2, 2);
-            put_le(head + 6, 4, 2);
-            put_le(head + 16, 65535, 4);
-            put_le(head + 20, kLinktypeUser0, 4);
+            put32(head, 0, 0xA1B2C3D4u);
+            le::put<uint16_t>(head, 4, 2);
+            le::put<uint16_t>(head, 6, 4);
+            put32(head, 16, 65535);
+            put32(head, 20, kLinktypeUser0);
             std::fwrite(head, 1, sizeof head, n->pcap);
             std::fflush(n->pcap);
         }
@@ -125,18 +122,13 @@ void append_hex(std::string &out, const uint8_t *p, size_t n) {
 }
 
 void append_value(std::string &out, const Field &f, const uint8_t *p, size_t i) {
-    switch (f.type) {
-        case Type::F32:
-        case Type::F64:
-            append(out, "%g", get(f, p, i));
-            break;
-        case Type::I16:
-        case Type::I32:
-            append(out, "%" PRId64, get_int(f, p, i));
-            break;
-        default:
-            append(out, "%" PRIu64, get_uint(f, p, i));
-            break;
+    const TypeInfo &type = type_info(f.type);
+    if (type.fp) {
+        append(out, "%g", get(f, p, i));
+    } else if (type.sint) {
+        append(out, "%" PRId64, get_int(f, p, i));
+    } else {
+        append(out, "%" PRIu64, get_uint(f, p, i));
     }
 }
 
@@ -228,20 +220,20 @@ void record(Trace &t, const Record &r, const uint8_t *p, uint32_t len) {
     const uint32_t kept = p != nullptr ? std::min(len, MBUS_LINK_MAX_PAYLOAD) : 0;
     const uint64_t us = now_us(CLOCK_REALTIME);
     uint8_t head[16 + kPcapHeaderLen] = {};
-    put_le(head, us / 1000000u, 4);
-    put_le(head + 4, us % 1000000u, 4);
-    put_le(head + 8, kPcapHeaderLen + kept, 4);
-    put_le(head + 12, kPcapHeaderLen + (p != nullptr ? len : 0), 4);
+    put32(head, 0, us / 1000000u);
+    put32(head, 4, us % 1000000u);
+    put32(head, 8, kPcapHeaderLen + kept);
+    put32(head, 12, kPcapHeaderLen + (p != nullptr ? len : 0));
     uint8_t *h = head + 16;
     h[0] = 1;
     h[1] = static_cast<uint8_t>(r.dir);
     h[2] = r.set;
     h[3] = r.id;
-    put_le(h + 4, r.receiver, 2);
+    le::put<uint16_t>(h, 4, r.receiver);
     h[6] = r.flags;
-    put_le(h + 8, static_cast<uint32_t>(r.result), 4);
-    put_le(h + 12, r.seq, 4);
-    put_le(h + 16, r.timeout, 4);
+    put32(h, 8, static_cast<uint32_t>(r.result));
+    put32(h, 12, r.seq);
+    put32(h, 16, r.timeout);
     std::fwrite(head, 1, sizeof head, t.pcap);
     if (kept > 0) {
         std::fwrite(p, 1, kept, t.pcap);

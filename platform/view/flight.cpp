@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string_view>
 
+#include "cw_bytes.h"
 #include "link_messages.h"
 #include "live.h"
 #include "view_json.h"
@@ -146,7 +147,7 @@ void Flight::State::decode(const LinkEvent &e, const Message &m) {
         }
     } else if (&m == &kParamWrite) {
         if (value(m, e, "hash") == kRadiusParam && e.len >= 6) {
-            radius = e.bytes[4] | e.bytes[5] << 8;
+            radius = cw::le::get<uint16_t>(e.bytes, 4);
         }
     } else if (&m == &kGimbalInfo) {
         for (size_t i = 0; i < 3; ++i) {

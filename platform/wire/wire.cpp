@@ -5,22 +5,18 @@
 #include <cstdio>
 #include <cstring>
 
+#include "cw_bytes.h"
+
 namespace wire {
 
 namespace {
 
-void put(std::vector<uint8_t> &b, uint64_t v, size_t n) {
-    for (size_t k = 0; k < n; ++k) {
-        b.push_back(static_cast<uint8_t>(v >> (8 * k)));
-    }
-}
-
-uint64_t get(const uint8_t *p, size_t n) {
-    uint64_t v = 0;
-    for (size_t k = 0; k < n; ++k) {
-        v |= static_cast<uint64_t>(p[k]) << (8 * k);
-    }
-    return v;
+// Appends v as sizeof(T) little-endian bytes.
+template <class T>
+void put(std::vector<uint8_t> &b, T v) {
+    const size_t at = b.size();
+    b.resize(at + sizeof v);
+    cw::le::put<T>(b.data(), at, v);
 }
 
 constexpr uint8_t kPayloadNull = 1;
@@ -40,8 +36,8 @@ void append(std::vector<uint8_t> &out, Type type, uint32_t id, const std::vector
     out.push_back(kMagic1);
     out.push_back(kVersion);
     out.push_back(static_cast<uint8_t>(type));
-    put(out, id, 4);
-    put(out, body.size(), 4);
+    put<uint32_t>(out, id);
+    put<uint32_t>(out, static_cast<uint32_t>(body.size()));
     out.insert(out.end(), body.begin(), body.end());
 }
 
@@ -80,7 +76,7 @@ Reader::Result Reader::next(Frame &out) {
         return More;
     }
     const auto type = h[3];
-    const auto len = static_cast<uint32_t>(get(h + 8, 4));
+    const auto len = cw::le::get<uint32_t>(h, 8);
     if (type < static_cast<uint8_t>(Type::Hello) || type > static_cast<uint8_t>(Type::Report)) {
         return bad("unknown frame type " + std::to_string(type));
     }
@@ -93,26 +89,26 @@ Reader::Result Reader::next(Frame &out) {
         return More;
     }
     out.type = static_cast<Type>(type);
-    out.id = static_cast<uint32_t>(get(h + 4, 4));
+    out.id = cw::le::get<uint32_t>(h, 4);
     out.body.assign(h + kHeaderLen, h + kHeaderLen + len);
     pos_ += kHeaderLen + len;
     return Ok;
 }
 
 Out &Out::u8(uint8_t v) {
-    put(b_, v, 1);
+    put<uint8_t>(b_, v);
     return *this;
 }
 Out &Out::u16(uint16_t v) {
-    put(b_, v, 2);
+    put<uint16_t>(b_, v);
     return *this;
 }
 Out &Out::u32(uint32_t v) {
-    put(b_, v, 4);
+    put<uint32_t>(b_, v);
     return *this;
 }
 Out &Out::u64(uint64_t v) {
-    put(b_, v, 8);
+    put<uint64_t>(b_, v);
     return *this;
 }
 Out &Out::bytes(const void *p, uint32_t n) {
@@ -140,19 +136,16 @@ bool In::take(void *dst, size_t n) {
     return true;
 }
 
+template <class T>
+bool In::number(T &v) {
+    uint8_t b[sizeof(T)];
+    return take(b, sizeof b) && ((v = cw::le::get<T>(b, 0)), true);
+}
+
 bool In::u8(uint8_t &v) { return take(&v, 1); }
-bool In::u16(uint16_t &v) {
-    uint8_t b[2];
-    return take(b, 2) && ((v = static_cast<uint16_t>(get(b, 2))), true);
-}
-bool In::u32(uint32_t &v) {
-    uint8_t b[4];
-    return take(b, 4) && ((v = static_cast<uint32_t>(get(b, 4))), true);
-}
-bool In::u64(uint64_t &v) {
-    uint8_t b[8];
-    return take(b, 8) && ((v = get(b, 8)), true);
-}
+bool In::u16(uint16_t &v) { return number(v); }
+bool In::u32(uint32_t &v) { return number(v); }
+bool In::u64(uint64_t &v) { return number(v); }
 bool In::i32(int32_t &v) {
     uint32_t u = 0;
     return u32(u) && ((v = static_cast<int32_t>(u)), true);

@@ -120,6 +120,8 @@ public:
 
 private:
     bool take(void *dst, size_t n);
+    template <class T>
+    bool number(T &v);  // sizeof(T) little-endian bytes
     const std::vector<uint8_t> &b_;
     size_t pos_ = 0;
     bool ok_ = true;

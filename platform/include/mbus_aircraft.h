@@ -1,7 +1,8 @@
-// What the stand-in offers a virtual aircraft flying inside the application's process: a peer for
-// every receiver without one of its own, a clock the delivery thread ticks, word of the handlers
-// the application registers, and the stand-in's diagnostics settings. Nothing else of the
-// stand-in's state is reachable from here.
+// The stand-in's interface for a virtual aircraft flying inside the application's process (C++,
+// host only, inside libmbus.so: nothing of it is exported). The aircraft gets a peer for every
+// receiver without one of its own, a clock the delivery thread ticks, word of the handlers the
+// application registers, the pace of the process's clocks and the stand-in's diagnostics
+// settings; the stand-in delivers its pushes. Nothing else of the stand-in's state is reachable.
 #pragma once
 
 #include <cstdint>
@@ -26,6 +27,12 @@ void set_aircraft(const AircraftHooks *aircraft);
 // when nobody handles it (the trace shows the drop; the aircraft's referee counts it, so the
 // stand-in says nothing).
 void deliver_from_aircraft(uint8_t cmd_set, uint8_t cmd_id, const uint8_t *payload, uint32_t len);
+
+// How many times the wall clock's pace the process's clocks run: 1 unless cirrow-sim preloaded
+// the aircraft's clock (libmbus_clock.so) at another speed; and the timers the application used
+// that the clock does not scale, ", "-separated, or "".
+double clock_rate();
+const char *clock_unscaled();
 
 // Whether the stand-in echoes its diagnostics (MBUS_QUIET unset), and in the readable form
 // (MBUS_ECHO=readable), with the indent its readable lines carry.
