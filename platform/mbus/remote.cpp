@@ -361,7 +361,7 @@ Remote *attach(const char *path, std::string *why, bool from_environment) {
     (void)at_exit;
     // A process that attaches after it registered its handlers (through the control API) tells
     // this aircraft about them, as it would have heard of them one by one.
-    std::vector<uint16_t> registered;
+    std::vector<cw::trace::SetId> registered;
     {
         mbus::State &s = mbus::st();
         std::lock_guard<std::mutex> lock(s.mu);
@@ -369,8 +369,8 @@ Remote *attach(const char *path, std::string *why, bool from_environment) {
             registered.push_back(h.first);
         }
     }
-    for (const uint16_t key : registered) {
-        handler(nullptr, static_cast<uint8_t>(key >> 8), static_cast<uint8_t>(key & 0xFF), true);
+    for (const cw::trace::SetId key : registered) {
+        handler(nullptr, key.set, key.id, true);
     }
     return r.release();
 }
