@@ -58,22 +58,47 @@ constexpr On<W, F> on(F f) {
     return {f};
 }
 
-// Sends `cmd`'s request with `payload`, awaiting an answer of the answer row's length (zeroed),
+// Sends `cmd`'s request with `payload`, awaiting an answer in `ans` (none when it is empty),
 // judges it, runs the handlers in order and returns the command's result.
-template <class Judge, size_t R, class... H>
-inline int32_t perform(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, const H &...handlers) {
-    auto ans = Command<Judge, R>::answer_buffer();
+template <class Judge, size_t R, class A, class... H>
+inline int32_t perform_with(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, A &ans,
+                            const H &...handlers) {
     const Verdict v = run(cmd, payload, ans.span());
     (handlers(v, ans), ...);
     return v.code;
 }
 
+// The same, awaiting an answer of the answer row's length, zeroed.
+template <class Judge, size_t R, class... H>
+inline int32_t perform(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, const H &...handlers) {
+    auto ans = Command<Judge, R>::answer_buffer();
+    return perform_with(cmd, payload, ans, handlers...);
+}
+
+// The same, the answer buffer filled with `Fill` (what it holds where nothing came back).
+template <uint8_t Fill, class Judge, size_t R, class... H>
+inline int32_t perform_filled(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, const H &...handlers) {
+    auto ans = Command<Judge, R>::answer_buffer(Fill);
+    return perform_with(cmd, payload, ans, handlers...);
+}
+
+// The same, the answer going into the caller's buffer `into`.
+struct CallerAnswer {
+    std::span<uint8_t> bytes;
+    constexpr std::span<uint8_t> span() const { return bytes; }
+};
+template <class Judge, size_t R, class... H>
+inline int32_t perform_into(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, std::span<uint8_t> into,
+                            const H &...handlers) {
+    CallerAnswer ans{into};
+    return perform_with(cmd, payload, ans, handlers...);
+}
+
 // The same without awaiting an answer: the handlers see an empty one.
 template <class Judge, size_t R, class... H>
 inline int32_t post(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, const H &...handlers) {
-    const Verdict v = run(cmd, payload);
-    (handlers(v, AnswerBuffer<0>{}), ...);
-    return v.code;
+    AnswerBuffer<0> none;
+    return perform_with(cmd, payload, none, handlers...);
 }
 
 }  // namespace cw
