@@ -58,14 +58,21 @@ constexpr On<W, F> on(F f) {
     return {f};
 }
 
+// Runs the handlers of `v`'s outcome, in order, over the answer `ans`, and returns the command's
+// result: for a command whose request is laid out and sent by a helper of its own, or refused
+// at the library's door (cw::unsent).
+template <class A, class... H>
+inline int32_t handle(const Verdict &v, const A &ans, const H &...handlers) {
+    (handlers(v, ans), ...);
+    return v.code;
+}
+
 // Sends `cmd`'s request with `payload`, awaiting an answer in `ans` (none when it is empty),
 // judges it, runs the handlers in order and returns the command's result.
 template <class Judge, size_t R, class A, class... H>
 inline int32_t perform_with(const Command<Judge, R> &cmd, std::span<const uint8_t> payload, A &ans,
                             const H &...handlers) {
-    const Verdict v = run(cmd, payload, ans.span());
-    (handlers(v, ans), ...);
-    return v.code;
+    return handle(run(cmd, payload, ans.span()), ans, handlers...);
 }
 
 // The same, awaiting an answer of the answer row's length, zeroed.
