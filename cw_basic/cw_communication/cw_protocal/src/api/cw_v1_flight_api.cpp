@@ -153,9 +153,9 @@ extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8
                       //
                       CW_IF_FAILED(CW_USRLOG("cw flight ds %d add send fail %d\n", bag, v.code)),
                       // The flight controller's answer is reported as it came.
+                      //
+                      //
                       CW_IF_DONE(for (size_t i = 0; i < kDsBagAdd.kAnswerLen; ++i) {
-                          //
-                          //
                           CW_USRLOG("ACK RESULT -----  %d ----- %d\n", static_cast<int>(i), ans[i]);
                       }));
 }
@@ -164,11 +164,11 @@ extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8
 
 extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
     const auto payload = kControlEnable.encode(mode, kControlConstant);
+    //
+    //
+    //
+    //
     return cw::perform(
-        //
-        //
-        //
-        //
         kControlEnable, payload, CW_IF_UNSENT(CW_USRLOG("cw flight enabel control:%d fail %d\n", mode, v.ret)),
         //
         //
@@ -188,8 +188,8 @@ extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
         //
         //
         CW_IF_UNSENT(CW_LOG(cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, v.ret)),
+        //
         CW_IF_REFUSED(
-            //
             CW_LOG(cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode, v.result_byte)),
         //
         //
@@ -343,14 +343,14 @@ extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 
 
 extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
     auto ans = kPmRead.answer_buffer();
+    //
+    //
+    //
+    //
+    //
+    //
+    //
     return cw::handle(hash == nullptr ? cw::unsent(CW_ERR_PARAM) : cw::run(kPmRead, kPmRead.encode(*hash), ans.span()),
-                      //
-                      //
-                      //
-                      //
-                      //
-                      //
-                      //
                       ans, CW_IF_UNSENT(CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", v.ret)),
                       //
                       //
