@@ -111,12 +111,12 @@ inline int32_t post(const Command<Judge, R> &cmd, std::span<const uint8_t> paylo
 }  // namespace cw
 
 // A handler for the outcomes `when` names: its statements, over the verdict `v` and answer `ans`.
-#define CW_ON_OUTCOME(when, ...)                                                                  \
-    ::cw::on<::cw::When::when>(                                                                   \
-        [&, cw_site_func_ = __func__](const ::cw::Verdict &v, [[maybe_unused]] const auto &ans) { \
-            static_cast<void>(cw_site_func_);                                                     \
-            static_cast<void>(v);                                                                 \
-            __VA_ARGS__;                                                                          \
+#define CW_ON_OUTCOME(when, ...)                                                                 \
+    ::cw::on<::cw::When::when>(                                                                  \
+        [&, cw_site_func_ = CW_FUNC](const ::cw::Verdict &v, [[maybe_unused]] const auto &ans) { \
+            static_cast<void>(cw_site_func_);                                                    \
+            static_cast<void>(v);                                                                \
+            __VA_ARGS__;                                                                         \
         })
 #define CW_IF_UNSENT(...) CW_ON_OUTCOME(Unsent, __VA_ARGS__)
 #define CW_IF_REFUSED(...) CW_ON_OUTCOME(Refused, __VA_ARGS__)

@@ -59,17 +59,18 @@ consteval SourceName<N> source_name(const char (&path)[N]) {
 // a 1024-byte stack buffer; a longer one is cut, and at most 1023 bytes reach the channel.
 void usrlog(const char *func, int line, const char *fmt, ...) __attribute__((format(printf, 3, 4)));
 
-// The function a log line names: the calling function's own, or the exported function an outcome
-// handler was written in.
+// The function a log line names: the calling function's own (the compiler's name of the function
+// the call stands in, as __func__ gives it), or the exported function an outcome handler was
+// written in.
 struct NoSite {};
-constexpr const char *site_func(NoSite /*outside a handler*/, const char *func) { return func; }
-constexpr const char *site_func(const char *site, const char * /*handler's own*/) { return site; }
+constexpr const char *site_func(NoSite /*outside a handler*/, const char *func = __builtin_FUNCTION()) { return func; }
+constexpr const char *site_func(const char *site) { return site; }
 
 }  // namespace cw::log
 
 // Outside an outcome handler the name is the calling function's.
 static constexpr ::cw::log::NoSite cw_site_func_{};
-#define CW_FUNC ::cw::log::site_func(cw_site_func_, __func__)
+#define CW_FUNC ::cw::log::site_func(cw_site_func_)
 
 #define CW_SRC_FILE                                                            \
     ([]() -> const char * {                                                    \
