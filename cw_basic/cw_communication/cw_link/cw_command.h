@@ -7,8 +7,9 @@
 //                      CW_IF_DONE(*out = kPing.get<"reply">(ans)));
 //
 // A handler is written at the command's site, as a lambda over the verdict `v` and the answer
-// `ans`: its log lines keep the line they stand on and name the exported function it is
-// written in (the handler carries that name as cw_site_func_, which the log macros take).
+// `ans`: its log lines name the exported function it is written in (the handler carries that
+// name as cw_site_func_, which the log macros take) and the line they stand on, or the line
+// given at the site (CW_USRLOG_AT and the like, cw_log.h).
 #pragma once
 
 #include <cstddef>

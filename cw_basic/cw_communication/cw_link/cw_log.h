@@ -99,3 +99,21 @@ static constexpr ::cw::log::NoSite cw_site_func_{};
         CW_LOG(level, __VA_ARGS__); \
         CW_USRLOG(__VA_ARGS__);     \
     } while (0)
+
+// The same lines at a source line given at the site. A command's log lines carry the line they
+// have always carried in the aircraft's logs, which tools and people search by; written as a
+// number at the site, the line stays whatever the layout of the code around it.
+#define CW_LOG_AT(line, level, ...)                                                                              \
+    do {                                                                                                         \
+        char cw_head_[::cw::log::kHeadSize];                                                                     \
+        if (mbus_log_gen_head(::cw::log::kModule, (level), cw_head_, ::cw::log::kHeadSize, CW_SRC_FILE, CW_FUNC, \
+                              (line)) == 0) {                                                                    \
+            mbus_log_print(::cw::log::kModule, (level), cw_head_, __VA_ARGS__);                                  \
+        }                                                                                                        \
+    } while (0)
+#define CW_USRLOG_AT(line, ...) ::cw::log::usrlog(CW_FUNC, (line), __VA_ARGS__)
+#define CW_LOG_BOTH_AT(line, level, ...)     \
+    do {                                     \
+        CW_LOG_AT(line, level, __VA_ARGS__); \
+        CW_USRLOG_AT(line, __VA_ARGS__);     \
+    } while (0)

@@ -31,10 +31,11 @@ extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) 
     CW_REQUIRE(info);
     // The request is all zero; the battery's record follows the result byte.
     const decltype(kDynamicInfo)::Request payload{};
-    return cw::perform(kDynamicInfo, payload,
-                       // A failed send and a refusal are told alike.
-                       CW_IF_FAILED(CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", v.ret, v.result_byte)),
-                       CW_IF_DONE(std::memcpy(info->bytes, ans.data() + kInfoAt, CW_BATTERY_DYNAMIC_INFO_LEN)));
+    return cw::perform(
+        kDynamicInfo, payload,
+        // A failed send and a refusal are told alike.
+        CW_IF_FAILED(CW_USRLOG_AT(36, "get battery data send fail ret: %d, ack: %d\n", v.ret, v.result_byte)),
+        CW_IF_DONE(std::memcpy(info->bytes, ans.data() + kInfoAt, CW_BATTERY_DYNAMIC_INFO_LEN)));
 }
 
 // The caller's request goes as it is, of the row's length; the cells' voltages follow the result
@@ -45,7 +46,7 @@ extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, Ba
     return cw::perform(
         kCellVoltage, {request, kCellVoltage.kRequestLen},
         // A failed send and a refusal are told alike.
-        CW_IF_FAILED(CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", v.ret, v.result_byte)),
+        CW_IF_FAILED(CW_USRLOG_AT(48, "get battery cell voltage send fail ret: %d, ack = %d\n", v.ret, v.result_byte)),
         CW_IF_DONE(std::memcpy(voltage->bytes, ans.data() + kCellsAt, CW_BATTERY_CELL_VOLTAGE_LEN)));
 }
 
@@ -58,12 +59,12 @@ extern "C" int32_t cw_v1_battery_api_get_battery_sn(char *sn) {
     return cw::perform(
         kBatterySn, payload,
         // A failed send and a refusal are told alike.
-        CW_IF_FAILED(CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", v.ret, v.result_byte)),  // alike
+        CW_IF_FAILED(CW_USRLOG_AT(61, "get battery sn send fail ret: %d, ack = %d\n", v.ret, v.result_byte)),  // alike
         CW_IF_DONE({
             std::memset(sn, 0, CW_SN_TEXT_LEN);
             std::memcpy(sn, ans.data() + kSnAt, std::min<size_t>(kBatterySn.get<"len">(ans), kSnMaxCopy));
             sn[kSnTextMax] = '\0';
-            CW_USRLOG("get battery sn send SUCCESS:%s\n", sn);
+            CW_USRLOG_AT(66, "get battery sn send SUCCESS:%s\n", sn);
         }));
 }
 

@@ -26,16 +26,18 @@ constexpr size_t kSnLen = cw::link::field_named(kGetSn.answer(), "sn").count;
 
 extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
     CW_REQUIRE(version);
-    return cw::perform(
-        kGetVersion.to(receiver), {},  // every device answers it, on its own receiver
-        CW_IF_FAILED(                  // a failed send and a refusal are told alike
-            { CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, v.ret, v.result_byte); }),
-        // The text "a.b.c.d", most significant byte first.
-        CW_IF_DONE({
-            std::memset(version, 0, CW_VERSION_TEXT_LEN);
-            std::snprintf(version, CW_VERSION_TEXT_LEN, "%d.%d.%d.%d", ans[kVersionAt + 3], ans[kVersionAt + 2],
-                          ans[kVersionAt + 1], ans[kVersionAt]);
-        }));
+    return cw::perform(kGetVersion.to(receiver), {},  // every device answers it, on its own receiver
+                       CW_IF_FAILED(                  // a failed send and a refusal are told alike
+                           {
+                               CW_USRLOG_AT(32, "[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver,
+                                            v.ret, v.result_byte);
+                           }),
+                       // The text "a.b.c.d", most significant byte first.
+                       CW_IF_DONE({
+                           std::memset(version, 0, CW_VERSION_TEXT_LEN);
+                           std::snprintf(version, CW_VERSION_TEXT_LEN, "%d.%d.%d.%d", ans[kVersionAt + 3],
+                                         ans[kVersionAt + 2], ans[kVersionAt + 1], ans[kVersionAt]);
+                       }));
 }
 
 extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
@@ -44,7 +46,7 @@ extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
     // which is terminated.
     return cw::perform(kGetSn, kGetSn.encode(sn_selector),
                        // A failed send and a refusal are told alike.
-                       CW_IF_FAILED(CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", v.ret, v.result_byte)),
+                       CW_IF_FAILED(CW_USRLOG_AT(47, "[cirrow] get SN fail ret: %d ack: %d \n", v.ret, v.result_byte)),
                        // Done.
                        CW_IF_DONE({
                            std::memset(sn, 0, CW_SN_TEXT_LEN);

@@ -131,32 +131,19 @@ cw::Verdict run_pm_write(const uint32_t *hash, const void *value, uint32_t size,
 // ---- Data subscription ----
 
 extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
-    //
-    //
-    //
-    //
-    return cw::perform(kDsReset, {}, CW_IF_UNSENT(CW_LOG(cw::log::kFail, "cw flight ds reset send fail %d\n", v.ret)),
-                       //
-                       //
-                       CW_IF_REFUSED(CW_LOG(cw::log::kFail, "cw flight ds reset result fail %d\n", v.result_byte)),
-                       //
-                       //
-                       CW_IF_DONE(CW_LOG(cw::log::kInfo, "cw flight ds reset success\n")));
+    return cw::perform(
+        kDsReset, {}, CW_IF_UNSENT(CW_LOG_AT(138, cw::log::kFail, "cw flight ds reset send fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(141, cw::log::kFail, "cw flight ds reset result fail %d\n", v.result_byte)),
+        CW_IF_DONE(CW_LOG_AT(144, cw::log::kInfo, "cw flight ds reset success\n")));
 }
 
 extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
     BagAnswer ans;
     return cw::handle(run_bag(bag, rate, count, items, ans), ans,
-                      //
-                      //
-                      //
-                      //
-                      CW_IF_FAILED(CW_USRLOG("cw flight ds %d add send fail %d\n", bag, v.code)),
+                      CW_IF_FAILED(CW_USRLOG_AT(154, "cw flight ds %d add send fail %d\n", bag, v.code)),
                       // The flight controller's answer is reported as it came.
-                      //
-                      //
                       CW_IF_DONE(for (size_t i = 0; i < kDsBagAdd.kAnswerLen; ++i) {
-                          CW_USRLOG("ACK RESULT -----  %d ----- %d\n", static_cast<int>(i), ans[i]);
+                          CW_USRLOG_AT(159, "ACK RESULT -----  %d ----- %d\n", static_cast<int>(i), ans[i]);
                       }));
 }
 
@@ -164,36 +151,21 @@ extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8
 
 extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
     const auto payload = kControlEnable.encode(mode, kControlConstant);
-    //
-    //
-    //
-    //
-    return cw::perform(
-        kControlEnable, payload, CW_IF_UNSENT(CW_USRLOG("cw flight enabel control:%d fail %d\n", mode, v.ret)),
-        //
-        //
-        CW_IF_REFUSED(CW_LOG_BOTH(cw::log::kFail, "cw flight enable control:%d result fail %d\n", mode, v.result_byte)),
-        //
-        //
-        CW_IF_DONE(CW_LOG_BOTH(cw::log::kInfo, "cw flight control changed: %d\n", mode)));
+    return cw::perform(kControlEnable, payload,
+                       CW_IF_UNSENT(CW_USRLOG_AT(172, "cw flight enabel control:%d fail %d\n", mode, v.ret)),
+                       CW_IF_REFUSED(CW_LOG_BOTH_AT(175, cw::log::kFail, "cw flight enable control:%d result fail %d\n",
+                                                    mode, v.result_byte)),
+                       CW_IF_DONE(CW_LOG_BOTH_AT(178, cw::log::kInfo, "cw flight control changed: %d\n", mode)));
 }
 
 extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
     const auto payload = kSubmodeSet.encode(mode, submode);
     return cw::perform(
         kSubmodeSet, payload,
-        //
-        //
-        //
-        //
-        //
-        CW_IF_UNSENT(CW_LOG(cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, v.ret)),
-        //
-        CW_IF_REFUSED(
-            CW_LOG(cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode, v.result_byte)),
-        //
-        //
-        CW_IF_DONE(CW_LOG(cw::log::kInfo, "cw flight submode %d changed: %d\n", mode, submode)));
+        CW_IF_UNSENT(CW_LOG_AT(190, cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(193, cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode,
+                                v.result_byte)),
+        CW_IF_DONE(CW_LOG_AT(196, cw::log::kInfo, "cw flight submode %d changed: %d\n", mode, submode)));
 }
 
 extern "C" int32_t cw_v1_flight_api_adv_control(uint8_t mode_a, uint8_t mode_b, float v0, float v1, float v2, float v3,
@@ -202,108 +174,70 @@ extern "C" int32_t cw_v1_flight_api_adv_control(uint8_t mode_a, uint8_t mode_b, 
     const auto payload = kAdvControl.encode(mode_a, mode_b, v0, v1, v2, v3, v4, v5);
     return cw::post(
         kAdvControl, payload,
-        //
-        //
-        //
-        CW_IF_FAILED(CW_LOG_BOTH(cw::log::kFail, "cw_v1_flight_api_adv_control() v1_send fail %d\n", v.ret)));
+        CW_IF_FAILED(CW_LOG_BOTH_AT(208, cw::log::kFail, "cw_v1_flight_api_adv_control() v1_send fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_yaw_rate_control(float rate) {
     return cw::post(kYawRateControl, kYawRateControl.encode(rate),
-                    //
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw flight yaw_ctrl fail %d\n", v.ret)));
+                    CW_IF_FAILED(CW_LOG_AT(216, cw::log::kFail, "cw flight yaw_ctrl fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_function_control(uint8_t function) {
-    return cw::post(
-        kFunctionControl, kFunctionControl.encode(function),
-        //
-        //
-        CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw_v1_flight_api_functon_control(%d) fail %d\n", function, v.ret)));
+    return cw::post(kFunctionControl, kFunctionControl.encode(function),
+                    CW_IF_FAILED(CW_LOG_AT(224, cw::log::kFail, "cw_v1_flight_api_functon_control(%d) fail %d\n",
+                                           function, v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_switch_oa(uint8_t on_off) {
-    return cw::post(kSwitchOa, kSwitchOa.encode(on_off),
-                    //
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw_v1_flight_api_switch(%x) fail %d\n", on_off, v.ret)));
+    return cw::post(
+        kSwitchOa, kSwitchOa.encode(on_off),
+        CW_IF_FAILED(CW_LOG_AT(232, cw::log::kFail, "cw_v1_flight_api_switch(%x) fail %d\n", on_off, v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_send_heartbeat(uint8_t kind, uint8_t value) {
     return cw::post(kFlightHeartbeat, kFlightHeartbeat.encode(kind, value),
-                    //
-                    //
-                    //
-                    CW_IF_FAILED(CW_USRLOG("cw_v1_flight_api_send_heartbeat() fail %d\n", v.ret)));
+                    CW_IF_FAILED(CW_USRLOG_AT(240, "cw_v1_flight_api_send_heartbeat() fail %d\n", v.ret)));
 }
 
 // ---- IMU calibration ----
 
 extern "C" int32_t cw_v1_flight_api_imu_propeller_cali(void) {
-    return cw::post(kPropellerCali, kPropellerCali.encode(kPropellerCaliStart),
-                    //
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali() fail %d\n", v.ret)));
+    return cw::post(
+        kPropellerCali, kPropellerCali.encode(kPropellerCaliStart),
+        CW_IF_FAILED(CW_LOG_AT(250, cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali() fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_propeller_cali_reset(void) {
     return cw::post(
         kPropellerCali, kPropellerCali.encode(kPropellerCaliReset),
-        //
-        //
-        CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali_reset() fail %d\n", v.ret)));
+        CW_IF_FAILED(CW_LOG_AT(258, cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali_reset() fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_base_heartbeat(void) {
     return cw::perform(
         kBaseHeartbeat, kBaseHeartbeat.encode(kBaseHeartbeatByte),
-        //
-        //
-        //
-        //
-        CW_IF_UNSENT(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat() fail %d\n", v.ret)),
-        //
-        //
-        CW_IF_REFUSED(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat fail 0x%02x\n", v.result_byte)));
+        CW_IF_UNSENT(CW_LOG_AT(268, cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat() fail %d\n", v.ret)),
+        CW_IF_REFUSED(
+            CW_LOG_AT(271, cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat fail 0x%02x\n", v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) {
     return cw::perform(
         kCaliStart, kCaliStart.encode_with(cw::le::bytes(value), key),
-        //
-        //
-        //
-        //
-        //
-        //
-        //
-        CW_IF_UNSENT(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali() fail %d\n", v.ret)),
-        //
-        //
-        CW_IF_REFUSED(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali fail %02x %02x %02x %02x %02x %02x\n",
-                             ans[0], ans[1], ans[2], ans[3], ans[4], ans[5])));
+        CW_IF_UNSENT(CW_LOG_AT(284, cw::log::kFail, "cw_v1_flight_api_imu_start_cali() fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(287, cw::log::kFail,
+                                "cw_v1_flight_api_imu_start_cali fail %02x %02x %02x %02x %02x %02x\n", ans[0], ans[1],
+                                ans[2], ans[3], ans[4], ans[5])));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *progress) {
     CW_REQUIRE(progress);
     return cw::perform(
         kCaliProgress, kCaliProgress.encode(key),
-        //
-        //
-        //
-        //
-        //
-        //
-        //
-        CW_IF_UNSENT(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process() fail %d\n", v.ret)),
-        //
-        //
-        CW_IF_REFUSED(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process fail %02x %02x %02x %02x %02x %02x\n",
-                             ans[0], ans[1], ans[2], ans[3], ans[4], ans[5])),
+        CW_IF_UNSENT(CW_LOG_AT(302, cw::log::kFail, "cw_v1_flight_api_imu_read_process() fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(305, cw::log::kFail,
+                                "cw_v1_flight_api_imu_read_process fail %02x %02x %02x %02x %02x %02x\n", ans[0],
+                                ans[1], ans[2], ans[3], ans[4], ans[5])),
         CW_IF_DONE(*progress = kCaliProgress.get<"value">(ans)));
 }
 
@@ -311,18 +245,10 @@ extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uin
     CW_REQUIRE(result, request != nullptr || request_len == 0, request_len <= cw::kLinkMaxLen);
     return cw::perform(
         kImuCaliRt, {request, request_len},
-        //
-        //
-        //
-        //
-        //
-        //
-        //
-        CW_IF_UNSENT(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %d\n", v.ret)),
-        //
-        //
-        CW_IF_REFUSED(CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %02x %02x %02x %02x %02x %02x\n",
-                             ans[0], ans[1], ans[2], ans[3], ans[4], ans[5])),
+        CW_IF_UNSENT(CW_LOG_AT(321, cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(324, cw::log::kFail,
+                                "cw_v1_flight_api_imu_read_cali_rt() fail %02x %02x %02x %02x %02x %02x\n", ans[0],
+                                ans[1], ans[2], ans[3], ans[4], ans[5])),
         // The record's fields, each where the answer's row puts it.
         CW_IF_DONE({
             ImuCaliRt out{};
@@ -343,39 +269,21 @@ extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 
 
 extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
     auto ans = kPmRead.answer_buffer();
-    //
-    //
-    //
-    //
-    //
-    //
-    //
     return cw::handle(hash == nullptr ? cw::unsent(CW_ERR_PARAM) : cw::run(kPmRead, kPmRead.encode(*hash), ans.span()),
-                      ans, CW_IF_UNSENT(CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", v.ret)),
-                      //
-                      //
-                      CW_IF_REFUSED(CW_USRLOG("[fc_pm]: read pm fail %d\n", v.result_byte)),
-                      //
-                      //
-                      CW_IF_DONE(CW_USRLOG("[fc_pm]: hash value: %u, read data: %d\n", kPmRead.get<"hash">(ans),
-                                           kPmRead.get<"value">(ans))));
+                      ans, CW_IF_UNSENT(CW_USRLOG_AT(354, "[fc_pm]: nav flight read pm fail %d\n", v.ret)),
+                      CW_IF_REFUSED(CW_USRLOG_AT(357, "[fc_pm]: read pm fail %d\n", v.result_byte)),
+                      CW_IF_DONE(CW_USRLOG_AT(360, "[fc_pm]: hash value: %u, read data: %d\n", kPmRead.get<"hash">(ans),
+                                              kPmRead.get<"value">(ans))));
 }
 
 extern "C" int32_t nav_v1_flight_api_write_pm(const uint32_t *hash, const void *value, uint32_t size) {
     cw::AnswerBuffer<kParamValueAt + kParamMaxSize> ans;
-    return cw::handle(run_pm_write(hash, value, size, ans), ans,
-                      //
-                      //
-                      //
-                      //
-                      CW_IF_UNSENT(CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", v.ret)),
-                      //
-                      //
-                      CW_IF_REFUSED(CW_USRLOG("[fc_pm]: write ack result is fail %d\n", v.result_byte)),
-                      // The value now in force starts at byte 5 (0 when nothing was written).
-                      //
-                      //
-                      CW_IF_DONE(CW_USRLOG("[fc_pm]: write finish! current value is %d\n", ans[kParamValueAt])));
+    return cw::handle(
+        run_pm_write(hash, value, size, ans), ans,
+        CW_IF_UNSENT(CW_USRLOG_AT(371, "[fc_pm]: nav flight write pm fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_USRLOG_AT(374, "[fc_pm]: write ack result is fail %d\n", v.result_byte)),
+        // The value now in force starts at byte 5 (0 when nothing was written).
+        CW_IF_DONE(CW_USRLOG_AT(378, "[fc_pm]: write finish! current value is %d\n", ans[kParamValueAt])));
 }
 
 extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_t radius) {
@@ -389,14 +297,11 @@ extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_
 
     const uint8_t enabled = 1;
     if (nav_v1_flight_api_write_pm(&enabled_hash, &enabled, sizeof enabled) == 0) {
-        //
-        //
-        //
-        CW_USRLOG("open radius limit success\n");
+        CW_USRLOG_AT(395, "open radius limit success\n");
     }
     const auto height_value = cw::le::bytes(height);
     if (nav_v1_flight_api_write_pm(&height_hash, height_value.data(), height_value.size()) == 0) {
-        CW_USRLOG("set height limit to %d success!\n", height);
+        CW_USRLOG_AT(399, "set height limit to %d success!\n", height);
     }
     const auto radius_value = cw::le::bytes(radius);
     nav_v1_flight_api_write_pm(&radius_hash, radius_value.data(), radius_value.size());
@@ -409,43 +314,22 @@ extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_
 extern "C" int32_t cw_v1_flight_api_trigger_dowm_vo(uint16_t value) {
     std::printf("hash value is %u\n", kHashDownVo);
     return cw::post(kNamedWrite, named_write(kHashDownVo, value),
-                    //
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw flight trigger down vo %d fail%d\n", value, v.ret)),
-                    //
-                    //
-                    CW_IF_DONE(CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger down vo success\n")));
+                    CW_IF_FAILED(CW_LOG_AT(415, cw::log::kFail, "cw flight trigger down vo %d fail%d\n", value, v.ret)),
+                    CW_IF_DONE(CW_LOG_BOTH_AT(418, cw::log::kInfo, "cw flight trigger down vo success\n")));
 }
 
 extern "C" int32_t cw_v1_flight_api_trigger_compass_cali(uint16_t value) {
     std::printf("hash value is %u\n", kHashCompassCali);
     return cw::post(kNamedWrite, named_write(kHashCompassCali, value),
-                    //
-                    //
-                    //
-                    //
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw flight trigger compass cali fail %d\n", v.ret)),
-                    //
-                    //
-                    CW_IF_DONE(CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger compass cali success\n")));
+                    CW_IF_FAILED(CW_LOG_AT(430, cw::log::kFail, "cw flight trigger compass cali fail %d\n", v.ret)),
+                    CW_IF_DONE(CW_LOG_BOTH_AT(433, cw::log::kInfo, "cw flight trigger compass cali success\n")));
 }
 
 extern "C" int32_t cw_v1_flight_api_subscribe_vib(void) {
     std::printf("hash value is %u\n", kHashVibration);
     return cw::post(kNamedWrite, named_write(kHashVibration, 1),
-                    //
-                    //
-                    //
-                    //
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw flight subscribe vib fail %d\n", v.ret)),
-                    //
-                    //
-                    CW_IF_DONE(CW_LOG(cw::log::kInfo, "cw flight subscribe vib success\n")));
+                    CW_IF_FAILED(CW_LOG_AT(445, cw::log::kFail, "cw flight subscribe vib fail %d\n", v.ret)),
+                    CW_IF_DONE(CW_LOG_AT(448, cw::log::kInfo, "cw flight subscribe vib success\n")));
 }
 
 // ---- Identity and quick-test switch ----
@@ -460,45 +344,22 @@ extern "C" int32_t cw_v1_cwqt_switch(const char *word) {
     const auto payload =
         kQuickTestSwitch.encode(on_off, uint8_t{0}, on_off == kQuickTestOn ? kQuickTestOnValue : uint8_t{0});
     return cw::post(kQuickTestSwitch, payload,
-                    //
-                    //
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG_BOTH(cw::log::kFail, "cw_v1_cwqt_switch fail %d\n", v.ret)));
+                    CW_IF_FAILED(CW_LOG_BOTH_AT(467, cw::log::kFail, "cw_v1_cwqt_switch fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_set_uuid(void) {
     const auto payload = kIdentityWriteCmd.encode(kIdentityWrite, uint16_t{2000},
                                                   decltype(kIdentityWriteCmd)::Array<"data">{12, 5, 1, 2, 3, 1, 50});
-    //
-    //
-    //
-    //
-    //
-    //
-    return cw::perform(kIdentityWriteCmd, payload, CW_IF_UNSENT(CW_USRLOG("nav flight set uuid send fail %d\n", v.ret)),
-                       //
-                       //
-                       CW_IF_REFUSED(CW_USRLOG("nav flight set uuid send fail %d\n", v.result_byte)),
-                       //
-                       //
-                       CW_IF_DONE(CW_USRLOG("set uuid ok : %x\n", kIdentityWriteCmd.get<"result">(ans))));
+    return cw::perform(kIdentityWriteCmd, payload,
+                       CW_IF_UNSENT(CW_USRLOG_AT(479, "nav flight set uuid send fail %d\n", v.ret)),
+                       CW_IF_REFUSED(CW_USRLOG_AT(482, "nav flight set uuid send fail %d\n", v.result_byte)),
+                       CW_IF_DONE(CW_USRLOG_AT(485, "set uuid ok : %x\n", kIdentityWriteCmd.get<"result">(ans))));
 }
 
 extern "C" int32_t cw_v1_flight_get_uuid(void) {
     return cw::perform(kIdentityReadCmd, kIdentityReadCmd.encode(kIdentityRead),
-                       //
-                       //
-                       //
-                       //
-                       //
-                       //
-                       CW_IF_UNSENT(CW_USRLOG("nav flight get uuid send fail %d\n", v.ret)),
-                       //
-                       //
-                       CW_IF_REFUSED(CW_USRLOG("nav flight set uuid send fail %d\n", v.result_byte)),
-                       //
-                       //
-                       CW_IF_DONE(CW_USRLOG("set uuid len : %d\n", kIdentityReadCmd.get<"len">(ans));
-                                  CW_USRLOG("set uuid ok : %d\n", kIdentityReadCmd.get<"value">(ans))));
+                       CW_IF_UNSENT(CW_USRLOG_AT(496, "nav flight get uuid send fail %d\n", v.ret)),
+                       CW_IF_REFUSED(CW_USRLOG_AT(499, "nav flight set uuid send fail %d\n", v.result_byte)),
+                       CW_IF_DONE(CW_USRLOG_AT(502, "set uuid len : %d\n", kIdentityReadCmd.get<"len">(ans));
+                                  CW_USRLOG_AT(503, "set uuid ok : %d\n", kIdentityReadCmd.get<"value">(ans))));
 }

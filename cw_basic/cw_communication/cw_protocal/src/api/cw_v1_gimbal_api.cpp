@@ -42,7 +42,7 @@ extern "C" int32_t cw_v1_gimbal_api_mode_control(uint8_t mode) {
     // result.
     return cw::perform(
         kModeControl, kModeControl.encode(mode),
-        CW_IF_FAILED(CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", v.ret, v.result_byte)));
+        CW_IF_FAILED(CW_USRLOG_AT(45, "[cirrow] change mode send fail ret:%d ack: %d\n", v.ret, v.result_byte)));
 }
 
 // An angle command: the caller's flags go in bits 1 to 6 of the flags byte, bit 0 (the gimbal's
@@ -57,7 +57,7 @@ extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1
         // The angles, the constant, the flags, a reserved byte and the value; the gimbal's answer
         // is awaited, and a refusal is told apart in the log by its result
         // byte.
-        CW_IF_FAILED(CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", v.ret, v.result_byte)));
+        CW_IF_FAILED(CW_USRLOG_AT(60, "cw gimbal angle control send fail ret:%d, ack = %d\n", v.ret, v.result_byte)));
 }
 
 // A rate command: the caller's flags go in bits 1 to 4 and 6 of the flags byte, bit 0 always set.
@@ -68,46 +68,39 @@ extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, i
                           flag_bit(flag4, 4) | flag_bit(flag6, 6);
     return cw::post(kRateControl, kRateControl.encode(rate0, rate1, rate2, flags),
                     // The rates, then the flags.
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "nav gimbal rate control send fail %d\n", v.ret)));
+                    CW_IF_FAILED(CW_LOG_AT(72, cw::log::kFail, "nav gimbal rate control send fail %d\n", v.ret)));
 }
 
 // A yaw reset is a rate command of no rates with the reset flag.
 extern "C" int32_t cw_v1_gimbal_api_reset_yaw(void) {
     return cw::post(kRateControl, kRateControl.encode(int16_t{0}, int16_t{0}, int16_t{0}, kFlagYawReset),
                     // Not answered: the link's result is the command's.
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw gimbal reset yaw send fail %d\n", v.ret)));
+                    CW_IF_FAILED(CW_LOG_AT(81, cw::log::kFail, "cw gimbal reset yaw send fail %d\n", v.ret)));
 }
 
 // A release is an angle command of zeros.
 extern "C" int32_t cw_v1_gimbal_api_release_control(void) {
     return cw::post(kReleaseControl, decltype(kReleaseControl)::Request{},
                     // Not answered: the link's result is the command's.
-                    //
-                    //
-                    CW_IF_FAILED(CW_LOG(cw::log::kFail, "cw gimbal angle control send fail %d\n", v.ret)));
+                    CW_IF_FAILED(CW_LOG_AT(90, cw::log::kFail, "cw gimbal angle control send fail %d\n", v.ret)));
 }
 
 // The gimbal's three joint angles.
 extern "C" int32_t cw_v1_gimbal_api_query_joint_angle(int32_t *first, int32_t *second, int32_t *third) {
     CW_REQUIRE(first, second, third);
-    return cw::perform(kQueryJointAngle, kJointAngleQuery,
-                       // The request is the query's fixed bytes; the answer's result byte is 0 when
-                       // the gimbal answers with the angles.
-                       //
-                       //
-                       CW_IF_UNSENT(CW_LOG(cw::log::kFail, "cw gimbal api query joint angle error: %d\n", v.ret)),
-                       // Refused: the answer holds no angles.
-                       //
-                       CW_IF_REFUSED(CW_LOG(cw::log::kFail, "cw gimbal api query joint angle ack != 0\n")),
-                       // The gimbal answers the values in the order first, third, second.
-                       CW_IF_DONE({
-                           *first = kQueryJointAngle.get<"first">(ans);
-                           *third = kQueryJointAngle.get<"third">(ans);
-                           *second = kQueryJointAngle.get<"second">(ans);
-                       }));
+    return cw::perform(
+        kQueryJointAngle, kJointAngleQuery,
+        // The request is the query's fixed bytes; the answer's result byte is 0 when
+        // the gimbal answers with the angles.
+        CW_IF_UNSENT(CW_LOG_AT(101, cw::log::kFail, "cw gimbal api query joint angle error: %d\n", v.ret)),
+        // Refused: the answer holds no angles.
+        CW_IF_REFUSED(CW_LOG_AT(104, cw::log::kFail, "cw gimbal api query joint angle ack != 0\n")),
+        // The gimbal answers the values in the order first, third, second.
+        CW_IF_DONE({
+            *first = kQueryJointAngle.get<"first">(ans);
+            *third = kQueryJointAngle.get<"third">(ans);
+            *second = kQueryJointAngle.get<"second">(ans);
+        }));
 }
 
 // Starts the water-wave detection on "START", stops it on anything else (a null action
@@ -116,14 +109,9 @@ extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
     const bool start = action != nullptr && std::strcmp(action, "START") == 0;
     return cw::perform(kWaterwaveTrigger, kWaterwaveTrigger.encode(start ? kWaterwaveStart : kWaterwaveStop),
                        // The answer's result byte is 0 when the gimbal takes the trigger.
-                       //
-                       //
-                       //
-                       //
-                       CW_IF_UNSENT(CW_USRLOG("cw gimbal api trigger waterwave detect  error: %d\n", v.ret)),
+                       CW_IF_UNSENT(CW_USRLOG_AT(123, "cw gimbal api trigger waterwave detect  error: %d\n", v.ret)),
                        // Refused.
-                       //
-                       CW_IF_REFUSED(CW_USRLOG("cw gimbal api trigger waterwave detect ack != 0\n")));
+                       CW_IF_REFUSED(CW_USRLOG_AT(126, "cw gimbal api trigger waterwave detect ack != 0\n")));
 }
 
 // Subscribes the gimbal's information pushes: the three bytes say which, a zero byte follows.
@@ -133,15 +121,9 @@ extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
 extern "C" int32_t cw_v1_gimbal_subscribe_info(uint8_t byte0, uint8_t byte1, uint8_t byte2) {
     return cw::perform(kSubscribeInfo, kSubscribeInfo.encode(byte0, byte1, byte2, uint8_t{0}),
                        // Not sent.
-                       //
-                       //
-                       //
-                       //
-                       CW_IF_UNSENT(CW_USRLOG("nav gimbal subscribe send fail %d\n", v.ret)),
+                       CW_IF_UNSENT(CW_USRLOG_AT(140, "nav gimbal subscribe send fail %d\n", v.ret)),
                        // Refused: the log has the gimbal's result byte.
-                       //
-                       CW_IF_REFUSED(CW_USRLOG("nav gimbal subscribe result fail %d\n", v.result_byte)),
+                       CW_IF_REFUSED(CW_USRLOG_AT(143, "nav gimbal subscribe result fail %d\n", v.result_byte)),
                        // Done.
-                       //
-                       CW_IF_DONE(CW_USRLOG("nav gimbal subscribe success\n")));
+                       CW_IF_DONE(CW_USRLOG_AT(146, "nav gimbal subscribe success\n")));
 }

@@ -67,25 +67,25 @@ void settle_autotest_start(int32_t outcome) { g_autotest_started.store(outcome, 
 
 extern "C" int32_t cw_v1_testcmd_api_vision_start_autotest(void) {
     if (!claim_autotest_start()) {
-        CW_USRLOG("===vision module already start autotest! \n");
+        CW_USRLOG_AT(70, "===vision module already start autotest! \n");
         return 0;
     }
-    CW_USRLOG("==navigation autotest closed! \n");
+    CW_USRLOG_AT(73, "==navigation autotest closed! \n");
     return cw::perform(kVisionAutotest, kVisionAutotest.encode(kAutotestStart),
                        // Not sent or refused: the autotest stays closed, and a later start sends
                        // again.
                        CW_IF_UNSENT({
                            settle_autotest_start(kAutotestClosed);
-                           CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", v.ret);
-                           CW_USRLOG("vision module start autotest fail1 %d\n", v.ret);
+                           CW_LOG_AT(79, cw::log::kFail, "vision module start autotest fail %d\n", v.ret);
+                           CW_USRLOG_AT(80, "vision module start autotest fail1 %d\n", v.ret);
                        }),
                        CW_IF_REFUSED({
                            settle_autotest_start(kAutotestClosed);
-                           CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", v.result_byte);
-                           CW_USRLOG("vision module start autotest fail2 %d\n", v.result_byte);
+                           CW_LOG_AT(84, cw::log::kFail, "vision module start autotest fail %d\n", v.result_byte);
+                           CW_USRLOG_AT(85, "vision module start autotest fail2 %d\n", v.result_byte);
                        }),
                        CW_IF_DONE({
-                           CW_LOG_BOTH(cw::log::kInfo, "vision module start autotest success\n");
+                           CW_LOG_BOTH_AT(88, cw::log::kInfo, "vision module start autotest success\n");
                            settle_autotest_start(kAutotestStarted);
                        }));
 }
@@ -97,15 +97,15 @@ extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
                        // send (the link's result) from a refusal (the vision processor's result
                        // byte).
                        CW_IF_UNSENT({
-                           CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", v.ret);
-                           CW_USRLOG("vision module stop autotest fail1 %d\n", v.ret);
+                           CW_LOG_AT(100, cw::log::kFail, "vision module stop autotest fail %d\n", v.ret);
+                           CW_USRLOG_AT(101, "vision module stop autotest fail1 %d\n", v.ret);
                        }),
                        CW_IF_REFUSED({
-                           CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", v.result_byte);
-                           CW_USRLOG("vision module stop autotest fail2 %d\n", v.result_byte);
+                           CW_LOG_AT(104, cw::log::kFail, "vision module stop autotest fail %d\n", v.result_byte);
+                           CW_USRLOG_AT(105, "vision module stop autotest fail2 %d\n", v.result_byte);
                        }),
                        // Done.
-                       CW_IF_DONE(CW_LOG_BOTH(cw::log::kInfo, "vision module stop autotest success\n")));
+                       CW_IF_DONE(CW_LOG_BOTH_AT(108, cw::log::kInfo, "vision module stop autotest success\n")));
 }
 
 // Lifts the flight controller's distance limit for the test flight: the request is always the
@@ -115,12 +115,10 @@ extern "C" int32_t cw_v1_autotest_stop_distance_limit(void) {
     return cw::perform(
         kDistanceLimit, kDistanceLimitPayload,
         // Not sent: the log has the link's result.
-        //
-        CW_IF_UNSENT(CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", v.ret)),
+        CW_IF_UNSENT(CW_LOG_BOTH_AT(119, cw::log::kFail, "autotest close distance limit fail %d\n", v.ret)),
         // Refused: the log has the flight controller's result byte.
-        //
-        CW_IF_REFUSED(CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", v.result_byte)),
+        CW_IF_REFUSED(CW_LOG_BOTH_AT(122, cw::log::kFail, "autotest close distance limit fail %d\n", v.result_byte)),
         // Done: on the usrlog
         // channel only.
-        CW_IF_DONE(CW_USRLOG("autotest close distance limit success! \n")));
+        CW_IF_DONE(CW_USRLOG_AT(125, "autotest close distance limit success! \n")));
 }
