@@ -8,8 +8,8 @@
 
 #include "cirrow/cw_device.h"
 #include "cw_args.h"
+#include "cw_command.h"
 #include "cw_log.h"
-#include "cw_txn.h"
 
 namespace {
 
@@ -29,43 +29,43 @@ constexpr size_t kSnTextMax = 14;
 
 extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) {
     CW_REQUIRE(info);
+    // The request is all zero; the battery's record follows the result byte.
     const decltype(kDynamicInfo)::Request payload{};
-    auto ans = kDynamicInfo.answer_buffer();
-    const cw::Verdict v = cw::run(kDynamicInfo, payload, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("get battery data send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
-    } else {
-        std::memcpy(info->bytes, ans.data() + kInfoAt, CW_BATTERY_DYNAMIC_INFO_LEN);
-    }
-    return v.code;
+    return cw::perform(
+        kDynamicInfo, payload,
+        // A failed send and a refusal are told alike.
+        CW_IF_FAILED(CW_USRLOG_AT(36, "get battery data send fail ret: %d, ack: %d\n", v.ret, v.result_byte)),
+        CW_IF_DONE(std::memcpy(info->bytes, ans.data() + kInfoAt, CW_BATTERY_DYNAMIC_INFO_LEN)));
 }
+
+// The caller's request goes as it is, of the row's length; the cells' voltages follow the result
+// byte.
 
 extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, BatteryCellVoltage *voltage) {
     CW_REQUIRE(request, voltage);
-    auto ans = kCellVoltage.answer_buffer();
-    const cw::Verdict v = cw::run(kCellVoltage, {request, kCellVoltage.kRequestLen}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("get battery cell voltage send fail ret: %d, ack = %d\n", v.ret, v.result_byte);
-    } else {
-        std::memcpy(voltage->bytes, ans.data() + kCellsAt, CW_BATTERY_CELL_VOLTAGE_LEN);
-    }
-    return v.code;
+    return cw::perform(
+        kCellVoltage, {request, kCellVoltage.kRequestLen},
+        // A failed send and a refusal are told alike.
+        CW_IF_FAILED(CW_USRLOG_AT(48, "get battery cell voltage send fail ret: %d, ack = %d\n", v.ret, v.result_byte)),
+        CW_IF_DONE(std::memcpy(voltage->bytes, ans.data() + kCellsAt, CW_BATTERY_CELL_VOLTAGE_LEN)));
 }
+
+// The serial number is text of at most 14 characters, as long as the answer's length field says;
+// the rest of the caller's buffer is zeroed.
 
 extern "C" int32_t cw_v1_battery_api_get_battery_sn(char *sn) {
     CW_REQUIRE(sn);
     const decltype(kBatterySn)::Request payload{};
-    auto ans = kBatterySn.answer_buffer();
-    const cw::Verdict v = cw::run(kBatterySn, payload, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("get battery sn send fail ret: %d, ack = %d\n", v.ret, v.result_byte);
-    } else {
-        std::memset(sn, 0, CW_SN_TEXT_LEN);
-        std::memcpy(sn, ans.data() + kSnAt, std::min<size_t>(kBatterySn.get<"len">(ans), kSnMaxCopy));
-        sn[kSnTextMax] = '\0';
-        CW_USRLOG("get battery sn send SUCCESS:%s\n", sn);
-    }
-    return v.code;
+    return cw::perform(
+        kBatterySn, payload,
+        // A failed send and a refusal are told alike.
+        CW_IF_FAILED(CW_USRLOG_AT(61, "get battery sn send fail ret: %d, ack = %d\n", v.ret, v.result_byte)),  // alike
+        CW_IF_DONE({
+            std::memset(sn, 0, CW_SN_TEXT_LEN);
+            std::memcpy(sn, ans.data() + kSnAt, std::min<size_t>(kBatterySn.get<"len">(ans), kSnMaxCopy));
+            sn[kSnTextMax] = '\0';
+            CW_USRLOG_AT(66, "get battery sn send SUCCESS:%s\n", sn);
+        }));
 }
 
 // The records the caller is handed are the answers' bytes after the result byte.

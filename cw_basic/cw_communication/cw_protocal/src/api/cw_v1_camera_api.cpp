@@ -10,8 +10,8 @@
 #include "cirrow/cw_camera.h"
 #include "cw_args.h"
 #include "cw_bytes.h"
+#include "cw_command.h"
 #include "cw_log.h"
-#include "cw_txn.h"
 
 namespace {
 
@@ -71,14 +71,10 @@ bool same_text(const char *text, const char *expected) { return text != nullptr 
 
 extern "C" int32_t cw_v1_camera_api_query_camera_mode(uint8_t *mode) {
     CW_REQUIRE(mode);
-    auto ans = kQueryMode.answer_buffer();
-    const cw::Verdict v = cw::run(kQueryMode, {}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("fetch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
-    } else {
-        *mode = kQueryMode.get<"mode">(ans);
-    }
-    return v.code;
+    return cw::perform(
+        kQueryMode, {},
+        CW_IF_FAILED(CW_USRLOG_AT(77, "fetch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte)),
+        CW_IF_DONE(*mode = kQueryMode.get<"mode">(ans)));
 }
 
 extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
@@ -91,64 +87,42 @@ extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
     if (current == target) {
         return 0;
     }
-    auto ans = kSwitchMode.answer_buffer();
-    const cw::Verdict v = cw::run(kSwitchMode, kSwitchMode.encode(target), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] switch camera mode send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(kSwitchMode, kSwitchMode.encode(target),
+                       CW_IF_FAILED(CW_USRLOG_AT(97, "[cirrow] switch camera mode send fail ret: %d, ack: %d\n", v.ret,
+                                                 v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_set_top_mode(uint8_t mode) {
-    auto ans = kTopMode.answer_buffer();
-    const cw::Verdict v = cw::run(kTopMode, kTopMode.encode(mode), ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_USRLOG("[cirrow] set camera top mode fail when switch function %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_USRLOG("[cirrow] set camera top mode ack fail when switch function %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            break;
-    }
-    return v.code;
+    return cw::perform(
+        kTopMode, kTopMode.encode(mode),
+        CW_IF_UNSENT(CW_USRLOG_AT(107, "[cirrow] set camera top mode fail when switch function %d\n", v.ret)),
+        CW_IF_REFUSED(
+            CW_USRLOG_AT(110, "[cirrow] set camera top mode ack fail when switch function %d\n", v.result_byte)));
 }
 
 // ---- Link upkeep ----
 
 extern "C" int32_t cw_v1_camera_api_send_heartbeat(void) {
-    const cw::Verdict v = cw::run(kHeartbeat, {});
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("send heartbeat to camera fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(kHeartbeat, {}, CW_IF_FAILED(CW_USRLOG_AT(123, "send heartbeat to camera fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_camera_api_ping(uint8_t value) {
-    auto ans = kPing.answer_buffer(kNoAnswer);
-    const cw::Verdict v = cw::run(kPing, kPing.encode(value), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw ping camera send v1 fail result = %d %d\r\n", v.ret, ans[kPing.kResultAt]);
-    } else {
-        CW_USRLOG("cw ping camera success, ack:%d\n", ans[kPing.kResultAt]);
-    }
-    return v.code;
+    return cw::perform_filled<kNoAnswer>(
+        kPing, kPing.encode(value),
+        CW_IF_FAILED(CW_USRLOG_AT(132, "cw ping camera send v1 fail result = %d %d\r\n", v.ret, ans[kPing.kResultAt])),
+        CW_IF_DONE(CW_USRLOG_AT(134, "cw ping camera success, ack:%d\n", ans[kPing.kResultAt])));
 }
 
 // ---- Capture ----
 
 extern "C" int32_t cw_v1_camera_api_take_photo(uint8_t type) {
     if (type > kPhotoMaxType) {
-        CW_USRLOG("[cirrow] photo type error: %d\n", type);
+        CW_USRLOG_AT(143, "[cirrow] photo type error: %d\n", type);
         return CW_ERR_PARAM;
     }
-    auto ans = kTakePhoto.answer_buffer();
-    const cw::Verdict v = cw::run(kTakePhoto, kTakePhoto.encode(type), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] take photo fail ret: %d ack: %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kTakePhoto, kTakePhoto.encode(type),
+        CW_IF_FAILED(CW_USRLOG_AT(149, "[cirrow] take photo fail ret: %d ack: %d\n", v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
@@ -157,50 +131,39 @@ extern "C" int32_t cw_v1_camera_api_take_video(const char *action) {
         start = 1;
     } else if (!same_text(action, "STOP")) {
         // Neither starting nor stopping: the camera is left alone.
-        CW_USRLOG("[cirrow] take video action must be START or STOP: %s\n", action ? action : "(null)");
+        CW_USRLOG_AT(160, "[cirrow] take video action must be START or STOP: %s\n", action ? action : "(null)");
         return CW_ERR_PARAM;
     }
-    auto ans = kTakeVideo.answer_buffer();
-    const cw::Verdict v = cw::run(kTakeVideo, kTakeVideo.encode(start), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] send take video %s fail ret: %d ack = %d\n", action, v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(kTakeVideo, kTakeVideo.encode(start),
+                       CW_IF_FAILED(CW_USRLOG_AT(166, "[cirrow] send take video %s fail ret: %d ack = %d\n", action,
+                                                 v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_timelapse(const uint8_t *params) {
     CW_REQUIRE(params);
-    auto ans = kTimelapse.answer_buffer();
-    const cw::Verdict v = cw::run(kTimelapse, {params, kTimelapseBytes}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] set timelapse fail ret: %d ack: %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kTimelapse, {params, kTimelapseBytes},
+        CW_IF_FAILED(CW_USRLOG_AT(176, "[cirrow] set timelapse fail ret: %d ack: %d\n", v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_control_zoom(int32_t a, int32_t b, uint16_t zoom) {
     (void)a;
     (void)b;
-    auto ans = kZoom.answer_buffer(kNoAnswer);
     const auto payload = kZoom.encode(kZoomHead0, kZoomHead1, zoom);
-    const cw::Verdict v = cw::run(kZoom, payload, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw ctrl camera zoom send v1 fail result = %d %d\r\n", v.ret, ans[kZoom.kResultAt]);
-    } else {
-        CW_USRLOG("cw ctrl camera zoom success, ack:%d\n", ans[kZoom.kResultAt]);
-    }
-    return v.code;
+    return cw::perform_filled<kNoAnswer>(
+        kZoom, payload,
+        CW_IF_FAILED(
+            CW_USRLOG_AT(188, "cw ctrl camera zoom send v1 fail result = %d %d\r\n", v.ret, ans[kZoom.kResultAt])),
+        CW_IF_DONE(CW_USRLOG_AT(190, "cw ctrl camera zoom success, ack:%d\n", ans[kZoom.kResultAt])));
 }
 
 // ---- Formats and storage ----
 
 extern "C" int32_t cw_v1_camera_api_set_photo_storage_format(uint8_t format) {
-    auto ans = kPhotoStorageFormat.answer_buffer();
-    const cw::Verdict v = cw::run(kPhotoStorageFormat, kPhotoStorageFormat.encode(format), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kPhotoStorageFormat, kPhotoStorageFormat.encode(format),
+        CW_IF_FAILED(CW_LOG_AT(201, cw::log::kInfo, "[cirrow] set photo storage format send fail ret: %d, ack: %d\n",
+                               v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
@@ -211,153 +174,103 @@ extern "C" int32_t cw_v1_camera_api_set_storage_path(const char *name) {
     } else if (same_text(name, "EMCC")) {
         medium = kMediumEmcc;
     } else {
-        CW_USRLOG("[cirrow] path name must be SDCard or EMCC!\n");
+        CW_USRLOG_AT(214, "[cirrow] path name must be SDCard or EMCC!\n");
         return CW_ERR_ACK;
     }
-    auto ans = kStoragePath.answer_buffer();
-    const cw::Verdict v = cw::run(kStoragePath, kStoragePath.encode(kStoragePathHead, medium), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] set camera storage path fail result = %d ack = %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(kStoragePath, kStoragePath.encode(kStoragePathHead, medium),
+                       CW_IF_FAILED(CW_USRLOG_AT(220, "[cirrow] set camera storage path fail result = %d ack = %d\n",
+                                                 v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_format(const uint8_t *format) {
     CW_REQUIRE(format);
-    auto ans = kVideoFormat.answer_buffer();
-    const cw::Verdict v = cw::run(kVideoFormat, {format, kVideoFormatBytes}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] set video format fail ret = %d, ack = %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kVideoFormat, {format, kVideoFormatBytes},
+        CW_IF_FAILED(CW_USRLOG_AT(230, "[cirrow] set video format fail ret = %d, ack = %d\n", v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_video_storage_format(uint8_t format) {
-    auto ans = kVideoStorageFormat.answer_buffer();
-    const cw::Verdict v = cw::run(kVideoStorageFormat, kVideoStorageFormat.encode(format), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] set video storage format fail ret = %d, ack = %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(kVideoStorageFormat, kVideoStorageFormat.encode(format),
+                       CW_IF_FAILED(CW_USRLOG_AT(239, "[cirrow] set video storage format fail ret = %d, ack = %d\n",
+                                                 v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_photo_format(const uint8_t *format) {
     CW_REQUIRE(format);
     if (format[0] > kPhotoFormatMaxMode || format[2] > kPhotoFormatMaxType) {
-        CW_USRLOG("[cirrow] param error: mode %d, type %d\n", format[0], format[2]);
+        CW_USRLOG_AT(247, "[cirrow] param error: mode %d, type %d\n", format[0], format[2]);
         return CW_ERR_PARAM;
     }
-    auto ans = kPhotoFormat.answer_buffer();
-    const cw::Verdict v = cw::run(kPhotoFormat, {format, kPhotoFormatBytes}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] set format fail ret: %d ack: %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kPhotoFormat, {format, kPhotoFormatBytes},
+        CW_IF_FAILED(CW_USRLOG_AT(253, "[cirrow] set format fail ret: %d ack: %d\n", v.ret, v.result_byte)));
 }
 
 // ---- Focus and exposure ----
 
 extern "C" int32_t cw_v1_camera_api_get_focus_mode(uint8_t *mode) {
     CW_REQUIRE(mode);
-    auto ans = kGetFocusMode.answer_buffer();
-    const cw::Verdict v = cw::run(kGetFocusMode, {}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] get focus mode fail %d, ack %d\n", v.ret, v.result_byte);
-    } else {
-        *mode = kQueryMode.get<"mode">(ans);
-    }
-    return v.code;
+    return cw::perform(
+        kGetFocusMode, {},
+        CW_IF_FAILED(CW_USRLOG_AT(265, "[cirrow] get focus mode fail %d, ack %d\n", v.ret, v.result_byte)),
+        CW_IF_DONE(*mode = kQueryMode.get<"mode">(ans)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_focus_mode(uint8_t mode) {
-    auto ans = kSetFocusMode.answer_buffer();
-    const cw::Verdict v = cw::run(kSetFocusMode, kSetFocusMode.encode(mode), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] get file path fail ret: %d ack: %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kSetFocusMode, kSetFocusMode.encode(mode),
+        CW_IF_FAILED(CW_USRLOG_AT(276, "[cirrow] get file path fail ret: %d ack: %d\n", v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_set_af_region(const uint8_t *region) {
     CW_REQUIRE(region);
-    auto ans = kAfRegion.answer_buffer();
-    const cw::Verdict v = cw::run(kAfRegion, {region, kAfRegionBytes}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("get camera file path fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::perform(kAfRegion, {region, kAfRegionBytes},
+                       CW_IF_FAILED(CW_USRLOG_AT(286, "get camera file path fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_camera_get_curr_focus_len(uint16_t *focal) {
     CW_REQUIRE(focal);
-    auto ans = kCurrFocusLen.answer_buffer();
-    const cw::Verdict v = cw::run(kCurrFocusLen, {}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("get camera file path fail %d\n", v.ret);
-    } else {
-        *focal = kCurrFocusLen.get<"focal">(ans);
-    }
-    return v.code;
+    return cw::perform(kCurrFocusLen, {}, CW_IF_FAILED(CW_USRLOG_AT(296, "get camera file path fail %d\n", v.ret)),
+                       CW_IF_DONE(*focal = kCurrFocusLen.get<"focal">(ans)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_camera_focus(uint16_t focus) {
-    auto ans = kCameraFocus.answer_buffer();
-    const cw::Verdict v = cw::run(kCameraFocus, kCameraFocus.encode(focus), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] set focus fail ret:%d ack: %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kCameraFocus, kCameraFocus.encode(focus),
+        CW_IF_FAILED(CW_USRLOG_AT(307, "[cirrow] set focus fail ret:%d ack: %d\n", v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_switch_exposure_mode(uint8_t first, uint8_t second) {
-    auto ans = kExposureMode.answer_buffer();
-    const cw::Verdict v = cw::run(kExposureMode, kExposureMode.encode(first, second), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("switch exposure mode fail %u, ack=%d\n", static_cast<uint32_t>(v.ret), v.result_byte);
-    }
-    return v.code;
+    return cw::perform(kExposureMode, kExposureMode.encode(first, second),
+                       CW_IF_FAILED(CW_USRLOG_AT(316, "switch exposure mode fail %u, ack=%d\n",
+                                                 static_cast<uint32_t>(v.ret), v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_iso(uint8_t iso) {
-    auto ans = kIso.answer_buffer();
-    const cw::Verdict v = cw::run(kIso, kIso.encode(iso), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("set iso fail  result = %d ack = %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(kIso, kIso.encode(iso),
+                       CW_IF_FAILED(CW_USRLOG_AT(325, "set iso fail  result = %d ack = %d\n", v.ret, v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_camera_api_set_shutter(uint8_t first, int32_t flag, uint16_t value, uint8_t last) {
     const uint16_t sent = flag != 0 ? static_cast<uint16_t>(value | kShutterFlagBit) : value;
-    auto ans = kShutter.answer_buffer();
-    const cw::Verdict v = cw::run(kShutter, kShutter.encode(first, sent, last), ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("switch exposure mode fail result = %d ack = %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kShutter, kShutter.encode(first, sent, last),
+        CW_IF_FAILED(CW_USRLOG_AT(335, "switch exposure mode fail result = %d ack = %d\n", v.ret, v.result_byte)));
 }
 
 // ---- Queries ----
 
 extern "C" int32_t cw_v1_camera_api_get_status(CameraStatusInfo *status) {
     CW_REQUIRE(status);
-    auto ans = kGetStatus.answer_buffer();
-    const cw::Verdict v = cw::run(kGetStatus, {}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] get camera state fail ret: %d ack: %d\n", v.ret, v.result_byte);
-    } else {
-        status->state = kGetStatus.get<"state">(ans);
-        status->detail = kGetStatus.get<"detail">(ans);
-    }
-    return v.code;
+    return cw::perform(
+        kGetStatus, {},
+        CW_IF_FAILED(CW_USRLOG_AT(347, "[cirrow] get camera state fail ret: %d ack: %d\n", v.ret, v.result_byte)),
+        CW_IF_DONE(status->state = kGetStatus.get<"state">(ans); status->detail = kGetStatus.get<"detail">(ans)));
 }
 
 extern "C" int32_t cw_v1_camera_api_get_path(uint8_t *answer) {
     CW_REQUIRE(answer);
     // The camera's answer goes straight into the caller's buffer, judged by the caller.
-    const cw::Verdict v = cw::run(kGetPath, {}, {answer, kPathBytes});
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("get camera file path fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::perform_into(kGetPath, {}, {answer, kPathBytes},
+                            CW_IF_FAILED(CW_USRLOG_AT(360, "get camera file path fail %d\n", v.ret)));
 }

@@ -8,8 +8,8 @@
 #include "cirrow/cw_device.h"
 #include "cw_args.h"
 #include "cw_bytes.h"
+#include "cw_command.h"
 #include "cw_log.h"
-#include "cw_txn.h"
 
 namespace {
 
@@ -26,29 +26,31 @@ constexpr size_t kSnLen = cw::link::field_named(kGetSn.answer(), "sn").count;
 
 extern "C" int32_t cw_v1_common_api_get_version(uint16_t receiver, char *version) {
     CW_REQUIRE(version);
-    auto ans = kGetVersion.answer_buffer();
-    const cw::Verdict v = cw::run(kGetVersion.to(receiver), {}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver, v.ret, v.result_byte);
-    } else {
-        std::memset(version, 0, CW_VERSION_TEXT_LEN);
-        std::snprintf(version, CW_VERSION_TEXT_LEN, "%d.%d.%d.%d", ans[kVersionAt + 3], ans[kVersionAt + 2],
-                      ans[kVersionAt + 1], ans[kVersionAt]);
-    }
-    return v.code;
+    return cw::perform(kGetVersion.to(receiver), {},  // every device answers it, on its own receiver
+                       CW_IF_FAILED(                  // a failed send and a refusal are told alike
+                           {
+                               CW_USRLOG_AT(32, "[cirrow] get dev 0x%x version fail ret: %d ack: %d \n", receiver,
+                                            v.ret, v.result_byte);
+                           }),
+                       // The text "a.b.c.d", most significant byte first.
+                       CW_IF_DONE({
+                           std::memset(version, 0, CW_VERSION_TEXT_LEN);
+                           std::snprintf(version, CW_VERSION_TEXT_LEN, "%d.%d.%d.%d", ans[kVersionAt + 3],
+                                         ans[kVersionAt + 2], ans[kVersionAt + 1], ans[kVersionAt]);
+                       }));
 }
 
 extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
     CW_REQUIRE(sn);
-    const auto payload = kGetSn.encode(sn_selector);
-    auto ans = kGetSn.answer_buffer();
-    const cw::Verdict v = cw::run(kGetSn, payload, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] get SN fail ret: %d ack: %d \n", v.ret, v.result_byte);
-    } else {
-        std::memset(sn, 0, CW_SN_TEXT_LEN);
-        std::memcpy(sn, ans.data() + kSnAt, kSnLen);
-        sn[kSnLen] = '\0';
-    }
-    return v.code;
+    // The selector says which serial number; the answer holds it as text of its field's length,
+    // which is terminated.
+    return cw::perform(kGetSn, kGetSn.encode(sn_selector),
+                       // A failed send and a refusal are told alike.
+                       CW_IF_FAILED(CW_USRLOG_AT(47, "[cirrow] get SN fail ret: %d ack: %d \n", v.ret, v.result_byte)),
+                       // Done.
+                       CW_IF_DONE({
+                           std::memset(sn, 0, CW_SN_TEXT_LEN);
+                           std::memcpy(sn, ans.data() + kSnAt, kSnLen);
+                           sn[kSnLen] = '\0';
+                       }));
 }

@@ -10,8 +10,8 @@
 #include "cirrow/cw_flight.h"
 #include "cw_args.h"
 #include "cw_bytes.h"
+#include "cw_command.h"
 #include "cw_log.h"
-#include "cw_txn.h"
 
 namespace {
 
@@ -131,201 +131,126 @@ cw::Verdict run_pm_write(const uint32_t *hash, const void *value, uint32_t size,
 // ---- Data subscription ----
 
 extern "C" int32_t cw_v1_flight_api_ds_reset(void) {
-    auto ans = kDsReset.answer_buffer();
-    const cw::Verdict v = cw::run(kDsReset, {}, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG(cw::log::kFail, "cw flight ds reset send fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw flight ds reset result fail %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_LOG(cw::log::kInfo, "cw flight ds reset success\n");
-            break;
-    }
-    return v.code;
+    return cw::perform(
+        kDsReset, {}, CW_IF_UNSENT(CW_LOG_AT(138, cw::log::kFail, "cw flight ds reset send fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(141, cw::log::kFail, "cw flight ds reset result fail %d\n", v.result_byte)),
+        CW_IF_DONE(CW_LOG_AT(144, cw::log::kInfo, "cw flight ds reset success\n")));
 }
 
 extern "C" int32_t cw_v1_flight_api_ds_bag_add(uint8_t bag, uint16_t rate, uint8_t count, const uint32_t *items) {
     BagAnswer ans;
-    const cw::Verdict v = run_bag(bag, rate, count, items, ans);
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw flight ds %d add send fail %d\n", bag, v.code);
-        return v.code;
-    }
-    // The flight controller's answer is reported as it came.
-    for (size_t i = 0; i < kDsBagAdd.kAnswerLen; ++i) {
-        CW_USRLOG("ACK RESULT -----  %d ----- %d\n", static_cast<int>(i), ans[i]);
-    }
-    return v.code;
+    return cw::handle(run_bag(bag, rate, count, items, ans), ans,
+                      CW_IF_FAILED(CW_USRLOG_AT(154, "cw flight ds %d add send fail %d\n", bag, v.code)),
+                      // The flight controller's answer is reported as it came.
+                      CW_IF_DONE(for (size_t i = 0; i < kDsBagAdd.kAnswerLen; ++i) {
+                          CW_USRLOG_AT(159, "ACK RESULT -----  %d ----- %d\n", static_cast<int>(i), ans[i]);
+                      }));
 }
 
 // ---- Control and steering ----
 
 extern "C" int32_t cw_v1_flight_api_control_enable(uint8_t mode) {
     const auto payload = kControlEnable.encode(mode, kControlConstant);
-    auto ans = kControlEnable.answer_buffer();
-    const cw::Verdict v = cw::run(kControlEnable, payload, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_USRLOG("cw flight enabel control:%d fail %d\n", mode, v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG_BOTH(cw::log::kFail, "cw flight enable control:%d result fail %d\n", mode, v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_LOG_BOTH(cw::log::kInfo, "cw flight control changed: %d\n", mode);
-            break;
-    }
-    return v.code;
+    return cw::perform(kControlEnable, payload,
+                       CW_IF_UNSENT(CW_USRLOG_AT(172, "cw flight enabel control:%d fail %d\n", mode, v.ret)),
+                       CW_IF_REFUSED(CW_LOG_BOTH_AT(175, cw::log::kFail, "cw flight enable control:%d result fail %d\n",
+                                                    mode, v.result_byte)),
+                       CW_IF_DONE(CW_LOG_BOTH_AT(178, cw::log::kInfo, "cw flight control changed: %d\n", mode)));
 }
 
 extern "C" int32_t cw_v1_flight_api_submode_set(uint8_t mode, uint8_t submode) {
     const auto payload = kSubmodeSet.encode(mode, submode);
-    auto ans = kSubmodeSet.answer_buffer();
-    const cw::Verdict v = cw::run(kSubmodeSet, payload, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG(cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode, v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_LOG(cw::log::kInfo, "cw flight submode %d changed: %d\n", mode, submode);
-            break;
-    }
-    return v.code;
+    return cw::perform(
+        kSubmodeSet, payload,
+        CW_IF_UNSENT(CW_LOG_AT(190, cw::log::kFail, "cw flight set submode %d %d fail %d\n", mode, submode, v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(193, cw::log::kFail, "cw flight set submoce %d %d result fail %d\n", mode, submode,
+                                v.result_byte)),
+        CW_IF_DONE(CW_LOG_AT(196, cw::log::kInfo, "cw flight submode %d changed: %d\n", mode, submode)));
 }
 
 extern "C" int32_t cw_v1_flight_api_adv_control(uint8_t mode_a, uint8_t mode_b, float v0, float v1, float v2, float v3,
                                                 float v4, float v5) {
     // The modes, then the six values.
     const auto payload = kAdvControl.encode(mode_a, mode_b, v0, v1, v2, v3, v4, v5);
-    const cw::Verdict v = cw::run(kAdvControl, payload);
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG_BOTH(cw::log::kFail, "cw_v1_flight_api_adv_control() v1_send fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(
+        kAdvControl, payload,
+        CW_IF_FAILED(CW_LOG_BOTH_AT(208, cw::log::kFail, "cw_v1_flight_api_adv_control() v1_send fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_yaw_rate_control(float rate) {
-    const cw::Verdict v = cw::run(kYawRateControl, kYawRateControl.encode(rate));
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "cw flight yaw_ctrl fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(kYawRateControl, kYawRateControl.encode(rate),
+                    CW_IF_FAILED(CW_LOG_AT(216, cw::log::kFail, "cw flight yaw_ctrl fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_function_control(uint8_t function) {
-    const cw::Verdict v = cw::run(kFunctionControl, kFunctionControl.encode(function));
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_functon_control(%d) fail %d\n", function, v.ret);
-    }
-    return v.code;
+    return cw::post(kFunctionControl, kFunctionControl.encode(function),
+                    CW_IF_FAILED(CW_LOG_AT(224, cw::log::kFail, "cw_v1_flight_api_functon_control(%d) fail %d\n",
+                                           function, v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_switch_oa(uint8_t on_off) {
-    const cw::Verdict v = cw::run(kSwitchOa, kSwitchOa.encode(on_off));
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_switch(%x) fail %d\n", on_off, v.ret);
-    }
-    return v.code;
+    return cw::post(
+        kSwitchOa, kSwitchOa.encode(on_off),
+        CW_IF_FAILED(CW_LOG_AT(232, cw::log::kFail, "cw_v1_flight_api_switch(%x) fail %d\n", on_off, v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_send_heartbeat(uint8_t kind, uint8_t value) {
-    const cw::Verdict v = cw::run(kFlightHeartbeat, kFlightHeartbeat.encode(kind, value));
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw_v1_flight_api_send_heartbeat() fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(kFlightHeartbeat, kFlightHeartbeat.encode(kind, value),
+                    CW_IF_FAILED(CW_USRLOG_AT(240, "cw_v1_flight_api_send_heartbeat() fail %d\n", v.ret)));
 }
 
 // ---- IMU calibration ----
 
 extern "C" int32_t cw_v1_flight_api_imu_propeller_cali(void) {
-    const cw::Verdict v = cw::run(kPropellerCali, kPropellerCali.encode(kPropellerCaliStart));
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali() fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(
+        kPropellerCali, kPropellerCali.encode(kPropellerCaliStart),
+        CW_IF_FAILED(CW_LOG_AT(250, cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali() fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_propeller_cali_reset(void) {
-    const cw::Verdict v = cw::run(kPropellerCali, kPropellerCali.encode(kPropellerCaliReset));
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali_reset() fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(
+        kPropellerCali, kPropellerCali.encode(kPropellerCaliReset),
+        CW_IF_FAILED(CW_LOG_AT(258, cw::log::kFail, "cw_v1_flight_api_imu_propeller_cali_reset() fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_base_heartbeat(void) {
-    auto ans = kBaseHeartbeat.answer_buffer();
-    const cw::Verdict v = cw::run(kBaseHeartbeat, kBaseHeartbeat.encode(kBaseHeartbeatByte), ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat() fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat fail 0x%02x\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            break;
-    }
-    return v.code;
+    return cw::perform(
+        kBaseHeartbeat, kBaseHeartbeat.encode(kBaseHeartbeatByte),
+        CW_IF_UNSENT(CW_LOG_AT(268, cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat() fail %d\n", v.ret)),
+        CW_IF_REFUSED(
+            CW_LOG_AT(271, cw::log::kFail, "cw_v1_flight_api_imu_base_heartbeat fail 0x%02x\n", v.result_byte)));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_start_cali(uint32_t key, uint8_t value) {
-    auto ans = kCaliStart.answer_buffer();
-    const cw::Verdict v = cw::run(kCaliStart, kCaliStart.encode_with(cw::le::bytes(value), key), ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali() fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_start_cali fail %02x %02x %02x %02x %02x %02x\n", ans[0],
-                   ans[1], ans[2], ans[3], ans[4], ans[5]);
-            break;
-        case cw::Outcome::Done:
-            break;
-    }
-    return v.code;
+    return cw::perform(
+        kCaliStart, kCaliStart.encode_with(cw::le::bytes(value), key),
+        CW_IF_UNSENT(CW_LOG_AT(284, cw::log::kFail, "cw_v1_flight_api_imu_start_cali() fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(287, cw::log::kFail,
+                                "cw_v1_flight_api_imu_start_cali fail %02x %02x %02x %02x %02x %02x\n", ans[0], ans[1],
+                                ans[2], ans[3], ans[4], ans[5])));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_read_process(uint32_t key, uint8_t *progress) {
     CW_REQUIRE(progress);
-    auto ans = kCaliProgress.answer_buffer();
-    const cw::Verdict v = cw::run(kCaliProgress, kCaliProgress.encode(key), ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process() fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_process fail %02x %02x %02x %02x %02x %02x\n", ans[0],
-                   ans[1], ans[2], ans[3], ans[4], ans[5]);
-            break;
-        case cw::Outcome::Done:
-            *progress = kCaliProgress.get<"value">(ans);
-            break;
-    }
-    return v.code;
+    return cw::perform(
+        kCaliProgress, kCaliProgress.encode(key),
+        CW_IF_UNSENT(CW_LOG_AT(302, cw::log::kFail, "cw_v1_flight_api_imu_read_process() fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(305, cw::log::kFail,
+                                "cw_v1_flight_api_imu_read_process fail %02x %02x %02x %02x %02x %02x\n", ans[0],
+                                ans[1], ans[2], ans[3], ans[4], ans[5])),
+        CW_IF_DONE(*progress = kCaliProgress.get<"value">(ans)));
 }
 
 extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uint32_t request_len, ImuCaliRt *result) {
     CW_REQUIRE(result, request != nullptr || request_len == 0, request_len <= cw::kLinkMaxLen);
-    auto ans = kImuCaliRt.answer_buffer();
-    const cw::Verdict v = cw::run(kImuCaliRt, {request, request_len}, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %02x %02x %02x %02x %02x %02x\n", ans[0],
-                   ans[1], ans[2], ans[3], ans[4], ans[5]);
-            break;
-        case cw::Outcome::Done: {
-            // The record's fields, each where the answer's row puts it.
+    return cw::perform(
+        kImuCaliRt, {request, request_len},
+        CW_IF_UNSENT(CW_LOG_AT(321, cw::log::kFail, "cw_v1_flight_api_imu_read_cali_rt() fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_LOG_AT(324, cw::log::kFail,
+                                "cw_v1_flight_api_imu_read_cali_rt() fail %02x %02x %02x %02x %02x %02x\n", ans[0],
+                                ans[1], ans[2], ans[3], ans[4], ans[5])),
+        // The record's fields, each where the answer's row puts it.
+        CW_IF_DONE({
             ImuCaliRt out{};
             out.value0 = kImuCaliRt.get<"value0">(ans);
             out.value1 = kImuCaliRt.get<"value1">(ans);
@@ -335,10 +260,7 @@ extern "C" int32_t cw_v1_flight_api_imu_read_cali_rt(const uint8_t *request, uin
             }
             std::memcpy(out.raw_b, ans.data() + kImuCaliRt.answer_at<"raw_b">(), sizeof out.raw_b);
             *result = out;
-            break;
-        }
-    }
-    return v.code;
+        }));
 }
 
 // ---- Parameters by name hash ----
@@ -347,38 +269,21 @@ extern "C" uint32_t get_hash_value(const char *name) { return name == nullptr ? 
 
 extern "C" int32_t nav_v1_flight_api_read_pm(const uint32_t *hash) {
     auto ans = kPmRead.answer_buffer();
-    const cw::Verdict v =
-        hash == nullptr ? cw::unsent(CW_ERR_PARAM) : cw::run(kPmRead, kPmRead.encode(*hash), ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_USRLOG("[fc_pm]: nav flight read pm fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_USRLOG("[fc_pm]: read pm fail %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_USRLOG("[fc_pm]: hash value: %u, read data: %d\n", kPmRead.get<"hash">(ans), kPmRead.get<"value">(ans));
-            break;
-    }
-    return v.code;
+    return cw::handle(hash == nullptr ? cw::unsent(CW_ERR_PARAM) : cw::run(kPmRead, kPmRead.encode(*hash), ans.span()),
+                      ans, CW_IF_UNSENT(CW_USRLOG_AT(354, "[fc_pm]: nav flight read pm fail %d\n", v.ret)),
+                      CW_IF_REFUSED(CW_USRLOG_AT(357, "[fc_pm]: read pm fail %d\n", v.result_byte)),
+                      CW_IF_DONE(CW_USRLOG_AT(360, "[fc_pm]: hash value: %u, read data: %d\n", kPmRead.get<"hash">(ans),
+                                              kPmRead.get<"value">(ans))));
 }
 
 extern "C" int32_t nav_v1_flight_api_write_pm(const uint32_t *hash, const void *value, uint32_t size) {
     cw::AnswerBuffer<kParamValueAt + kParamMaxSize> ans;
-    const cw::Verdict v = run_pm_write(hash, value, size, ans);
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_USRLOG("[fc_pm]: nav flight write pm fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_USRLOG("[fc_pm]: write ack result is fail %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            // The value now in force starts at byte 5 (0 when nothing was written).
-            CW_USRLOG("[fc_pm]: write finish! current value is %d\n", ans[kParamValueAt]);
-            break;
-    }
-    return v.code;
+    return cw::handle(
+        run_pm_write(hash, value, size, ans), ans,
+        CW_IF_UNSENT(CW_USRLOG_AT(371, "[fc_pm]: nav flight write pm fail %d\n", v.ret)),
+        CW_IF_REFUSED(CW_USRLOG_AT(374, "[fc_pm]: write ack result is fail %d\n", v.result_byte)),
+        // The value now in force starts at byte 5 (0 when nothing was written).
+        CW_IF_DONE(CW_USRLOG_AT(378, "[fc_pm]: write finish! current value is %d\n", ans[kParamValueAt])));
 }
 
 extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_t radius) {
@@ -392,11 +297,11 @@ extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_
 
     const uint8_t enabled = 1;
     if (nav_v1_flight_api_write_pm(&enabled_hash, &enabled, sizeof enabled) == 0) {
-        CW_USRLOG("open radius limit success\n");
+        CW_USRLOG_AT(395, "open radius limit success\n");
     }
     const auto height_value = cw::le::bytes(height);
     if (nav_v1_flight_api_write_pm(&height_hash, height_value.data(), height_value.size()) == 0) {
-        CW_USRLOG("set height limit to %d success!\n", height);
+        CW_USRLOG_AT(399, "set height limit to %d success!\n", height);
     }
     const auto radius_value = cw::le::bytes(radius);
     nav_v1_flight_api_write_pm(&radius_hash, radius_value.data(), radius_value.size());
@@ -408,47 +313,23 @@ extern "C" int32_t cw_set_height_and_radius_limit_value(uint16_t height, uint16_
 
 extern "C" int32_t cw_v1_flight_api_trigger_dowm_vo(uint16_t value) {
     std::printf("hash value is %u\n", kHashDownVo);
-    const cw::Verdict v = cw::run(kNamedWrite, named_write(kHashDownVo, value));
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw flight trigger down vo %d fail%d\n", value, v.ret);
-            break;
-        case cw::Outcome::Done:
-            CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger down vo success\n");
-            break;
-    }
-    return v.code;
+    return cw::post(kNamedWrite, named_write(kHashDownVo, value),
+                    CW_IF_FAILED(CW_LOG_AT(415, cw::log::kFail, "cw flight trigger down vo %d fail%d\n", value, v.ret)),
+                    CW_IF_DONE(CW_LOG_BOTH_AT(418, cw::log::kInfo, "cw flight trigger down vo success\n")));
 }
 
 extern "C" int32_t cw_v1_flight_api_trigger_compass_cali(uint16_t value) {
     std::printf("hash value is %u\n", kHashCompassCali);
-    const cw::Verdict v = cw::run(kNamedWrite, named_write(kHashCompassCali, value));
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw flight trigger compass cali fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Done:
-            CW_LOG_BOTH(cw::log::kInfo, "cw flight trigger compass cali success\n");
-            break;
-    }
-    return v.code;
+    return cw::post(kNamedWrite, named_write(kHashCompassCali, value),
+                    CW_IF_FAILED(CW_LOG_AT(430, cw::log::kFail, "cw flight trigger compass cali fail %d\n", v.ret)),
+                    CW_IF_DONE(CW_LOG_BOTH_AT(433, cw::log::kInfo, "cw flight trigger compass cali success\n")));
 }
 
 extern "C" int32_t cw_v1_flight_api_subscribe_vib(void) {
     std::printf("hash value is %u\n", kHashVibration);
-    const cw::Verdict v = cw::run(kNamedWrite, named_write(kHashVibration, 1));
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw flight subscribe vib fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Done:
-            CW_LOG(cw::log::kInfo, "cw flight subscribe vib success\n");
-            break;
-    }
-    return v.code;
+    return cw::post(kNamedWrite, named_write(kHashVibration, 1),
+                    CW_IF_FAILED(CW_LOG_AT(445, cw::log::kFail, "cw flight subscribe vib fail %d\n", v.ret)),
+                    CW_IF_DONE(CW_LOG_AT(448, cw::log::kInfo, "cw flight subscribe vib success\n")));
 }
 
 // ---- Identity and quick-test switch ----
@@ -462,46 +343,23 @@ extern "C" int32_t cw_v1_cwqt_switch(const char *word) {
     }
     const auto payload =
         kQuickTestSwitch.encode(on_off, uint8_t{0}, on_off == kQuickTestOn ? kQuickTestOnValue : uint8_t{0});
-    const cw::Verdict v = cw::run(kQuickTestSwitch, payload);
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG_BOTH(cw::log::kFail, "cw_v1_cwqt_switch fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(kQuickTestSwitch, payload,
+                    CW_IF_FAILED(CW_LOG_BOTH_AT(467, cw::log::kFail, "cw_v1_cwqt_switch fail %d\n", v.ret)));
 }
 
 extern "C" int32_t cw_v1_flight_set_uuid(void) {
     const auto payload = kIdentityWriteCmd.encode(kIdentityWrite, uint16_t{2000},
                                                   decltype(kIdentityWriteCmd)::Array<"data">{12, 5, 1, 2, 3, 1, 50});
-    auto ans = kIdentityWriteCmd.answer_buffer();
-    const cw::Verdict v = cw::run(kIdentityWriteCmd, payload, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_USRLOG("nav flight set uuid send fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_USRLOG("nav flight set uuid send fail %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_USRLOG("set uuid ok : %x\n", kIdentityWriteCmd.get<"result">(ans));
-            break;
-    }
-    return v.code;
+    return cw::perform(kIdentityWriteCmd, payload,
+                       CW_IF_UNSENT(CW_USRLOG_AT(479, "nav flight set uuid send fail %d\n", v.ret)),
+                       CW_IF_REFUSED(CW_USRLOG_AT(482, "nav flight set uuid send fail %d\n", v.result_byte)),
+                       CW_IF_DONE(CW_USRLOG_AT(485, "set uuid ok : %x\n", kIdentityWriteCmd.get<"result">(ans))));
 }
 
 extern "C" int32_t cw_v1_flight_get_uuid(void) {
-    auto ans = kIdentityReadCmd.answer_buffer();
-    const cw::Verdict v = cw::run(kIdentityReadCmd, kIdentityReadCmd.encode(kIdentityRead), ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_USRLOG("nav flight get uuid send fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_USRLOG("nav flight set uuid send fail %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_USRLOG("set uuid len : %d\n", kIdentityReadCmd.get<"len">(ans));
-            CW_USRLOG("set uuid ok : %d\n", kIdentityReadCmd.get<"value">(ans));
-            break;
-    }
-    return v.code;
+    return cw::perform(kIdentityReadCmd, kIdentityReadCmd.encode(kIdentityRead),
+                       CW_IF_UNSENT(CW_USRLOG_AT(496, "nav flight get uuid send fail %d\n", v.ret)),
+                       CW_IF_REFUSED(CW_USRLOG_AT(499, "nav flight set uuid send fail %d\n", v.result_byte)),
+                       CW_IF_DONE(CW_USRLOG_AT(502, "set uuid len : %d\n", kIdentityReadCmd.get<"len">(ans));
+                                  CW_USRLOG_AT(503, "set uuid ok : %d\n", kIdentityReadCmd.get<"value">(ans))));
 }

@@ -7,8 +7,8 @@
 #include "cirrow/cw_gimbal.h"
 #include "cw_args.h"
 #include "cw_bytes.h"
+#include "cw_command.h"
 #include "cw_log.h"
-#include "cw_txn.h"
 
 namespace {
 
@@ -38,113 +38,92 @@ constexpr uint8_t flag_bit(uint8_t flag, unsigned n) { return static_cast<uint8_
 }  // namespace
 
 extern "C" int32_t cw_v1_gimbal_api_mode_control(uint8_t mode) {
-    const auto payload = kModeControl.encode(mode);
-    auto ans = kModeControl.answer_buffer();
-    const cw::Verdict v = cw::run(kModeControl, payload, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("[cirrow] change mode send fail ret:%d ack: %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    // The mode is the request's one byte. A refusal is only logged: the result is the send
+    // result.
+    return cw::perform(
+        kModeControl, kModeControl.encode(mode),
+        CW_IF_FAILED(CW_USRLOG_AT(45, "[cirrow] change mode send fail ret:%d ack: %d\n", v.ret, v.result_byte)));
 }
 
+// An angle command: the caller's flags go in bits 1 to 6 of the flags byte, bit 0 (the gimbal's
+// drive flag) is always set. A refusal is only logged: the result is the send result.
 extern "C" int32_t cw_v1_gimbal_api_angle_control(int16_t angle0, int16_t angle1, int16_t angle2, uint8_t flag1,
                                                   uint8_t flag2, uint8_t flag3, uint8_t flag4, uint8_t flag5,
                                                   uint8_t flag6, uint16_t value) {
     const uint8_t flags = kFlagCommand | flag_bit(flag1, 1) | flag_bit(flag2, 2) | flag_bit(flag3, 3) |
                           flag_bit(flag4, 4) | flag_bit(flag5, 5) | flag_bit(flag6, 6);
-    // The angles, the constant, the flags, a reserved byte and the value.
-    const auto payload = kAngleControl.encode(angle0, angle1, angle2, kAngleConstant, flags, uint8_t{0}, value);
-    auto ans = kAngleControl.answer_buffer();
-    const cw::Verdict v = cw::run(kAngleControl, payload, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw gimbal angle control send fail ret:%d, ack = %d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    return cw::perform(
+        kAngleControl, kAngleControl.encode(angle0, angle1, angle2, kAngleConstant, flags, uint8_t{0}, value),
+        // The angles, the constant, the flags, a reserved byte and the value; the gimbal's answer
+        // is awaited, and a refusal is told apart in the log by its result
+        // byte.
+        CW_IF_FAILED(CW_USRLOG_AT(60, "cw gimbal angle control send fail ret:%d, ack = %d\n", v.ret, v.result_byte)));
 }
 
+// A rate command: the caller's flags go in bits 1 to 4 and 6 of the flags byte, bit 0 always set.
+// The rate commands are not answered: the link's result is the command's.
 extern "C" int32_t cw_v1_gimbal_api_rate_control(int16_t rate0, int16_t rate1, int16_t rate2, uint8_t flag1,
                                                  uint8_t flag2, uint8_t flag3, uint8_t flag4, uint8_t flag6) {
     const uint8_t flags = kFlagCommand | flag_bit(flag1, 1) | flag_bit(flag2, 2) | flag_bit(flag3, 3) |
                           flag_bit(flag4, 4) | flag_bit(flag6, 6);
-    const auto payload = kRateControl.encode(rate0, rate1, rate2, flags);
-    const cw::Verdict v = cw::run(kRateControl, payload);
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "nav gimbal rate control send fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(kRateControl, kRateControl.encode(rate0, rate1, rate2, flags),
+                    // The rates, then the flags.
+                    CW_IF_FAILED(CW_LOG_AT(72, cw::log::kFail, "nav gimbal rate control send fail %d\n", v.ret)));
 }
 
+// A yaw reset is a rate command of no rates with the reset flag.
 extern "C" int32_t cw_v1_gimbal_api_reset_yaw(void) {
-    const auto payload = kRateControl.encode(int16_t{0}, int16_t{0}, int16_t{0}, kFlagYawReset);
-    const cw::Verdict v = cw::run(kRateControl, payload);
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "cw gimbal reset yaw send fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(kRateControl, kRateControl.encode(int16_t{0}, int16_t{0}, int16_t{0}, kFlagYawReset),
+                    // Not answered: the link's result is the command's.
+                    CW_IF_FAILED(CW_LOG_AT(81, cw::log::kFail, "cw gimbal reset yaw send fail %d\n", v.ret)));
 }
 
+// A release is an angle command of zeros.
 extern "C" int32_t cw_v1_gimbal_api_release_control(void) {
-    const decltype(kReleaseControl)::Request payload{};
-    const cw::Verdict v = cw::run(kReleaseControl, payload);
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "cw gimbal angle control send fail %d\n", v.ret);
-    }
-    return v.code;
+    return cw::post(kReleaseControl, decltype(kReleaseControl)::Request{},
+                    // Not answered: the link's result is the command's.
+                    CW_IF_FAILED(CW_LOG_AT(90, cw::log::kFail, "cw gimbal angle control send fail %d\n", v.ret)));
 }
 
+// The gimbal's three joint angles.
 extern "C" int32_t cw_v1_gimbal_api_query_joint_angle(int32_t *first, int32_t *second, int32_t *third) {
     CW_REQUIRE(first, second, third);
-    auto ans = kQueryJointAngle.answer_buffer();
-    const cw::Verdict v = cw::run(kQueryJointAngle, kJointAngleQuery, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG(cw::log::kFail, "cw gimbal api query joint angle error: %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "cw gimbal api query joint angle ack != 0\n");
-            break;
-        case cw::Outcome::Done:
-            // The gimbal answers the values in the order first, third, second.
+    return cw::perform(
+        kQueryJointAngle, kJointAngleQuery,
+        // The request is the query's fixed bytes; the answer's result byte is 0 when
+        // the gimbal answers with the angles.
+        CW_IF_UNSENT(CW_LOG_AT(101, cw::log::kFail, "cw gimbal api query joint angle error: %d\n", v.ret)),
+        // Refused: the answer holds no angles.
+        CW_IF_REFUSED(CW_LOG_AT(104, cw::log::kFail, "cw gimbal api query joint angle ack != 0\n")),
+        // The gimbal answers the values in the order first, third, second.
+        CW_IF_DONE({
             *first = kQueryJointAngle.get<"first">(ans);
             *third = kQueryJointAngle.get<"third">(ans);
             *second = kQueryJointAngle.get<"second">(ans);
-            break;
-    }
-    return v.code;
+        }));
 }
 
+// Starts the water-wave detection on "START", stops it on anything else (a null action
+// included).
 extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
     const bool start = action != nullptr && std::strcmp(action, "START") == 0;
-    const auto payload = kWaterwaveTrigger.encode(start ? kWaterwaveStart : kWaterwaveStop);
-    auto ans = kWaterwaveTrigger.answer_buffer();
-    const cw::Verdict v = cw::run(kWaterwaveTrigger, payload, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_USRLOG("cw gimbal api trigger waterwave detect  error: %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_USRLOG("cw gimbal api trigger waterwave detect ack != 0\n");
-            break;
-        case cw::Outcome::Done:
-            break;
-    }
-    return v.code;
+    return cw::perform(kWaterwaveTrigger, kWaterwaveTrigger.encode(start ? kWaterwaveStart : kWaterwaveStop),
+                       // The answer's result byte is 0 when the gimbal takes the trigger.
+                       CW_IF_UNSENT(CW_USRLOG_AT(123, "cw gimbal api trigger waterwave detect  error: %d\n", v.ret)),
+                       // Refused.
+                       CW_IF_REFUSED(CW_USRLOG_AT(126, "cw gimbal api trigger waterwave detect ack != 0\n")));
 }
 
+// Subscribes the gimbal's information pushes: the three bytes say which, a zero byte follows.
+// The answer's result byte is 0 when the gimbal takes the subscription; the result is
+// CW_ERR_ACK when it does not, and the link's result when the request did not go.
+
 extern "C" int32_t cw_v1_gimbal_subscribe_info(uint8_t byte0, uint8_t byte1, uint8_t byte2) {
-    const auto payload = kSubscribeInfo.encode(byte0, byte1, byte2, uint8_t{0});
-    auto ans = kSubscribeInfo.answer_buffer();
-    const cw::Verdict v = cw::run(kSubscribeInfo, payload, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_USRLOG("nav gimbal subscribe send fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_USRLOG("nav gimbal subscribe result fail %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_USRLOG("nav gimbal subscribe success\n");
-            break;
-    }
-    return v.code;
+    return cw::perform(kSubscribeInfo, kSubscribeInfo.encode(byte0, byte1, byte2, uint8_t{0}),
+                       // Not sent.
+                       CW_IF_UNSENT(CW_USRLOG_AT(140, "nav gimbal subscribe send fail %d\n", v.ret)),
+                       // Refused: the log has the gimbal's result byte.
+                       CW_IF_REFUSED(CW_USRLOG_AT(143, "nav gimbal subscribe result fail %d\n", v.result_byte)),
+                       // Done.
+                       CW_IF_DONE(CW_USRLOG_AT(146, "nav gimbal subscribe success\n")));
 }

@@ -8,8 +8,8 @@
 
 #include "cirrow/cw_vision.h"
 #include "cw_bytes.h"
+#include "cw_command.h"
 #include "cw_log.h"
-#include "cw_txn.h"
 
 namespace {
 
@@ -67,63 +67,58 @@ void settle_autotest_start(int32_t outcome) { g_autotest_started.store(outcome, 
 
 extern "C" int32_t cw_v1_testcmd_api_vision_start_autotest(void) {
     if (!claim_autotest_start()) {
-        CW_USRLOG("===vision module already start autotest! \n");
+        CW_USRLOG_AT(70, "===vision module already start autotest! \n");
         return 0;
     }
-    CW_USRLOG("==navigation autotest closed! \n");
-    auto ans = kVisionAutotest.answer_buffer();
-    const cw::Verdict v = cw::run(kVisionAutotest, kVisionAutotest.encode(kAutotestStart), ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            settle_autotest_start(kAutotestClosed);
-            CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", v.ret);
-            CW_USRLOG("vision module start autotest fail1 %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            settle_autotest_start(kAutotestClosed);
-            CW_LOG(cw::log::kFail, "vision module start autotest fail %d\n", v.result_byte);
-            CW_USRLOG("vision module start autotest fail2 %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_LOG_BOTH(cw::log::kInfo, "vision module start autotest success\n");
-            settle_autotest_start(kAutotestStarted);
-            break;
-    }
-    return v.code;
+    CW_USRLOG_AT(73, "==navigation autotest closed! \n");
+    return cw::perform(kVisionAutotest, kVisionAutotest.encode(kAutotestStart),
+                       // Not sent or refused: the autotest stays closed, and a later start sends
+                       // again.
+                       CW_IF_UNSENT({
+                           settle_autotest_start(kAutotestClosed);
+                           CW_LOG_AT(79, cw::log::kFail, "vision module start autotest fail %d\n", v.ret);
+                           CW_USRLOG_AT(80, "vision module start autotest fail1 %d\n", v.ret);
+                       }),
+                       CW_IF_REFUSED({
+                           settle_autotest_start(kAutotestClosed);
+                           CW_LOG_AT(84, cw::log::kFail, "vision module start autotest fail %d\n", v.result_byte);
+                           CW_USRLOG_AT(85, "vision module start autotest fail2 %d\n", v.result_byte);
+                       }),
+                       CW_IF_DONE({
+                           CW_LOG_BOTH_AT(88, cw::log::kInfo, "vision module start autotest success\n");
+                           settle_autotest_start(kAutotestStarted);
+                       }));
 }
 
 extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
-    auto ans = kVisionAutotest.answer_buffer();
-    const cw::Verdict v = cw::run(kVisionAutotest, kVisionAutotest.encode(kAutotestStop), ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", v.ret);
-            CW_USRLOG("vision module stop autotest fail1 %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG(cw::log::kFail, "vision module stop autotest fail %d\n", v.result_byte);
-            CW_USRLOG("vision module stop autotest fail2 %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_LOG_BOTH(cw::log::kInfo, "vision module stop autotest success\n");
-            break;
-    }
-    return v.code;
+    return cw::perform(kVisionAutotest, kVisionAutotest.encode(kAutotestStop),
+                       // The started flag stays as it is: once started, the autotest is not
+                       // started again in this process, stopped or not. The log tells a failed
+                       // send (the link's result) from a refusal (the vision processor's result
+                       // byte).
+                       CW_IF_UNSENT({
+                           CW_LOG_AT(100, cw::log::kFail, "vision module stop autotest fail %d\n", v.ret);
+                           CW_USRLOG_AT(101, "vision module stop autotest fail1 %d\n", v.ret);
+                       }),
+                       CW_IF_REFUSED({
+                           CW_LOG_AT(104, cw::log::kFail, "vision module stop autotest fail %d\n", v.result_byte);
+                           CW_USRLOG_AT(105, "vision module stop autotest fail2 %d\n", v.result_byte);
+                       }),
+                       // Done.
+                       CW_IF_DONE(CW_LOG_BOTH_AT(108, cw::log::kInfo, "vision module stop autotest success\n")));
 }
 
+// Lifts the flight controller's distance limit for the test flight: the request is always the
+// same, and its answer's result byte is where its row puts it. The log tells a failed send from a
+// refusal by the value it shows.
 extern "C" int32_t cw_v1_autotest_stop_distance_limit(void) {
-    auto ans = kDistanceLimit.answer_buffer();
-    const cw::Verdict v = cw::run(kDistanceLimit, kDistanceLimitPayload, ans.span());
-    switch (v.outcome) {
-        case cw::Outcome::SendFailed:
-            CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", v.ret);
-            break;
-        case cw::Outcome::Refused:
-            CW_LOG_BOTH(cw::log::kFail, "autotest close distance limit fail %d\n", v.result_byte);
-            break;
-        case cw::Outcome::Done:
-            CW_USRLOG("autotest close distance limit success! \n");
-            break;
-    }
-    return v.code;
+    return cw::perform(
+        kDistanceLimit, kDistanceLimitPayload,
+        // Not sent: the log has the link's result.
+        CW_IF_UNSENT(CW_LOG_BOTH_AT(119, cw::log::kFail, "autotest close distance limit fail %d\n", v.ret)),
+        // Refused: the log has the flight controller's result byte.
+        CW_IF_REFUSED(CW_LOG_BOTH_AT(122, cw::log::kFail, "autotest close distance limit fail %d\n", v.result_byte)),
+        // Done: on the usrlog
+        // channel only.
+        CW_IF_DONE(CW_USRLOG_AT(125, "autotest close distance limit success! \n")));
 }

@@ -6,8 +6,8 @@
 
 #include "cirrow/cw_wifi.h"
 #include "cw_bytes.h"
+#include "cw_command.h"
 #include "cw_log.h"
-#include "cw_txn.h"
 
 namespace {
 
@@ -24,66 +24,66 @@ constexpr auto kCloseWifi = cw::command<"wifi.close">(cw::policy::logged_only);
 }  // namespace
 
 extern "C" int32_t cw_v1_wifi_api_set_channel(uint16_t channel) {
-    CW_LOG(cw::log::kInfo, "cw wifi set channel %d\n", channel);
-    const auto payload = kSetChannel.encode(uint8_t{0}, channel);
-    auto ans = kSetChannel.answer_buffer();  // not examined
-    const cw::Verdict v = cw::run(kSetChannel, payload, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_LOG(cw::log::kFail, "cw wifi set channel fail result=%d\n", v.ret);
-    } else {
-        CW_LOG(cw::log::kInfo, "cw wifi set channel success\n");
-    }
-    return v.code;
+    CW_LOG_AT(27, cw::log::kInfo, "cw wifi set channel %d\n", channel);
+    return cw::perform(kSetChannel, kSetChannel.encode(uint8_t{0}, channel),
+                       // The channel follows a zero byte. The answer is awaited, not examined: the
+                       // link's result is the command's, and whatever the module answers, a request
+                       // that went is a success.
+                       CW_IF_FAILED(CW_LOG_AT(32, cw::log::kFail, "cw wifi set channel fail result=%d\n", v.ret)),
+                       // Sent.
+                       CW_IF_DONE(CW_LOG_AT(34, cw::log::kInfo, "cw wifi set channel success\n")));
 }
 
+// The radio's reply byte is the ping's result; only a failed send is logged as a failure, and an
+// answer, whatever its reply byte, as a success.
 extern "C" int32_t cw_v1_wifi_api_ping(uint8_t ping_byte) {
-    auto ans = kPing.answer_buffer();
-    const cw::Verdict v = cw::run(kPing, kPing.encode(ping_byte), ans.span());
-    if (v.outcome == cw::Outcome::SendFailed) {
-        CW_USRLOG("cw wifi ping sdr send v1 fail result = %d %d\r\n", v.ret, ans[kPing.kResultAt]);
-    } else {
-        CW_USRLOG("cw wifi ping sdr success\n");
-    }
-    return v.code;
+    return cw::perform(
+        kPing, kPing.encode(ping_byte),
+        // Not sent: the log has what the answer holds where the reply byte goes.
+        CW_IF_UNSENT(CW_USRLOG_AT(43, "cw wifi ping sdr send v1 fail result = %d %d\r\n", v.ret, ans[kPing.kResultAt])),
+        // Sent: answered, whatever the reply byte.
+        CW_IF_SENT(CW_USRLOG_AT(45, "cw wifi ping sdr success\n")));
 }
+
+// The version's answer is text of the row's length that need not be terminated.
 
 extern "C" int32_t cw_v1_wifi_api_version(void) {
-    CW_USRLOG("cw wifi get version\n");
-    auto ans = kVersion.answer_buffer();
-    const cw::Verdict v = cw::run(kVersion, {}, ans.span());
-    if (v.outcome != cw::Outcome::Done) {
-        CW_USRLOG("cw wifi get version send v1 fail result = %d\r\n", v.ret);
-    } else {
-        // The answer is text that need not be terminated: log at most its 30 bytes.
-        std::array<char, kVersion.kAnswerLen + 1> text{};
-        std::memcpy(text.data(), ans.data(), kVersion.kAnswerLen);
-        CW_USRLOG("cw wifi get version success %s\n", text.data());
-    }
-    return v.code;
+    CW_USRLOG_AT(51, "cw wifi get version\n");
+    return cw::perform(kVersion, {},
+                       // The link's result is the command's; the answer is the version's text, of the
+                       // row's length.
+                       CW_IF_FAILED(CW_USRLOG_AT(55, "cw wifi get version send v1 fail result = %d\r\n", v.ret)),
+                       // The text need not be terminated: log at most the answer's 30 bytes.
+                       CW_IF_DONE({
+                           std::array<char, kVersion.kAnswerLen + 1> text{};
+                           std::memcpy(text.data(), ans.data(), kVersion.kAnswerLen);
+                           CW_USRLOG_AT(60, "cw wifi get version success %s\n", text.data());
+                       }));
 }
 
+// Switching Wi-Fi on: a refusal is passed back as the module's own byte.
 extern "C" int32_t cw_v1_wifi_api_open_wifi(void) {
-    CW_LOG(cw::log::kInfo, "cw wifi open wifi\n");
-    auto ans = kOpenWifi.answer_buffer();
-    const cw::Verdict v = cw::run(kOpenWifi, kOpenWifi.encode(uint8_t{0}), ans.span());
-    if (v.outcome == cw::Outcome::Done) {
-        CW_USRLOG("cw wifi open wifi success\n");
-    } else {
-        // A refusal is passed back as the module's own byte.
-        CW_USRLOG("cw wifi open wifi fail result = %d ack:%d\r\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    CW_LOG_AT(66, cw::log::kInfo, "cw wifi open wifi\n");
+    return cw::perform(
+        kOpenWifi, kOpenWifi.encode(uint8_t{0}),
+        // The request is one zero byte; the answer's result byte
+        // says whether the module did it.
+        CW_IF_DONE(CW_USRLOG_AT(70, "cw wifi open wifi success\n")),
+        // Not sent, or refused: the log has the link's result and
+        // the module's byte.
+        CW_IF_FAILED(CW_USRLOG_AT(73, "cw wifi open wifi fail result = %d ack:%d\r\n", v.ret, v.result_byte)));
 }
 
+// Switching Wi-Fi off: a refusal is only logged, the result is the send result (the module's
+// byte is in the log).
 extern "C" int32_t cw_v1_wifi_api_close_wifi(void) {
-    CW_LOG(cw::log::kInfo, "cw wifi close wifi\n");
-    auto ans = kCloseWifi.answer_buffer();
-    const cw::Verdict v = cw::run(kCloseWifi, kCloseWifi.encode(uint8_t{0}), ans.span());
-    if (v.outcome == cw::Outcome::Done) {
-        CW_USRLOG("cw wifi close wifi success\n");
-    } else {
-        // A refusal is only logged: the result is the send result.
-        CW_USRLOG("cw wifi close wifi fail result=%d ack:%d\n", v.ret, v.result_byte);
-    }
-    return v.code;
+    CW_LOG_AT(79, cw::log::kInfo, "cw wifi close wifi\n");
+    return cw::perform(
+        kCloseWifi, kCloseWifi.encode(uint8_t{0}),
+        // The request is one zero byte; the answer's result byte
+        // says whether the module did it.
+        CW_IF_DONE(CW_USRLOG_AT(83, "cw wifi close wifi success\n")),
+        // Not sent, or refused: the log has the link's result and
+        // the module's byte.
+        CW_IF_FAILED(CW_USRLOG_AT(86, "cw wifi close wifi fail result=%d ack:%d\n", v.ret, v.result_byte)));
 }
