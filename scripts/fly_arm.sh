@@ -60,7 +60,8 @@ arm=$(cd "$demos/../../.." && pwd)
 for speed in 1 4 10; do
     echo "fly_arm: the square (ARM, qemu-arm) against cirrow-aircraft at speed $speed"
     rm -f "$sock"
-    "$aircraft" --socket "$sock" --speed "$speed" 2>"$work/aircraft-$speed.log" &
+    "$aircraft" --socket "$sock" --speed "$speed" --scenario tests/clock/square_hold.toml \
+        2>"$work/aircraft-$speed.log" &
     pid=$!
     for _ in $(seq 100); do [ -S "$sock" ] && break; sleep 0.05; done
     start=$SECONDS
