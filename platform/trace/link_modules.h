@@ -1,8 +1,8 @@
 // The aircraft's modules as the host tools know them: the receivers each answers for and the
 // messages it streams, one row a module. The virtual aircraft builds a model for every row that
 // has one, the scenario reader takes the names, commands and streams a scenario may change from
-// here, and the link reference has a section per row. A module's messages are the table's rows
-// whose names start with its name and a dot.
+// here, the link reference has a section per row and the live page groups the link's messages by
+// row. A module's messages are the table's rows whose names start with its name and a dot.
 #pragma once
 
 #include <span>

@@ -9,6 +9,7 @@
 
 #include "cw_bytes.h"
 #include "link_messages.h"
+#include "link_modules.h"
 #include "live.h"
 #include "view_json.h"
 
@@ -63,6 +64,23 @@ void take(double &to, double v, double scale = 1) {
     }
 }
 
+// The module a message is one of: by its row's name, or for a bare result byte, by the receiver the
+// request went to.
+const cw::trace::Module *owner(const LinkEvent &e, const Message *m) {
+    if (m == nullptr) {
+        return nullptr;
+    }
+    if (const cw::trace::Module *mod = cw::trace::module_of(*m)) {
+        return mod;
+    }
+    for (const cw::trace::Module &mod : cw::trace::kModules) {
+        if (mod.serves(e.receiver)) {
+            return &mod;
+        }
+    }
+    return nullptr;
+}
+
 const char *kind_name(Dir d) { return d == Dir::Request ? "request" : d == Dir::Answer ? "answer" : "push"; }
 
 struct Point {
@@ -72,6 +90,7 @@ struct Point {
 struct Rate {
     std::string name;
     Dir dir;
+    const cw::trace::Module *module;  // the module whose message it is, by the aircraft's module list
     uint64_t count = 0;
     uint32_t now = 0, last = 0;  // this second's messages, and the last whole second's
 };
@@ -114,9 +133,11 @@ void Flight::State::count(const LinkEvent &e, const Message *m) {
         second = sec;
     }
     std::string name = m != nullptr ? m->name : std::to_string(e.set) + "/" + std::to_string(e.id);
-    auto it = std::find_if(rates.begin(), rates.end(), [&](const Rate &r) { return r.dir == e.dir && r.name == name; });
+    const cw::trace::Module *module = owner(e, m);
+    auto it = std::find_if(rates.begin(), rates.end(),
+                           [&](const Rate &r) { return r.dir == e.dir && r.name == name && r.module == module; });
     if (it == rates.end()) {
-        rates.push_back({std::move(name), e.dir});
+        rates.push_back({std::move(name), e.dir, module});
         it = rates.end() - 1;
     }
     ++it->count;
@@ -265,7 +286,12 @@ std::string Flight::json(size_t since) const {
     w.array("rates");
     for (const Rate &r : s.rates) {
         w.object().field("name", r.name).field("kind", kind_name(r.dir));
-        w.field("count", static_cast<double>(r.count)).field("rate", r.last).end_object();
+        w.field("count", static_cast<double>(r.count)).field("rate", r.last);
+        // The page groups the link's messages by module, in the order of the module list.
+        const auto order =
+            r.module != nullptr ? r.module - std::begin(cw::trace::kModules) : std::ssize(cw::trace::kModules);
+        w.field("module", r.module != nullptr ? r.module->title : "").field("order", static_cast<double>(order));
+        w.end_object();
     }
     w.end_array();
     w.array("apps");

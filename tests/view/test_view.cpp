@@ -13,6 +13,7 @@
 
 #include "link_capture.h"
 #include "link_messages.h"
+#include "link_modules.h"
 #include "link_trace.h"
 #include "live.h"
 
@@ -119,10 +120,28 @@ TEST(Flight, LinkRatesPerMessage) {
     const uint8_t unknown[2] = {1, 2};
     f.add({1.5, 99, 7, Dir::Push, cw::link::kAnyReceiver, unknown, sizeof unknown});
     state(f, 2.05, 0, 0);  // the second 1..2 is whole: 10 fc_state, 1 unknown
-    EXPECT_TRUE(has(f.json(0), "{\"name\":\"flight.fc_state\",\"kind\":\"push\",\"count\":11,\"rate\":10}"));
-    EXPECT_TRUE(has(f.json(0), "{\"name\":\"99/7\",\"kind\":\"push\",\"count\":1,\"rate\":1}"));
+    // Each under its module, by the aircraft's module list; a message the table does not know last.
+    EXPECT_TRUE(has(f.json(0),
+                    "{\"name\":\"flight.fc_state\",\"kind\":\"push\",\"count\":11,\"rate\":10,"
+                    "\"module\":\"Flight controller\",\"order\":0}"));
+    const std::string last = std::to_string(std::size(cw::trace::kModules));
+    EXPECT_TRUE(has(f.json(0),
+                    "{\"name\":\"99/7\",\"kind\":\"push\",\"count\":1,\"rate\":1,"
+                    "\"module\":\"\",\"order\":" +
+                        last + "}"));
+    Msg("gimbal.info", Dir::Push).to(f, 2.1);
+    EXPECT_TRUE(has(f.json(0),
+                    "\"name\":\"gimbal.info\",\"kind\":\"push\",\"count\":1,\"rate\":0,"
+                    "\"module\":\"Gimbal\",\"order\":3}"))
+        << f.json(0);
+    const uint8_t result[1] = {0};  // a bare result byte goes under the module it answers for
+    f.add({2.2, 3, 1, Dir::Answer, cw::link::kGimbal, result, sizeof result});
+    EXPECT_TRUE(has(f.json(0),
+                    "\"name\":\"result\",\"kind\":\"answer\",\"count\":1,\"rate\":0,"
+                    "\"module\":\"Gimbal\",\"order\":3}"))
+        << f.json(0);
     state(f, 5.0, 0, 0);  // seconds without messages: no rate
-    EXPECT_TRUE(has(f.json(0), "\"count\":12,\"rate\":0}")) << f.json(0);
+    EXPECT_TRUE(has(f.json(0), "\"count\":12,\"rate\":0,")) << f.json(0);
 }
 
 TEST(Flight, SeriesAreBoundedAndIncremental) {

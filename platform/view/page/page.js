@@ -124,7 +124,13 @@
     });
     var body = d3.select('#rates tbody');
     body.selectAll('tr').remove();
-    s.rates.slice().sort(function (a, b) { return b.count - a.count; }).forEach(function (r) {
+    // Grouped by module, in the aircraft's order of its modules; the busiest first within one.
+    var group = null;
+    s.rates.slice().sort(function (a, b) { return a.order - b.order || b.count - a.count; }).forEach(function (r) {
+      if (r.module !== group) {
+        group = r.module;
+        body.append('tr').attr('class', 'group').append('th').attr('colspan', 4).text(group || 'not in the table');
+      }
       var tr = body.append('tr');
       tr.append('td').text(r.name);
       tr.append('td').text(r.kind);
