@@ -33,7 +33,6 @@ extern "C" int32_t cw_v1_battery_api_get_dynamic_info(BatteryDynamicInfo *info) 
     const decltype(kDynamicInfo)::Request payload{};
     return cw::perform(
         kDynamicInfo, payload,
-        // A failed send and a refusal are told alike.
         CW_IF_FAILED(CW_USRLOG_AT(36, "get battery data send fail ret: %d, ack: %d\n", v.ret, v.result_byte)),
         CW_IF_DONE(std::memcpy(info->bytes, ans.data() + kInfoAt, CW_BATTERY_DYNAMIC_INFO_LEN)));
 }
@@ -45,7 +44,6 @@ extern "C" int32_t cw_v1_battery_api_get_cell_voltage(const uint8_t *request, Ba
     CW_REQUIRE(request, voltage);
     return cw::perform(
         kCellVoltage, {request, kCellVoltage.kRequestLen},
-        // A failed send and a refusal are told alike.
         CW_IF_FAILED(CW_USRLOG_AT(48, "get battery cell voltage send fail ret: %d, ack = %d\n", v.ret, v.result_byte)),
         CW_IF_DONE(std::memcpy(voltage->bytes, ans.data() + kCellsAt, CW_BATTERY_CELL_VOLTAGE_LEN)));
 }
@@ -58,7 +56,6 @@ extern "C" int32_t cw_v1_battery_api_get_battery_sn(char *sn) {
     const decltype(kBatterySn)::Request payload{};
     return cw::perform(
         kBatterySn, payload,
-        // A failed send and a refusal are told alike.
         CW_IF_FAILED(CW_USRLOG_AT(61, "get battery sn send fail ret: %d, ack = %d\n", v.ret, v.result_byte)),  // alike
         CW_IF_DONE({
             std::memset(sn, 0, CW_SN_TEXT_LEN);

@@ -45,9 +45,7 @@ extern "C" int32_t cw_v1_common_api_get_SN(uint8_t sn_selector, char *sn) {
     // The selector says which serial number; the answer holds it as text of its field's length,
     // which is terminated.
     return cw::perform(kGetSn, kGetSn.encode(sn_selector),
-                       // A failed send and a refusal are told alike.
                        CW_IF_FAILED(CW_USRLOG_AT(47, "[cirrow] get SN fail ret: %d ack: %d \n", v.ret, v.result_byte)),
-                       // Done.
                        CW_IF_DONE({
                            std::memset(sn, 0, CW_SN_TEXT_LEN);
                            std::memcpy(sn, ans.data() + kSnAt, kSnLen);

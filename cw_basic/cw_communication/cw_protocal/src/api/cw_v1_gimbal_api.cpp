@@ -110,7 +110,6 @@ extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
     return cw::perform(kWaterwaveTrigger, kWaterwaveTrigger.encode(start ? kWaterwaveStart : kWaterwaveStop),
                        // The answer's result byte is 0 when the gimbal takes the trigger.
                        CW_IF_UNSENT(CW_USRLOG_AT(123, "cw gimbal api trigger waterwave detect  error: %d\n", v.ret)),
-                       // Refused.
                        CW_IF_REFUSED(CW_USRLOG_AT(126, "cw gimbal api trigger waterwave detect ack != 0\n")));
 }
 
@@ -120,10 +119,8 @@ extern "C" int32_t cw_v1_gimbal_api_waterwave_trigger(const char *action) {
 
 extern "C" int32_t cw_v1_gimbal_subscribe_info(uint8_t byte0, uint8_t byte1, uint8_t byte2) {
     return cw::perform(kSubscribeInfo, kSubscribeInfo.encode(byte0, byte1, byte2, uint8_t{0}),
-                       // Not sent.
                        CW_IF_UNSENT(CW_USRLOG_AT(140, "nav gimbal subscribe send fail %d\n", v.ret)),
                        // Refused: the log has the gimbal's result byte.
                        CW_IF_REFUSED(CW_USRLOG_AT(143, "nav gimbal subscribe result fail %d\n", v.result_byte)),
-                       // Done.
                        CW_IF_DONE(CW_USRLOG_AT(146, "nav gimbal subscribe success\n")));
 }

@@ -104,7 +104,6 @@ extern "C" int32_t cw_v1_testcmd_api_vision_stop_autotest(void) {
                            CW_LOG_AT(104, cw::log::kFail, "vision module stop autotest fail %d\n", v.result_byte);
                            CW_USRLOG_AT(105, "vision module stop autotest fail2 %d\n", v.result_byte);
                        }),
-                       // Done.
                        CW_IF_DONE(CW_LOG_BOTH_AT(108, cw::log::kInfo, "vision module stop autotest success\n")));
 }
 
@@ -118,7 +117,6 @@ extern "C" int32_t cw_v1_autotest_stop_distance_limit(void) {
         CW_IF_UNSENT(CW_LOG_BOTH_AT(119, cw::log::kFail, "autotest close distance limit fail %d\n", v.ret)),
         // Refused: the log has the flight controller's result byte.
         CW_IF_REFUSED(CW_LOG_BOTH_AT(122, cw::log::kFail, "autotest close distance limit fail %d\n", v.result_byte)),
-        // Done: on the usrlog
-        // channel only.
+        // Done: on the usrlog channel only.
         CW_IF_DONE(CW_USRLOG_AT(125, "autotest close distance limit success! \n")));
 }

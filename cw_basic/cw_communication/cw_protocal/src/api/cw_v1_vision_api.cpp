@@ -94,7 +94,6 @@ extern "C" int32_t cw_v1_pano_image_buf(uint32_t value0, uint8_t value1, uint8_t
     // soon as the request has gone.
     return cw::perform(kPanoImageBuf, payload.view(), CW_ALWAYS(payload.release()),
                        CW_IF_FAILED(CW_LOG_BOTH_AT(103, cw::log::kFail, "send image buf failed %d\n", v.ret)),
-                       // Sent.
                        CW_IF_DONE(CW_LOG_BOTH_AT(105, cw::log::kInfo, "send image buf success\n")));
 }
 
@@ -106,7 +105,6 @@ extern "C" int32_t cw_v1_quickshot_set_nit_box(uint8_t value0, float box0, float
     return cw::post(
         kQuickshotBox, kQuickshotBox.encode(value0, box0, box1, box2, box3, value1, value2),
         CW_IF_FAILED(CW_LOG_BOTH_AT(118, cw::log::kFail, "vision module quick_shot fail Set Box %d\n", v.ret)),
-        // Sent.
         CW_IF_DONE(CW_LOG_BOTH_AT(120, cw::log::kInfo, "vision module quick_shot Set Box success\n")));
 }
 
@@ -115,7 +113,6 @@ extern "C" int32_t cw_v1_quickshot_set_nit_box(uint8_t value0, float box0, float
 extern "C" int32_t cw_v1_vision_quickshot_enable(uint8_t value0, uint8_t value1, uint8_t value2) {
     return cw::post(
         kQuickshotEnable, kQuickshotEnable.encode(value0, value1, value2),
-        // The three values go as they are.
         CW_IF_FAILED(CW_LOG_AT(129, cw::log::kFail, "vision module Enable quick_shot fail %d\n", v.ret);
                      CW_USRLOG_AT(130, "vision module Enable quick_shot fail1 or lapse_photo fail %d\n", v.ret)),
         CW_IF_DONE(CW_LOG_AT(132, cw::log::kInfo, "vision module Enable quick_shot success\n");
@@ -137,7 +134,6 @@ extern "C" int32_t cw_v1_quickshot_set_param(uint8_t p0, uint8_t p1, uint8_t p2,
 
 extern "C" int32_t cw_v1_quickshot_set_index(uint8_t value0, uint8_t value1, uint8_t value2) {
     return cw::post(kQuickshotIndex, kQuickshotIndex.encode(value0, value1, value2),
-                    // The three values go as they are.
                     CW_IF_FAILED(CW_LOG_AT(158, cw::log::kFail, "vision module quick_shot set_index fail %d\n", v.ret);
                                  CW_USRLOG_AT(159, "vision module quick_shot fail set_index1 %d\n", v.ret)),
                     CW_IF_DONE(CW_LOG_BOTH_AT(161, cw::log::kInfo, "vision module quick_shot set_index success\n")));
@@ -147,7 +143,6 @@ extern "C" int32_t cw_v1_quickshot_set_index(uint8_t value0, uint8_t value1, uin
 
 extern "C" int32_t cw_v1_lapse_photo_submode(uint8_t value) {
     return cw::post(kLapseSubmode, kLapseSubmode.encode(value),
-                    // The submode is the request's one byte.
                     CW_IF_FAILED(CW_LOG_AT(172, cw::log::kFail, "vision module lapse_photo submode fail %d\n", v.ret);
                                  CW_USRLOG_AT(173, "vision module lapse_photo fail submode %d\n", v.ret)),
                     CW_IF_DONE(CW_LOG_AT(175, cw::log::kInfo, "vision module lapse_photo set_index success\n");
@@ -170,7 +165,6 @@ extern "C" int32_t cw_v1_lapse_photo_go(uint8_t value0, uint16_t value1, uint16_
     return cw::post(
         kLapseGo, kLapseGo.encode(value0, value1, value2, value3, value4, value5),
         CW_IF_FAILED(CW_LOG_BOTH_AT(199, cw::log::kFail, "vision module lapse_photo fail start %d\n", v.ret)),
-        // Sent.
         CW_IF_DONE(CW_LOG_BOTH_AT(201, cw::log::kInfo, "vision module lapse_photo start success\n")));
 }
 
@@ -178,9 +172,7 @@ extern "C" int32_t cw_v1_lapse_photo_go(uint8_t value0, uint16_t value1, uint16_
 
 extern "C" int32_t cw_v1_lapse_photo_recover(uint8_t value0, uint8_t value1) {
     return cw::post(kLapseRecover, kLapseRecover.encode(value0, value1),
-                    // The two values go as they are.
                     CW_IF_FAILED(CW_USRLOG_AT(210, "vision module lapse_photo fail recover %d\n", v.ret)),
-                    // Sent.
                     CW_IF_DONE(CW_USRLOG_AT(212, "vision module lapse_photo recover success\n")));
 }
 
@@ -198,9 +190,7 @@ extern "C" int32_t cw_v1_qs160_mode(uint8_t value0, float value1, uint8_t value2
 
 extern "C" int32_t cw_v1_qs160_index(uint8_t value) {
     return cw::post(kQs160Index, kQs160Index.encode(value),
-                    // The index is the request's one byte.
                     CW_IF_FAILED(CW_LOG_BOTH_AT(235, cw::log::kFail, "vision module qs160 index fail %d\n", v.ret)),
-                    // Sent.
                     CW_IF_DONE(CW_LOG_BOTH_AT(237, cw::log::kInfo, "vision module qs160 index success\n")));
 }
 
@@ -208,6 +198,5 @@ extern "C" int32_t cw_v1_qs160_go(uint8_t value) {
     return cw::post(kQs160Index, kQs160Index.encode(value),
                     // The go is an index request.
                     CW_IF_FAILED(CW_LOG_BOTH_AT(246, cw::log::kFail, "vision module qs160 go fail %d\n", v.ret)),
-                    // Sent.
                     CW_IF_DONE(CW_LOG_BOTH_AT(248, cw::log::kInfo, "vision module qs160 go success\n")));
 }

@@ -12,10 +12,8 @@
 namespace {
 
 constexpr auto kSetChannel = cw::command<"wifi.set_channel">(cw::policy::send_only);
-// The ping's answer carries the radio's reply byte where its row puts the result; the version's
-// answer is text of the row's length.
-
-// The ping's result is the radio's reply byte, whatever it is.
+// The ping's result is the radio's reply byte, where its row puts the result, whatever it is; the
+// version's answer is text of the row's length.
 constexpr auto kPing = cw::command<"wifi.ping">(cw::policy::peer_result);
 constexpr auto kVersion = cw::command<"wifi.version">(cw::policy::send_only);
 constexpr auto kOpenWifi = cw::command<"wifi.open">(cw::policy::peer_result);
@@ -30,7 +28,6 @@ extern "C" int32_t cw_v1_wifi_api_set_channel(uint16_t channel) {
                        // link's result is the command's, and whatever the module answers, a request
                        // that went is a success.
                        CW_IF_FAILED(CW_LOG_AT(32, cw::log::kFail, "cw wifi set channel fail result=%d\n", v.ret)),
-                       // Sent.
                        CW_IF_DONE(CW_LOG_AT(34, cw::log::kInfo, "cw wifi set channel success\n")));
 }
 
@@ -65,12 +62,7 @@ extern "C" int32_t cw_v1_wifi_api_version(void) {
 extern "C" int32_t cw_v1_wifi_api_open_wifi(void) {
     CW_LOG_AT(66, cw::log::kInfo, "cw wifi open wifi\n");
     return cw::perform(
-        kOpenWifi, kOpenWifi.encode(uint8_t{0}),
-        // The request is one zero byte; the answer's result byte
-        // says whether the module did it.
-        CW_IF_DONE(CW_USRLOG_AT(70, "cw wifi open wifi success\n")),
-        // Not sent, or refused: the log has the link's result and
-        // the module's byte.
+        kOpenWifi, kOpenWifi.encode(uint8_t{0}), CW_IF_DONE(CW_USRLOG_AT(70, "cw wifi open wifi success\n")),
         CW_IF_FAILED(CW_USRLOG_AT(73, "cw wifi open wifi fail result = %d ack:%d\r\n", v.ret, v.result_byte)));
 }
 
@@ -79,11 +71,6 @@ extern "C" int32_t cw_v1_wifi_api_open_wifi(void) {
 extern "C" int32_t cw_v1_wifi_api_close_wifi(void) {
     CW_LOG_AT(79, cw::log::kInfo, "cw wifi close wifi\n");
     return cw::perform(
-        kCloseWifi, kCloseWifi.encode(uint8_t{0}),
-        // The request is one zero byte; the answer's result byte
-        // says whether the module did it.
-        CW_IF_DONE(CW_USRLOG_AT(83, "cw wifi close wifi success\n")),
-        // Not sent, or refused: the log has the link's result and
-        // the module's byte.
+        kCloseWifi, kCloseWifi.encode(uint8_t{0}), CW_IF_DONE(CW_USRLOG_AT(83, "cw wifi close wifi success\n")),
         CW_IF_FAILED(CW_USRLOG_AT(86, "cw wifi close wifi fail result=%d ack:%d\n", v.ret, v.result_byte)));
 }
