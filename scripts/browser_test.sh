@@ -7,7 +7,7 @@
 #   URL             the page: the live one (http://127.0.0.1:PORT/) or a file (file:///.../flight.html)
 #   SCREENSHOT.png  where the screenshot goes (its directory is created)
 #   REGEX...        extended regular expressions the page's text must match, in order of the page
-#                   (e.g. 'ground → .*in the air.* → ground' 'quick shot: finished')
+#                   (e.g. 'on the ground → .*in the air.* → on the ground' 'quick shot: finished')
 set -euo pipefail
 
 usage() { sed -n '2,11p' "$0" | sed 's/^# \{0,1\}//'; }

@@ -1,6 +1,7 @@
 // The flight as the link showed it: each message decoded by the table into the state the page
 // shows, the series it plots and the link's rates.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -43,6 +44,9 @@ constexpr const Message &kQsResult = row("vision.qs_result", Dir::Push);
 constexpr const Message &kQsFinished = row("vision.qs_finished", Dir::Push);
 constexpr const Message &kLapseResult = row("vision.lapse_result", Dir::Push);
 constexpr const Message &kSticks = row("rc.sticks", Dir::Push);
+
+// The flight controller's phases by number, named as the link's table names them.
+constexpr auto kPhaseNames = cw::link::by_value(cw::link::value::kFlightPhases);
 
 // The flight controller's parameters are addressed by a hash of their name.
 constexpr uint32_t kRadiusParam = cw::link::param::hash(cw::link::param::kMaxRadius);
@@ -272,6 +276,11 @@ std::string Flight::json(size_t since) const {
     w.array("phases");
     for (const auto &[t, p] : s.phases) {
         w.tuple({t, static_cast<double>(p)});
+    }
+    w.end_array();
+    w.array("phase_names");
+    for (const char *name : kPhaseNames) {
+        w.item(name);
     }
     w.end_array();
     w.field("height", s.height).field("speed", s.speed).field("battery", s.battery).field("yaw", s.yaw);

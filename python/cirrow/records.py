@@ -46,16 +46,15 @@ _FIELDS: Dict[str, Dict[str, Field]] = {r: _fields(r) for r in decl.RECORDS}
 
 
 def named_values(meaning: str) -> Dict[int, str]:
-    """The values a meaning lists ("flight phase: 0 on the ground, 1 motors starting"), by number."""
-    if ":" not in meaning:
+    """The values a meaning names, by number: the link table's named values ("flight phase; named
+    values: on the ground 0, motors starting 1"), else the ones its text lists ("1 take off, 6 land")."""
+    if "named values:" in meaning:
+        pairs = [part.strip().rsplit(None, 1)[::-1] for part in meaning.split("named values:", 1)[1].split(",")]
+    elif ":" in meaning:
+        pairs = [part.split(None, 1) for part in meaning.split(":", 1)[1].split(",")]
+    else:
         return {}
-    listed = meaning.split(":", 1)[1]
-    values: Dict[int, str] = {}
-    for part in listed.split(","):
-        words = part.split(None, 1)
-        if len(words) == 2 and words[0].isdigit():
-            values[int(words[0])] = words[1].strip()
-    return values
+    return {int(w[0]): w[1].strip() for w in pairs if len(w) == 2 and w[0].isdigit()}
 
 
 def value_of(record: str, field: str, words: str) -> int:

@@ -142,7 +142,7 @@ http)
         mkdir -p "$artifacts"
         check "the page shows the flight in a browser, without a console message" \
             "$browser_test" "http://127.0.0.1:$port/" "$artifacts/aircraft.png" \
-            'ground → .*in the air.* → ground' 'quick shot: finished'
+            'on the ground → .*in the air.* → on the ground' 'quick shot: finished'
     fi
     stop
     ;;

@@ -15,7 +15,7 @@ MBUS_QUIET=1 MBUS_PCAP="$dir/quick_shot.pcap" "$sim" --speed 2 -- "$demo" >"$dir
     cat "$dir/demo.log"
     exit 1
 }
-expect=('ground → .*in the air.* → ground' 'quick shot: finished')
+expect=('on the ground → .*in the air.* → on the ground' 'quick shot: finished')
 
 "$plot" "$dir/quick_shot.pcap" --http 127.0.0.1:0 --speed 0 >"$dir/serve.log" 2>&1 &
 server=$!

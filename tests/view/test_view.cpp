@@ -67,6 +67,11 @@ TEST(Flight, DecodesAFlight) {
     f.set_report("ok: \"landed\" </script>");
     const std::string j = f.json(0);
     EXPECT_TRUE(has(j, "\"phase\":0,\"phases\":[[0,0],[0,1],[1,3],[3,4],[4,0]]")) << j;
+    // The page names the phases as the link's table does.
+    EXPECT_TRUE(has(j,
+                    "\"phase_names\":[\"on the ground\",\"motors starting\",\"taking off\",\"in the air\","
+                    "\"landing\"]"))
+        << j;
     EXPECT_TRUE(has(j, "\"height\":0,")) << j;
     EXPECT_TRUE(has(j, "\"yaw\":0,")) << j;  // the sensor message now carries the heading
     EXPECT_TRUE(has(j, "\"north\":5,\"east\":1,\"home_north\":3,\"home_east\":-4,\"radius\":500")) << j;

@@ -17,6 +17,22 @@ struct Named {
     uint32_t value;
 };
 
+// Not defined: called at compile time, it stops the build.
+void values_are_not_0_to_n_minus_1();
+
+// The names of values that number 0 to N - 1, by value (the build stops on a gap or a repeat).
+template <size_t N>
+consteval std::array<const char *, N> by_value(const Named (&named)[N]) {
+    std::array<const char *, N> names{};
+    for (const Named &n : named) {
+        if (n.value >= N || names[n.value] != nullptr) {
+            values_are_not_0_to_n_minus_1();
+        }
+        names[n.value] = n.name;
+    }
+    return names;
+}
+
 namespace value {
 
 // flight.function_control: function.
@@ -24,6 +40,18 @@ inline constexpr uint8_t kTakeOff = 1;
 inline constexpr uint8_t kLand = 6;
 inline constexpr uint8_t kTestLand = 31;  // landing while a test mode is set
 inline constexpr Named kFunctions[] = {{"take-off", kTakeOff}, {"land", kLand}, {"test-land", kTestLand}};
+
+// flight.fc_state: phase and flight_state, the flight controller's phase of flight.
+inline constexpr uint8_t kPhaseGround = 0;
+inline constexpr uint8_t kPhaseMotorsStarting = 1;
+inline constexpr uint8_t kPhaseTakingOff = 2;
+inline constexpr uint8_t kPhaseInTheAir = 3;
+inline constexpr uint8_t kPhaseLanding = 4;
+inline constexpr Named kFlightPhases[] = {{"on the ground", kPhaseGround},
+                                          {"motors starting", kPhaseMotorsStarting},
+                                          {"taking off", kPhaseTakingOff},
+                                          {"in the air", kPhaseInTheAir},
+                                          {"landing", kPhaseLanding}};
 
 // flight.control_enable: mode.
 inline constexpr uint8_t kTakeControl = 1;

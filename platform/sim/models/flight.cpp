@@ -3,6 +3,7 @@
 // (the height and radius limits bound the flight), the IMU calibration steps, identity and the
 // distance limit.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 
@@ -25,8 +26,18 @@ constexpr const trace::Message &kAdvControl = row("flight.adv_control", Dir::Req
 constexpr uint32_t hash_of(const char *name) { return param::hash(name); }
 
 // Flight states as the flight controller reports them (3/91 bytes 0 and 8).
-enum Phase : uint8_t { kGround = 0, kSpinUp = 1, kClimb = 2, kAir = 3, kDescend = 4, kPhases };
-const char *const kPhaseNames[] = {"on the ground", "motors starting", "taking off", "in the air", "landing"};
+namespace value = cw::link::value;
+enum Phase : uint8_t {
+    kGround = value::kPhaseGround,
+    kSpinUp = value::kPhaseMotorsStarting,
+    kClimb = value::kPhaseTakingOff,
+    kAir = value::kPhaseInTheAir,
+    kDescend = value::kPhaseLanding,
+    kPhases
+};
+// The phases' names as the link's table gives them, by phase.
+constexpr auto kPhaseNames = cw::link::by_value(value::kFlightPhases);
+static_assert(kPhaseNames.size() == kPhases);
 
 // The orders that move the aircraft, and what each does in each phase (rows: phases; columns:
 // take-off, land, steering).

@@ -2,7 +2,7 @@
 // Live, it polls /api/state for what is new; recorded, it draws the data inlined in the page.
 (function () {
   'use strict';
-  var PHASES = ['ground', 'motors starting', 'taking off', 'in the air', 'landing'];
+  var PHASES = [];  // the flight controller's phases by number, as the link's table names them
   var CAMERA = ['photo', 'video'];
   var STICKS = ['R-H', 'R-V', 'L-V', 'L-H'];
   var rows = [];   // [t, height, speed, pitch, battery, north, east]
@@ -14,7 +14,7 @@
     return v === null || v === undefined ? '–' : v.toFixed(digits) + (unit || '');
   }
   function text(id, s) { $(id).textContent = s; }
-  function phaseName(p) { return p >= 0 && p < PHASES.length ? PHASES[p] : 'phase ' + p; }
+  function phaseName(p) { return p >= 0 && p < PHASES.length && PHASES[p] ? PHASES[p] : 'phase ' + p; }
 
   function makePlot(id, column, label, color) {
     plots[id] = { column: column, graph: new Dygraph($(id), [[0, null]], {
@@ -154,6 +154,7 @@
     rows = rows.slice(0, s.from).concat(s.series);
     next = s.next;
     state = s;
+    PHASES = s.phase_names || PHASES;
     drawState(s);
     drawPlan(s);
     drawPlots(s);
