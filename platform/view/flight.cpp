@@ -47,6 +47,7 @@ constexpr const Message &kSticks = row("rc.sticks", Dir::Push);
 
 // The flight controller's phases by number, named as the link's table names them.
 constexpr auto kPhaseNames = cw::link::by_value(cw::link::value::kFlightPhases);
+constexpr auto kCameraModes = cw::link::by_value(cw::link::value::kCameraModes);
 
 // The flight controller's parameters are addressed by a hash of their name.
 constexpr uint32_t kRadiusParam = cw::link::param::hash(cw::link::param::kMaxRadius);
@@ -83,6 +84,16 @@ const cw::trace::Module *owner(const LinkEvent &e, const Message *m) {
         }
     }
     return nullptr;
+}
+
+// The names of a field's values, by value, as a list the page indexes.
+template <size_t N>
+void names(json::Writer &w, const char *key, const std::array<const char *, N> &names) {
+    w.array(key);
+    for (const char *name : names) {
+        w.item(name);
+    }
+    w.end_array();
 }
 
 const char *kind_name(Dir d) { return d == Dir::Request ? "request" : d == Dir::Answer ? "answer" : "push"; }
@@ -278,16 +289,13 @@ std::string Flight::json(size_t since) const {
         w.tuple({t, static_cast<double>(p)});
     }
     w.end_array();
-    w.array("phase_names");
-    for (const char *name : kPhaseNames) {
-        w.item(name);
-    }
-    w.end_array();
+    names(w, "phase_names", kPhaseNames);
     w.field("height", s.height).field("speed", s.speed).field("battery", s.battery).field("yaw", s.yaw);
     w.field("north", s.north).field("east", s.east).field("home_north", s.home_north).field("home_east", s.home_east);
     w.field("radius", s.radius);
     w.array("gimbal").values({s.gimbal[0], s.gimbal[1], s.gimbal[2]}).end_array();
     w.array("sticks").values({s.sticks[0], s.sticks[1], s.sticks[2], s.sticks[3]}).end_array();
+    names(w, "camera_modes", kCameraModes);
     w.field("camera_mode", s.camera_mode).field("photos", static_cast<double>(s.photos));
     w.field("pano_state", s.pano_state).field("pano_result", s.pano_result).field("qs_code", s.qs_code);
     w.field("qs_active", s.qs_active).field("lapse_state", s.lapse_state);

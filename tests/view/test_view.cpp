@@ -77,7 +77,7 @@ TEST(Flight, DecodesAFlight) {
     EXPECT_TRUE(has(j, "\"north\":5,\"east\":1,\"home_north\":3,\"home_east\":-4,\"radius\":500")) << j;
     EXPECT_TRUE(has(j, "\"gimbal\":[-45.5,1.2,0]")) << j;
     EXPECT_TRUE(has(j, "\"sticks\":[1684,0,0,364]")) << j;
-    EXPECT_TRUE(has(j, "\"camera_mode\":1,\"photos\":2")) << j;
+    EXPECT_TRUE(has(j, "\"camera_modes\":[\"photo\",\"video\"],\"camera_mode\":1,\"photos\":2")) << j;
     EXPECT_TRUE(has(j, "\"apps\":[\"demo_quick_shot[42]\"]")) << j;
     EXPECT_TRUE(has(j, "\"report\":\"ok: \\\"landed\\\" <\\/script>\"")) << j;
 }

@@ -163,8 +163,8 @@ inline constexpr Message kMessages[] = {
     {34, 73, Push, A, L, "quicktest.msg", {{"kind", 0, U8, 1, "1 heartbeat"}, {"state", 1, U8, 1, "1 alive"}, {"err", 2, U8}, {"rest", 3, Bytes, 3}}},
     // ---- camera
     {2, 17, Request, kCamera, L, "camera.query_mode", {}, kWaitCamera},
-    {2, 17, Answer, kCamera, L, "camera.query_mode", {kResult, {"mode", 1, U8, 1, "camera mode: photo or video, as switched"}}},
-    {2, 16, Request, kCamera, L, "camera.switch_mode", {{"mode", 0, U8}}, kWaitCamera},
+    {2, 17, Answer, kCamera, L, "camera.query_mode", {kResult, {"mode", 1, U8, 1, "camera mode, as switched", nullptr, value::kCameraModes}}},
+    {2, 16, Request, kCamera, L, "camera.switch_mode", {{"mode", 0, U8, 1, "camera mode", nullptr, value::kCameraModes}}, kWaitCamera},
     {0, 14, Request, kCamera, L, "camera.heartbeat", {}},
     {0, 0, Request, kCamera, L, "camera.ping", {{"value", 0, U8}}, kWaitCamera},
     {0, 0, Answer, kCamera, L, "camera.ping", {{"byte0", 0, U8}, {"ack", 1, U8}}, 0, 1},

@@ -53,6 +53,11 @@ inline constexpr Named kFlightPhases[] = {{"on the ground", kPhaseGround},
                                           {"in the air", kPhaseInTheAir},
                                           {"landing", kPhaseLanding}};
 
+// camera.switch_mode and camera.query_mode: mode, the camera's work mode.
+inline constexpr uint8_t kCameraPhoto = 0;
+inline constexpr uint8_t kCameraVideo = 1;
+inline constexpr Named kCameraModes[] = {{"photo", kCameraPhoto}, {"video", kCameraVideo}};
+
 // flight.control_enable: mode.
 inline constexpr uint8_t kTakeControl = 1;
 inline constexpr uint8_t kReleaseControl = 2;

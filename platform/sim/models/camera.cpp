@@ -12,7 +12,7 @@ namespace {
 
 using namespace layout;
 
-enum WorkMode : uint8_t { kPhoto = 0, kVideo = 1 };
+enum WorkMode : uint8_t { kPhoto = cw::link::value::kCameraPhoto, kVideo = cw::link::value::kCameraVideo };
 constexpr double kPhotoS = 0.4;  // busy while a photo is taken
 constexpr uint8_t kWrongMode = 3;
 constexpr uint8_t kBusy = 4;

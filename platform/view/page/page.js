@@ -3,7 +3,7 @@
 (function () {
   'use strict';
   var PHASES = [];  // the flight controller's phases by number, as the link's table names them
-  var CAMERA = ['photo', 'video'];
+  var CAMERA = [];  // the camera's work modes by number, as the link's table names them
   var STICKS = ['R-H', 'R-V', 'L-V', 'L-H'];
   var rows = [];   // [t, height, speed, pitch, battery, north, east]
   var next = 0, epoch = -1, state = null, fit = 'track', recorded = !!window.CW_DATA;
@@ -155,6 +155,7 @@
     next = s.next;
     state = s;
     PHASES = s.phase_names || PHASES;
+    CAMERA = s.camera_modes || CAMERA;
     drawState(s);
     drawPlan(s);
     drawPlots(s);

@@ -40,9 +40,6 @@ constexpr auto kTimelapse = cw::command<"camera.timelapse">(cw::policy::any_fail
 constexpr auto kTopMode = cw::command<"camera.top_mode">(cw::policy::ack_byte);
 constexpr auto kZoom = cw::command<"camera.zoom">(cw::policy::send_only);
 
-constexpr uint8_t kModePhoto = 0;
-constexpr uint8_t kModeVideo = 1;
-
 // Storage path requests: a fixed head, then the medium.
 using Medium = decltype(kStoragePath)::Array<"medium">;
 constexpr decltype(kStoragePath)::Array<"head"> kStoragePathHead = {0x01, 0x00, 0x00, 0x00, 0x02, 0x00};
@@ -83,7 +80,7 @@ extern "C" int32_t cw_v1_camera_api_switch_mode(const char *mode) {
     if (rc != 0) {
         return rc;
     }
-    const uint8_t target = same_text(mode, "VIDEO") ? kModeVideo : kModePhoto;
+    const uint8_t target = same_text(mode, "VIDEO") ? cw::link::value::kCameraVideo : cw::link::value::kCameraPhoto;
     if (current == target) {
         return 0;
     }
