@@ -40,16 +40,24 @@ constexpr int32_t kAutotestStarted = 1;
 constexpr int32_t kAutotestStarting = 2;
 std::atomic<int32_t> g_autotest_started{kAutotestClosed};
 
+// While another start's request runs, 1 ms naps, at most for twice its link timeout: a start that
+// has not settled by then (its thread stopped mid-request) is taken as started.
+constexpr uint32_t kStartNapUs = 1000;
+constexpr uint32_t kMaxStartNaps = 2 * kVisionAutotest.request().timeout / kStartNapUs;
+
 // True when the caller is to send the start request (the flag now says kAutotestStarting); false when
-// started. Bound: 1 ms naps while another start's request runs, which its link timeout ends.
+// started, or still starting after kMaxStartNaps naps.
 bool claim_autotest_start() {
     int32_t seen = g_autotest_started.load(std::memory_order_acquire);
-    for (;;) {
+    for (uint32_t naps = 0;;) {
         if (seen == kAutotestStarted) {
             return false;
         }
         if (seen == kAutotestStarting) {
-            const timespec pause = {0, 1000000};  // the other start settles within its link timeout
+            if (naps++ == kMaxStartNaps) {
+                return false;
+            }
+            const timespec pause = {0, kStartNapUs * 1000};
             nanosleep(&pause, nullptr);
             seen = g_autotest_started.load(std::memory_order_acquire);
             continue;
