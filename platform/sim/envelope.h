@@ -5,7 +5,11 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
+#include <string>
 #include <string_view>
+
+#include "cw_values.h"
 
 namespace sim::envelope {
 
@@ -52,24 +56,32 @@ inline constexpr Limit kLimits[] = {
 // clang-format on
 
 // The values a command's byte accepts; any other is ignored with the module's line naming them.
-inline constexpr const char *kControlModes = "1 (take control) and 2 (release)";
-inline constexpr const char *kFunctions = "1 (take off), 6 and 31 (land)";
-inline constexpr const char *kFlightModes = "modes 0 to 9, sub-modes 0 to 15";
-inline constexpr const char *kObstacleAvoidance = "0 (off) and 255 (on)";
-inline constexpr const char *kGimbalModes = "modes 0 to 3";
-inline constexpr const char *kCameraModes = "0 (photo) and 1 (video)";
-
+// Values the link's table names are listed from it ("1 (take control) and 2 (release control)").
 struct Accepted {
     const char *command;
     const char *field;
-    const char *values;
+    const char *text;                             // ranges, where the table names no values
+    std::span<const cw::link::Named> named = {};  // else the field's named values
+
+    std::string values() const {
+        std::string s = text != nullptr ? text : "";
+        for (size_t i = 0; i < named.size(); ++i) {
+            s.append(i == 0 ? "" : i + 1 == named.size() ? " and " : ", ");
+            s.append(std::to_string(named[i].value)).append(" (").append(named[i].name).append(")");
+        }
+        return s;
+    }
 };
 
-inline constexpr Accepted kAccepted[] = {
-    {"flight.control_enable", "mode", kControlModes},      {"flight.function_control", "function", kFunctions},
-    {"flight.submode_set", "mode, submode", kFlightModes}, {"flight.switch_oa", "on_off", kObstacleAvoidance},
-    {"gimbal.mode_control", "mode", kGimbalModes},         {"camera.switch_mode", "mode", kCameraModes},
-};
+inline constexpr Accepted kControlModes{"flight.control_enable", "mode", nullptr, cw::link::value::kControlModes};
+inline constexpr Accepted kFunctions{"flight.function_control", "function", nullptr, cw::link::value::kFunctions};
+inline constexpr Accepted kFlightModes{"flight.submode_set", "mode, submode", "modes 0 to 9, sub-modes 0 to 15"};
+inline constexpr Accepted kObstacleAvoidance{"flight.switch_oa", "on_off", "0 (off) and 255 (on)"};
+inline constexpr Accepted kGimbalModes{"gimbal.mode_control", "mode", "modes 0 to 3"};
+inline constexpr Accepted kCameraModes{"camera.switch_mode", "mode", nullptr, cw::link::value::kCameraModes};
+
+inline constexpr Accepted kAccepted[] = {kControlModes,      kFunctions,   kFlightModes,
+                                         kObstacleAvoidance, kGimbalModes, kCameraModes};
 
 // A refusal's result byte, by module (the scenario's name) and byte.
 struct Result {

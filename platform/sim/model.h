@@ -201,10 +201,11 @@ protected:
     }
     // A value outside the accepted set: ignored, with the module's line naming what it accepts and a
     // note for the application. `who` names the module in its line ("flight controller").
-    void ignores(double t, AppId app, const char *who, const std::string &what, const char *accepts) const {
-        say("t=%.1f s: %s ignores %s: accepts %s\n", t, who, what.c_str(), accepts);
-        referee->note(app, t, "value-not-accepted", std::string(who) + " ignored " + what,
-                      std::string("it accepts ") + accepts);
+    void ignores(double t, AppId app, const char *who, const std::string &what,
+                 const envelope::Accepted &accepts) const {
+        const std::string values = accepts.values();
+        say("t=%.1f s: %s ignores %s: accepts %s\n", t, who, what.c_str(), values.c_str());
+        referee->note(app, t, "value-not-accepted", std::string(who) + " ignored " + what, "it accepts " + values);
     }
     // A value beyond the envelope: carried out at the limit, with the module's line and a mistake.
     void limits(double t, AppId app, const char *who, const char *rule, const std::string &what) const {

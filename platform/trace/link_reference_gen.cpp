@@ -184,7 +184,7 @@ void envelope(FILE *out) {
                  "\nThe values a byte accepts; any other is ignored, with the aircraft's line naming them.\n\n"
                  "| Command | Field | Accepted |\n|---|---|---|\n");
     for (const e::Accepted &a : e::kAccepted) {
-        std::fprintf(out, "| %s | `%s` | %s |\n", a.command, a.field, a.values);
+        std::fprintf(out, "| %s | `%s` | %s |\n", a.command, a.field, a.values().c_str());
     }
     std::fprintf(out,
                  "\nThe result bytes of the models' refusals (0 is success), each told to the application "

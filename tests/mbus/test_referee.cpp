@@ -342,14 +342,19 @@ TEST(Envelope, ValuesOutsideTheAcceptedSetsAreIgnoredAndNamed) {
     const uint16_t gimbal = trace::kGimbal;
     p.send(3, 141, {99, 77});                                           // flight mode and sub-mode
     p.send(3, 26, {7});                                                 // obstacle avoidance
+    p.send(3, 42, {9});                                                 // function
+    p.send(2, 16, {5}, trace::kCamera);                                 // camera work mode
     p.send(4, 68, {9}, gimbal);                                         // gimbal mode
     p.send(4, 10, {0x30, 0xF8, 0, 0, 0, 0, 0, 0, 0x80, 0, 0}, gimbal);  // pitch -200 degrees
     p.fly(0.1);
-    for (const char *line : {"flight controller ignores mode 99, sub-mode 77: accepts modes 0 to 9, sub-modes 0 to 15",
-                             "flight controller ignores obstacle avoidance 7: accepts 0 (off) and 255 (on)",
-                             "gimbal ignores mode 9: accepts modes 0 to 3",
-                             "gimbal limits the pitch angle -200.0 to -90.0 degrees (accepts -90 to 30)",
-                             "gimbal turns to -90.0, 0.0, 0.0 degrees"}) {
+    for (const char *line :
+         {"flight controller ignores mode 99, sub-mode 77: accepts modes 0 to 9, sub-modes 0 to 15",
+          "flight controller ignores obstacle avoidance 7: accepts 0 (off) and 255 (on)",
+          // values the link's table names, listed from it
+          "flight controller ignores function 9: accepts 1 (take-off), 6 (land) and 31 (test-land)",
+          "camera ignores work mode 5: accepts 0 (photo) and 1 (video)", "gimbal ignores mode 9: accepts modes 0 to 3",
+          "gimbal limits the pitch angle -200.0 to -90.0 degrees (accepts -90 to 30)",
+          "gimbal turns to -90.0, 0.0, 0.0 degrees"}) {
         EXPECT_TRUE(has(g_lines, line)) << line << "\n" << g_lines;
     }
     ASSERT_FALSE(p.state.empty());
