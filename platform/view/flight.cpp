@@ -88,9 +88,9 @@ const cw::trace::Module *owner(const LinkEvent &e, const Message *m) {
 
 // The names of a field's values, by value, as a list the page indexes.
 template <size_t N>
-void names(json::Writer &w, const char *key, const std::array<const char *, N> &names) {
+void names(json::Writer &w, const char *key, const std::array<const char *, N> &list) {
     w.array(key);
-    for (const char *name : names) {
+    for (const char *name : list) {
         w.item(name);
     }
     w.end_array();

@@ -14,7 +14,7 @@
     return v === null || v === undefined ? '–' : v.toFixed(digits) + (unit || '');
   }
   function text(id, s) { $(id).textContent = s; }
-  function phaseName(p) { return p >= 0 && p < PHASES.length && PHASES[p] ? PHASES[p] : 'phase ' + p; }
+  function phaseName(p) { return p >= 0 && p < PHASES.length ? PHASES[p] : 'phase ' + p; }
 
   function makePlot(id, column, label, color) {
     plots[id] = { column: column, graph: new Dygraph($(id), [[0, null]], {
